@@ -1,0 +1,38 @@
+// Widget ids, properties, messages and callbacks of the X-Plane widget
+// library, as far as the plug-in uses them.
+#ifndef XPWidgetDefs_h
+#define XPWidgetDefs_h
+
+#include <stdint.h>
+
+#include "XPLMDefs.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#define WIDGET_API __attribute__((visibility("default")))
+#else
+#define WIDGET_API
+#endif
+
+typedef void* XPWidgetID;
+
+enum { xpProperty_Refcon = 0 };
+typedef int XPWidgetPropertyID;
+
+enum { xpMsg_None = 0 };
+typedef int XPWidgetMessage;
+
+typedef int XPWidgetClass;
+#define xpWidgetClass_None 0
+
+typedef int (*XPWidgetFunc_t)(XPWidgetMessage inMessage, XPWidgetID inWidget, intptr_t inParam1,
+                              intptr_t inParam2);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
