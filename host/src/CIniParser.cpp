@@ -1,0 +1,379 @@
+// The settings and report INI files: loading them defensively, typed access
+// by section and key, and saving each file whole or not at all.
+
+// The INI library's template bodies are compiled here (the packaged header
+// keeps them behind SI_IMPLEMENTATION), so the plug-in carries its own copy
+// and needs no shared library beside it. This must precede the first include.
+#define SI_IMPLEMENTATION
+#include "CIniParser.h"
+
+#include <boost/algorithm/hex.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <boost/format.hpp>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "CClientConfig.h"
+#include "CLogger.h"
+#include "CNumberText.h"
+
+namespace {
+
+// Far above anything the client writes; a bigger file is not one of ours.
+constexpr std::uintmax_t kMaxFileBytes = 64u * 1024u * 1024u;
+
+std::string errnoText(int error) { return std::generic_category().message(error); }
+
+// Text files only: control characters other than tab and line ends mean the
+// file was overwritten with something else or torn by a crash.
+bool looksDamaged(const std::string& contents) {
+    for (const char c : contents) {
+        const unsigned char byte = static_cast<unsigned char>(c);
+        if ((byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r') || byte == 0x7F) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool hasLineBreak(const std::string& text) { return text.find_first_of("\r\n") != std::string::npos; }
+
+// Whether the file would give the entry back exactly as written.
+bool isStorable(const std::string& section, const std::string& key, const std::string& value) {
+    return !key.empty() && !hasLineBreak(section) && !hasLineBreak(key) && !hasLineBreak(value) &&
+           section.find(']') == std::string::npos && key.find('=') == std::string::npos;
+}
+
+int hexDigitValue(char c) {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    if (c >= 'A' && c <= 'F') {
+        return c - 'A' + 10;
+    }
+    if (c >= 'a' && c <= 'f') {
+        return c - 'a' + 10;
+    }
+    return -1;
+}
+
+// Byte i comes from characters 2i and 2i+1. A lone last digit stands for its
+// own value; a pair with anything but hex digits gives 0.
+void decodeHex(const char* text, void* out, std::size_t size) {
+    unsigned char* bytes = static_cast<unsigned char*>(out);
+    std::memset(bytes, 0, size);
+    const std::size_t length = std::strlen(text);
+    for (std::size_t i = 0; i < size && 2 * i < length; ++i) {
+        const int high = hexDigitValue(text[2 * i]);
+        if (2 * i + 1 == length) {
+            bytes[i] = static_cast<unsigned char>(high < 0 ? 0 : high);
+            break;
+        }
+        const int low = hexDigitValue(text[2 * i + 1]);
+        bytes[i] = (high < 0 || low < 0) ? 0 : static_cast<unsigned char>(high * 16 + low);
+    }
+}
+
+bool copyValue(const char* value, char* out, std::size_t size) {
+    if (out == nullptr || size == 0) {
+        return false;
+    }
+    const std::size_t length = std::min(std::strlen(value), size - 1);
+    std::memcpy(out, value, length);
+    out[length] = '\0';
+    return true;
+}
+
+bool writeAll(int fd, const std::string& data) {
+    const char* next = data.data();
+    std::size_t left = data.size();
+    while (left > 0) {
+        const ssize_t written = ::write(fd, next, left);
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        next += written;
+        left -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+// Makes the rename itself survive a power cut; a folder that cannot be
+// synced still holds the new file, so failure here is not reported.
+void syncFolderOf(const std::string& fileName) {
+    std::string folder = boost::filesystem::path(fileName).parent_path().string();
+    if (folder.empty()) {
+        folder = ".";
+    }
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        ::fsync(fd);
+        ::close(fd);
+    }
+}
+
+// Writes data to a temporary file beside fileName and renames it over
+// fileName, so that a crash leaves either the old file or the new one.
+// Returns an empty text on success, else why it failed.
+std::string replaceFile(const std::string& fileName, const std::string& data) {
+    const std::string tempName = fileName + ".tmp";
+    const int fd = ::open(tempName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        return "cannot create " + tempName + ": " + errnoText(errno);
+    }
+    std::string failure;
+    if (!writeAll(fd, data)) {
+        failure = "cannot write " + tempName + ": " + errnoText(errno);
+    } else if (::fsync(fd) != 0) {
+        failure = "cannot flush " + tempName + ": " + errnoText(errno);
+    }
+    if (::close(fd) != 0 && failure.empty()) {
+        failure = "cannot close " + tempName + ": " + errnoText(errno);
+    }
+    if (failure.empty() && ::rename(tempName.c_str(), fileName.c_str()) != 0) {
+        failure = "cannot replace it: " + errnoText(errno);
+    }
+    if (!failure.empty()) {
+        ::unlink(tempName.c_str());
+        return failure;
+    }
+    syncFolderOf(fileName);
+    return std::string();
+}
+
+}  // namespace
+
+CIniParser::CIniParser()
+    : m_pLogger(std::make_unique<CLogger>("CIniParser")),
+      m_iniPath(CClientConfig::instance()->getIniPath()),
+      m_configFileName(m_iniPath + "quelby.ini"),
+      m_reportFileName(m_iniPath + "quelby_report.ini") {
+    createIfMissing(m_configFileName);
+    createIfMissing(m_reportFileName);
+    loadStore(m_configStore, m_configFileName);
+    loadStore(m_reportStore, m_reportFileName);
+}
+
+CIniParser::~CIniParser() {
+    try {
+        saveFiles();
+    } catch (...) {
+        // Saving already logs its failures; a destructor must not throw.
+    }
+}
+
+void CIniParser::createIfMissing(const std::string& fileName) {
+    boost::system::error_code error;
+    const boost::filesystem::file_status status = boost::filesystem::symlink_status(fileName, error);
+    if (status.type() != boost::filesystem::file_not_found) {
+        return;
+    }
+    const int fd = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        m_pLogger->error("Could not create INI-file " + fileName + ": " + errnoText(errno));
+        return;
+    }
+    ::close(fd);
+}
+
+bool CIniParser::loadStore(CSimpleIniA& store, const std::string& fileName) {
+    store.Reset();
+    std::string problem;
+    std::string contents;
+    try {
+        boost::system::error_code error;
+        if (!boost::filesystem::is_regular_file(fileName, error)) {
+            problem = "not a regular file";
+        } else if (boost::filesystem::file_size(fileName, error) > kMaxFileBytes) {
+            problem = "larger than an INI-file of this client can be";
+        } else {
+            std::ifstream in(fileName, std::ios::binary);
+            if (!in) {
+                problem = "cannot open it: " + errnoText(errno);
+            } else {
+                contents.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+                if (in.bad()) {
+                    problem = "cannot read it";
+                } else if (looksDamaged(contents)) {
+                    problem = "damaged, it holds binary data";
+                } else if (store.LoadData(contents) < 0) {
+                    problem = "cannot parse it";
+                }
+            }
+        }
+    } catch (const std::exception& e) {
+        problem = e.what();
+    }
+    if (problem.empty()) {
+        return true;
+    }
+    store.Reset();
+    m_pLogger->error("Could not read INI-file " + fileName + " (" + problem + "); reading it as empty");
+    return false;
+}
+
+bool CIniParser::saveStore(const CSimpleIniA& store, const std::string& fileName) {
+    std::string failure;
+    try {
+        std::string data;
+        if (store.Save(data) < 0) {
+            failure = "cannot format its contents";
+        } else {
+            failure = replaceFile(fileName, data);
+        }
+    } catch (const std::exception& e) {
+        failure = e.what();
+    }
+    if (failure.empty()) {
+        return true;
+    }
+    m_pLogger->error("Could not save INI-file " + fileName + " (" + failure + "); the previous file is kept");
+    return false;
+}
+
+bool CIniParser::saveFiles() {
+    const bool configSaved = saveStore(m_configStore, m_configFileName);
+    const bool reportSaved = saveStore(m_reportStore, m_reportFileName);
+    return configSaved && reportSaved;
+}
+
+void CIniParser::resetBackupFile() { m_reportStore.Reset(); }
+
+bool CIniParser::getStringFromConfig(const std::string& section, const std::string& key, char* out,
+                                     std::size_t size) {
+    return copyValue(m_configStore.GetValue(section.c_str(), key.c_str(), ""), out, size);
+}
+
+bool CIniParser::getStringFromReport(const std::string& section, const std::string& key, char* out,
+                                     std::size_t size) {
+    return copyValue(m_reportStore.GetValue(section.c_str(), key.c_str(), ""), out, size);
+}
+
+int CIniParser::getIntFromConfig(const std::string& section, const std::string& key) {
+    return CNumberText::toInt(m_configStore.GetValue(section.c_str(), key.c_str(), "0"));
+}
+
+int CIniParser::getIntFromReport(const std::string& section, const std::string& key) {
+    return CNumberText::toInt(m_reportStore.GetValue(section.c_str(), key.c_str(), "0"));
+}
+
+bool CIniParser::getBoolFromConfig(const std::string& section, const std::string& key) {
+    return getIntFromConfig(section, key) == 1;
+}
+
+bool CIniParser::getBoolFromReport(const std::string& section, const std::string& key) {
+    return getIntFromReport(section, key) == 1;
+}
+
+bool CIniParser::getStdTrueBoolFromConfig(const std::string& section, const std::string& key) {
+    return CNumberText::toInt(m_configStore.GetValue(section.c_str(), key.c_str(), "1")) == 1;
+}
+
+bool CIniParser::getStructFromConfig(const std::string& section, const std::string& key, void* out,
+                                     std::size_t size) {
+    if (out == nullptr) {
+        return false;
+    }
+    decodeHex(m_configStore.GetValue(section.c_str(), key.c_str(), ""), out, size);
+    return true;
+}
+
+bool CIniParser::getStructFromReport(const std::string& section, const std::string& key, void* out,
+                                     std::size_t size) {
+    if (out == nullptr) {
+        return false;
+    }
+    decodeHex(m_reportStore.GetValue(section.c_str(), key.c_str(), ""), out, size);
+    return true;
+}
+
+namespace {
+
+bool encodeHex(const void* data, std::size_t size, std::string& text) {
+    if (data == nullptr && size > 0) {
+        return false;
+    }
+    const unsigned char* bytes = static_cast<const unsigned char*>(data);
+    text.reserve(2 * size);
+    boost::algorithm::hex(bytes, bytes + size, std::back_inserter(text));
+    return true;
+}
+
+}  // namespace
+
+bool CIniParser::storeEntry(CSimpleIniA& store, const std::string& section, const std::string& key,
+                            const std::string& value, const boost::format& failure) noexcept {
+    try {
+        if (isStorable(section, key, value) && store.SetValue(section.c_str(), key.c_str(), value.c_str()) >= 0) {
+            return true;
+        }
+        m_pLogger->error(failure.str());
+    } catch (...) {
+        // Out of memory: the entry is not stored, which the caller learns.
+    }
+    return false;
+}
+
+bool CIniParser::writeStringToConfig(const std::string& section, const std::string& key, const std::string& value) {
+    try {
+        return storeEntry(m_configStore, section, key, value,
+                          boost::format("Could not write string to config INI-file! (Section:%s Key:%s String:%s)") %
+                              section % key % value);
+    } catch (...) {
+        return false;
+    }
+}
+
+bool CIniParser::writeStringToReport(const std::string& section, const std::string& key, const std::string& value) {
+    try {
+        return storeEntry(m_reportStore, section, key, value,
+                          boost::format("Could not write string to report INI-file! (Section:%s Key:%s String:%s)") %
+                              section % key % value);
+    } catch (...) {
+        return false;
+    }
+}
+
+bool CIniParser::writeStructToConfig(const std::string& section, const std::string& key, const void* data,
+                                     std::size_t size) {
+    try {
+        boost::format failure = boost::format("Could not write struct to config INI-file! (Section:%s Key:%s)") %
+                                section % key;
+        std::string text;
+        if (!encodeHex(data, size, text)) {
+            m_pLogger->error(failure.str());
+            return false;
+        }
+        return storeEntry(m_configStore, section, key, text, failure);
+    } catch (...) {
+        return false;
+    }
+}
+
+bool CIniParser::writeStructToReport(const std::string& section, const std::string& key, const void* data,
+                                     std::size_t size) {
+    try {
+        boost::format failure = boost::format("Could not write struct to report INI-file! (Section:%s Key:%s)") %
+                                section % key;
+        std::string text;
+        if (!encodeHex(data, size, text)) {
+            m_pLogger->error(failure.str());
+            return false;
+        }
+        return storeEntry(m_reportStore, section, key, text, failure);
+    } catch (...) {
+        return false;
+    }
+}

@@ -1,0 +1,44 @@
+// Locale-independent atoi/atof.
+#include "CNumberText.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+
+#include <locale.h>
+
+namespace {
+
+locale_t cLocale() {
+    // Made once, shared by every thread, never freed: it lives as long as the
+    // plug-in does.
+    static const locale_t loc = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(0));
+    return loc;
+}
+
+}  // namespace
+
+namespace CNumberText {
+
+double toDouble(const char* text) {
+    if (text == nullptr) {
+        return 0.0;
+    }
+    return strtod_l(text, nullptr, cLocale());
+}
+
+int toInt(const char* text) {
+    if (text == nullptr) {
+        return 0;
+    }
+    const long value = strtol_l(text, nullptr, 10, cLocale());
+    if (value > INT_MAX) {
+        return INT_MAX;
+    }
+    if (value < INT_MIN) {
+        return INT_MIN;
+    }
+    return static_cast<int>(value);
+}
+
+}  // namespace CNumberText

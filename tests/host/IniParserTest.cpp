@@ -1,0 +1,310 @@
+// The settings and report INI files: defaults, typed values, byte-exact
+// records, saving whole files only, and damaged or unreadable files.
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "CClientConfig.h"
+#include "CIniParser.h"
+#include "CLogger.h"
+#include "TestSupport.h"
+
+namespace {
+
+using quelby_test::fileExists;
+using quelby_test::readFile;
+using quelby_test::writeFile;
+using Bytes = std::vector<unsigned char>;
+
+class IniParserTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        CClientConfig::instance()->setIniPath(m_folder.path());
+        CClientConfig::instance()->setLogPath(m_folder.path());
+        CLogger::resetForTests();
+    }
+    void TearDown() override {
+        CIniParser::destroyInstance();
+        CClientConfig::instance()->restoreDefaults();
+        CLogger::resetForTests();
+    }
+
+    static CIniParser& parser() { return *CIniParser::instance(); }
+    // Drops the parser, which saves; the next parser() reads the files anew.
+    static void reopen() { CIniParser::destroyInstance(); }
+    static std::string configString(const std::string& section, const std::string& key) {
+        char text[256];
+        std::memset(text, 'x', sizeof(text));
+        EXPECT_TRUE(parser().getStringFromConfig(section, key, text, sizeof(text)));
+        return text;
+    }
+
+    std::string configFile() const { return m_folder.file("quelby.ini"); }
+    std::string reportFile() const { return m_folder.file("quelby_report.ini"); }
+    std::string log() const { return readFile(m_folder.file("quelby_debug.txt")); }
+
+    quelby_test::ScratchFolder m_folder{"quelby-ini"};
+};
+
+TEST_F(IniParserTest, MissingFilesAndKeys_areCreatedEmptyAndReadAsDefaults) {
+    EXPECT_TRUE(parser().getStdTrueBoolFromConfig("settings", "Tracker"));
+    EXPECT_FALSE(parser().getBoolFromConfig("settings", "AutoLogin"));
+    EXPECT_FALSE(parser().getBoolFromReport("report", "Backup"));
+    EXPECT_EQ(parser().getIntFromReport("report", "Missing"), 0);
+    EXPECT_EQ(configString("login", "User"), "");
+    Bytes record = {1, 2, 3};
+    EXPECT_TRUE(parser().getStructFromReport("CurrentData", "Aircraft", record.data(), record.size()));
+    EXPECT_EQ(record, Bytes(3, 0));
+
+    EXPECT_TRUE(fileExists(configFile()) && readFile(configFile()).empty());
+    EXPECT_TRUE(fileExists(reportFile()) && readFile(reportFile()).empty());
+    EXPECT_EQ(parser().getBackupReportFilename(), reportFile());
+}
+
+TEST_F(IniParserTest, NumbersAndFlags_readAsAtoiWouldInTheCLocale) {
+    const struct {
+        const char* value;
+        int number;
+        bool flag;
+    } cases[] = {{"1", 1, true},     {"2", 2, false},      {"0", 0, false},  {"-1", -1, false},
+                 {"01", 1, true},    {"1.9", 1, true},     {"12abc", 12, false}, {"abc", 0, false},
+                 {"", 0, false},     {"+1", 1, true},      {"-2147483648", -2147483647 - 1, false}};
+    std::string text = "[settings]\n";
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        text += "Key" + std::to_string(i) + " = " + cases[i].value + "\n";
+    }
+    writeFile(configFile(), text);
+    writeFile(reportFile(), text);
+
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const std::string key = "Key" + std::to_string(i);
+        SCOPED_TRACE(std::string("value \"") + cases[i].value + "\"");
+        EXPECT_EQ(parser().getIntFromConfig("settings", key), cases[i].number);
+        EXPECT_EQ(parser().getIntFromReport("settings", key), cases[i].number);
+        EXPECT_EQ(parser().getBoolFromConfig("settings", key), cases[i].flag);
+        EXPECT_EQ(parser().getBoolFromReport("settings", key), cases[i].flag);
+        // Present, so the default true does not apply, even to an empty value.
+        EXPECT_EQ(parser().getStdTrueBoolFromConfig("settings", key), cases[i].flag);
+    }
+}
+
+TEST_F(IniParserTest, StringsAndRecords_roundTripThroughTheFilesByteForByte) {
+    Bytes record(256);
+    std::string hex;
+    for (int i = 0; i < 256; ++i) {
+        record[i] = static_cast<unsigned char>(i);
+        hex += "0123456789ABCDEF"[i / 16];
+        hex += "0123456789ABCDEF"[i % 16];
+    }
+    ASSERT_TRUE(parser().writeStringToConfig("login", "User", "replaced"));
+    ASSERT_TRUE(parser().writeStringToConfig("login", "User", "pilot_01"));
+    ASSERT_TRUE(parser().writeStringToConfig("login", "Password", "p@ss;#w0rd=%s[x]"));
+    ASSERT_TRUE(parser().writeStringToReport("report", "Code", "0123456789abcdef"));
+    ASSERT_TRUE(parser().writeStructToReport("CurrentData", "Aircraft", record.data(), record.size()));
+    ASSERT_TRUE(parser().writeStructToConfig("settings", "Window", record.data(), 3));
+    reopen();
+
+    // Upper-case hex, two digits a byte, in memory order, no separators.
+    EXPECT_NE(readFile(reportFile()).find("Aircraft = " + hex + "\n"), std::string::npos) << readFile(reportFile());
+    EXPECT_NE(readFile(configFile()).find("Window = 000102\n"), std::string::npos) << readFile(configFile());
+    EXPECT_EQ(readFile(configFile()).find("replaced"), std::string::npos);
+    EXPECT_EQ(configString("login", "User"), "pilot_01");
+    EXPECT_EQ(configString("login", "Password"), "p@ss;#w0rd=%s[x]");
+    char code[17];
+    ASSERT_TRUE(parser().getStringFromReport("report", "Code", code, sizeof(code)));
+    EXPECT_STREQ(code, "0123456789abcdef");
+    Bytes readBack(record.size(), 0x5A);
+    ASSERT_TRUE(parser().getStructFromReport("CurrentData", "Aircraft", readBack.data(), readBack.size()));
+    EXPECT_EQ(readBack, record);
+    Bytes window(3, 9);
+    ASSERT_TRUE(parser().getStructFromConfig("settings", "Window", window.data(), window.size()));
+    EXPECT_EQ(window, Bytes({0, 1, 2}));
+}
+
+TEST_F(IniParserTest, ResetBackupFile_emptiesTheReportOnly) {
+    ASSERT_TRUE(parser().writeStringToConfig("login", "User", "pilot"));
+    ASSERT_TRUE(parser().writeStringToReport("report", "Backup", "1"));
+    parser().resetBackupFile();
+    ASSERT_TRUE(parser().saveFiles());
+
+    EXPECT_EQ(readFile(reportFile()), "");
+    EXPECT_EQ(configString("login", "User"), "pilot");
+}
+
+using IniParserDeathTest = IniParserTest;
+
+TEST_F(IniParserDeathTest, ValuesWrittenButNotSaved_areLostWhenTheProcessEnds) {
+    parser();
+    // The child ends as the simulator does when it dies: no destructors, no save.
+    EXPECT_EXIT(
+        {
+            parser().writeStringToConfig("login", "User", "unsaved");
+            std::_Exit(0);
+        },
+        ::testing::ExitedWithCode(0), "");
+
+    EXPECT_EQ(readFile(configFile()), "");
+}
+
+TEST_F(IniParserTest, GetString_copiesAtMostSizeMinusOneAndTerminates) {
+    ASSERT_TRUE(parser().writeStringToConfig("login", "User", "abcdef"));
+    const struct {
+        std::size_t size;
+        const char* expected;
+    } cases[] = {{1, ""}, {2, "a"}, {6, "abcde"}, {7, "abcdef"}, {20, "abcdef"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE("size " + std::to_string(c.size));
+        char buffer[32];
+        std::memset(buffer, '#', sizeof(buffer));
+        ASSERT_TRUE(parser().getStringFromConfig("login", "User", buffer, c.size));
+        EXPECT_STREQ(buffer, c.expected);
+        EXPECT_EQ(buffer[c.size], '#') << "wrote past size";
+    }
+    char untouched = '#';
+    EXPECT_FALSE(parser().getStringFromConfig("login", "User", &untouched, 0));
+    EXPECT_EQ(untouched, '#');
+}
+
+TEST_F(IniParserTest, RecordFromShortOrInvalidText_decodesWhatIsThereWithinSize) {
+    const struct {
+        const char* text;
+        Bytes expected;
+    } cases[] = {
+        {"", {0, 0, 0}},
+        {"0A1", {0x0A, 0x01, 0x00}},             // odd length: the lone digit counts
+        {"ZZ41", {0x00, 0x41, 0x00}},            // a pair that is not hex gives 0
+        {"g1FF-1", {0x00, 0xFF, 0x00}},          // no signs, no letters past 'f'
+        {"ff7e", {0xFF, 0x7E, 0x00}},            // lower case is accepted
+        {"41424344454647", {0x41, 0x42, 0x43}},  // a longer text stops at size
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string("text \"") + c.text + "\"");
+        ASSERT_TRUE(parser().writeStringToReport("report", "Record", c.text));
+        Bytes buffer(4, 0xEE);
+        ASSERT_TRUE(parser().getStructFromReport("report", "Record", buffer.data(), 3));
+        EXPECT_EQ(Bytes(buffer.begin(), buffer.begin() + 3), c.expected);
+        EXPECT_EQ(buffer[3], 0xEE) << "wrote past size";
+    }
+}
+
+TEST_F(IniParserTest, WritesTheFileCouldNotGiveBack_areRefusedWithTheirErrorText) {
+    ASSERT_TRUE(parser().writeStringToConfig("login", "User", "kept"));
+    const unsigned char record[2] = {1, 2};
+
+    EXPECT_FALSE(parser().writeStringToConfig("login", "User", "evil\nAutoLogin = 1"));
+    EXPECT_FALSE(parser().writeStringToReport("bad]section", "Code", "x"));
+    EXPECT_FALSE(parser().writeStructToConfig("settings", "Bad=Key", record, sizeof(record)));
+    EXPECT_FALSE(parser().writeStructToReport("report", "Data", nullptr, 4));
+
+    EXPECT_EQ(configString("login", "User"), "kept");
+    for (const char* expected : {
+             "] Could not write string to config INI-file! (Section:login Key:User String:evil\n",
+             "] Could not write string to report INI-file! (Section:bad]section Key:Code String:x)\n",
+             "] Could not write struct to config INI-file! (Section:settings Key:Bad=Key)\n",
+             "] Could not write struct to report INI-file! (Section:report Key:Data)\n"}) {
+        EXPECT_NE(log().find(std::string("Error: [CIniParser") + expected), std::string::npos)
+            << "missing: " << expected << "in:\n" << log();
+    }
+}
+
+TEST_F(IniParserTest, StaleTemporaryFromAnInterruptedSave_isIgnoredAndReplaced) {
+    writeFile(configFile(), "[login]\nUser = pilot\n");
+    writeFile(configFile() + ".tmp", "[login]\nUser = half-wri");
+
+    EXPECT_EQ(configString("login", "User"), "pilot");
+    ASSERT_TRUE(parser().writeStringToConfig("settings", "Sound", "1"));
+    ASSERT_TRUE(parser().saveFiles());
+    EXPECT_FALSE(fileExists(configFile() + ".tmp"));
+    reopen();
+    EXPECT_EQ(configString("login", "User"), "pilot");
+    EXPECT_TRUE(parser().getBoolFromConfig("settings", "Sound"));
+}
+
+TEST_F(IniParserTest, FailedSaves_keepTheOldFilesAndLog) {
+    const std::string before = "[login]\nUser = pilot\n";
+    writeFile(configFile(), before);
+    // Non-empty folders where the settings' temporary file would go and in
+    // place of the report file: one save fails before its rename, one at it.
+    std::filesystem::create_directories(configFile() + ".tmp/blocker");
+    std::filesystem::create_directories(reportFile() + "/blocker");
+
+    ASSERT_TRUE(parser().writeStringToConfig("login", "User", "changed"));
+    ASSERT_TRUE(parser().writeStringToReport("report", "Backup", "1"));
+    EXPECT_FALSE(parser().saveFiles());
+
+    EXPECT_EQ(readFile(configFile()), before);
+    EXPECT_TRUE(std::filesystem::is_directory(reportFile() + "/blocker"));
+    EXPECT_FALSE(fileExists(reportFile() + ".tmp"));
+    EXPECT_NE(log().find("Error: [CIniParser] Could not read INI-file " + reportFile()), std::string::npos) << log();
+    EXPECT_NE(log().find("Error: [CIniParser] Could not save INI-file " + configFile()), std::string::npos) << log();
+    EXPECT_NE(log().find("Error: [CIniParser] Could not save INI-file " + reportFile()), std::string::npos) << log();
+    reopen();
+    EXPECT_EQ(configString("login", "User"), "pilot");
+}
+
+TEST_F(IniParserTest, DamagedFiles_readAsEmptyWithALogLine_andAreRepairedBySaving) {
+    static const char kJunk[] = "\x7F" "ELF\x02\x01\x01\x00\x00\xFF\xFE[login]\nUser=x\n";
+    const struct {
+        const char* what;
+        std::string contents;
+    } cases[] = {
+        {"binary junk", std::string(kJunk, sizeof(kJunk) - 1)},
+        {"torn by a crash", "[login]\nUser = pilot\n" + std::string(64, '\0')},
+        {"control bytes", "[login]\nUser = pi\x01lot\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        writeFile(configFile(), c.contents);
+        writeFile(m_folder.file("quelby_debug.txt"), "");
+
+        EXPECT_EQ(configString("login", "User"), "");
+        EXPECT_NE(log().find("Error: [CIniParser] Could not read INI-file " + configFile()), std::string::npos);
+        ASSERT_TRUE(parser().writeStringToConfig("login", "User", "pilot"));
+        reopen();
+        EXPECT_EQ(configString("login", "User"), "pilot");
+        reopen();
+    }
+}
+
+TEST_F(IniParserTest, UnreadableFile_readsAsEmptyWithALogLine) {
+    writeFile(configFile(), "[login]\nUser = pilot\n");
+    ASSERT_EQ(::chmod(configFile().c_str(), 0), 0);
+    const int probe = ::open(configFile().c_str(), O_RDONLY);
+    if (probe >= 0) {
+        ::close(probe);
+        GTEST_SKIP() << "this user reads files without read permission";
+    }
+
+    EXPECT_EQ(configString("login", "User"), "");
+    EXPECT_NE(log().find("Could not read INI-file " + configFile()), std::string::npos) << log();
+}
+
+TEST_F(IniParserTest, NumbersUnderAGermanLocale_parseAsInTheCLocale) {
+    const std::string previous = std::setlocale(LC_ALL, nullptr);
+    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr && std::setlocale(LC_ALL, "de_DE.utf8") == nullptr) {
+        GTEST_SKIP() << "no German locale installed";
+    }
+    writeFile(configFile(), "[settings]\nA = 1.234\nB = -4096\nC = 1,5\nD = 1\n");
+    const int a = parser().getIntFromConfig("settings", "A");
+    const int b = parser().getIntFromConfig("settings", "B");
+    const int c = parser().getIntFromConfig("settings", "C");
+    const bool d = parser().getBoolFromConfig("settings", "D");
+    std::setlocale(LC_ALL, previous.c_str());
+
+    EXPECT_EQ(a, 1);
+    EXPECT_EQ(b, -4096);
+    EXPECT_EQ(c, 1);
+    EXPECT_TRUE(d);
+}
+
+}  // namespace

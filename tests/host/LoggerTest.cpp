@@ -1,0 +1,161 @@
+// The debug log's text: header, prefixes, time stamps, continuation lines,
+// and whole lines when two threads log at once.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <ctime>
+#include <locale>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "CClientConfig.h"
+#include "CLogger.h"
+#include "TestSupport.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+const Lines kHeader = {"----------------------------------", "---------Quelby Log-----------",
+                       "- Version: v2.0.10b", "- Server: http://www.quelby.net/client_interface2.php5",
+                       "- Max Data: 4096"};
+
+// Thousands separators and a decimal comma, as a simulator's locale may set.
+struct GroupingPunct : std::numpunct<char> {
+    char do_thousands_sep() const override { return '.'; }
+    char do_decimal_point() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+class LoggerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        CClientConfig::instance()->setLogPath(m_folder.path());
+        CLogger::resetForTests();
+    }
+    void TearDown() override {
+        CClientConfig::instance()->restoreDefaults();
+        CLogger::resetForTests();
+    }
+
+    // The log's lines without their time stamps; a line without one fails.
+    Lines texts() const {
+        static const std::regex stamp(R"(\d{2}\.\d{2}\.\d{2} - \d{2}:\d{2}:\d{2} )");
+        Lines result;
+        std::istringstream in(quelby_test::readFile(m_folder.file("quelby_debug.txt")));
+        for (std::string line; std::getline(in, line);) {
+            EXPECT_TRUE(std::regex_match(line.substr(0, 20), stamp)) << "no time stamp: " << line.substr(0, 80);
+            result.push_back(line.substr(std::min<std::size_t>(20, line.size())));
+        }
+        return result;
+    }
+    static Lines withHeader(const Lines& body) {
+        Lines all = kHeader;
+        all.insert(all.end(), body.begin(), body.end());
+        return all;
+    }
+
+    quelby_test::ScratchFolder m_folder{"quelby-log"};
+};
+
+TEST_F(LoggerTest, TwoVerboseLoggers_writeHeaderOnceAndInitDeleteLines) {
+    {
+        CLogger first("CFirst");
+        CLogger second("CSecond");
+    }
+    EXPECT_EQ(texts(), withHeader({"Init: CFirst", "Init: CSecond", "Delete: CSecond", "Delete: CFirst"}));
+}
+
+TEST_F(LoggerTest, NonVerboseLogger_writesPrefixedLinesAndStampedContinuationsOnly) {
+    {
+        CLogger logger("CClient", false);
+        logger.debug("pass started");
+        logger.warn("first\nsecond\nthird");
+        logger.error("no answer");
+    }
+    EXPECT_EQ(texts(), withHeader({"Debug: [CClient] pass started", "Warn: [CClient] first", "CClient --> second",
+                                   "CClient --> third", "Error: [CClient] no answer"}));
+}
+
+TEST_F(LoggerTest, GetTime_isLocalTimeInDayMonthYearOrder) {
+    auto format = [](std::time_t t) {
+        std::tm local{};
+        localtime_r(&t, &local);
+        char text[32];
+        return std::string(text, std::strftime(text, sizeof(text), "%d.%m.%y - %H:%M:%S", &local));
+    };
+    const std::string before = format(std::time(nullptr));
+    const std::string stamp = CLogger::getTime();
+    const std::string after = format(std::time(nullptr));
+
+    EXPECT_TRUE(stamp == before || stamp == after) << "got " << stamp << ", expected " << before;
+}
+
+TEST_F(LoggerTest, ServerUrlAndGroupingLocale_showInHeaderAsPlainText) {
+    CLogger::setServerUrl("http://alt.quelby.net/client_interface2.php5");
+    const std::locale previous = std::locale::global(std::locale(std::locale::classic(), new GroupingPunct));
+    { CLogger logger("CClient", false); }
+    std::locale::global(previous);
+    CLogger::setServerUrl("http://www.quelby.net/client_interface2.php5");
+
+    Lines expected = kHeader;
+    expected[3] = "- Server: http://alt.quelby.net/client_interface2.php5";
+    EXPECT_EQ(texts(), expected);
+}
+
+TEST_F(LoggerTest, UnwritableLogFolder_dropsLinesWithoutThrowing) {
+    CClientConfig::instance()->setLogPath(m_folder.file("missing"));
+
+    EXPECT_NO_THROW({
+        CLogger logger("CClient");
+        logger.error("nowhere to go");
+    });
+    EXPECT_FALSE(quelby_test::fileExists(m_folder.file("missing/quelby_debug.txt")));
+}
+
+TEST_F(LoggerTest, TwoThreadsLoggingAtOnce_writeWholeSeparateLines) {
+    constexpr int kLinesPerThread = 3000;
+    // Every tenth line is longer than one stdio buffer, so an unguarded
+    // append would go out in several writes and interleave.
+    auto payload = [](int index, char fill) {
+        return "line " + std::to_string(index) + " " + std::string(index % 10 == 0 ? 9000 : 40, fill);
+    };
+    auto body = [&](const std::string& name) {
+        CLogger logger(name);
+        for (int i = 0; i < kLinesPerThread; ++i) {
+            logger.debug(payload(i, name.back()));
+        }
+    };
+    std::thread a(body, "CThreadA");
+    std::thread b(body, "CThreadB");
+    a.join();
+    b.join();
+
+    const Lines all = texts();
+    ASSERT_GE(all.size(), kHeader.size());
+    EXPECT_EQ(Lines(all.begin(), all.begin() + kHeader.size()), kHeader);
+    int next[2] = {0, 0};
+    int initAndDelete = 0;
+    for (std::size_t n = kHeader.size(); n < all.size(); ++n) {
+        const std::string& text = all[n];
+        if (text == "Init: CThreadA" || text == "Init: CThreadB" || text == "Delete: CThreadA" ||
+            text == "Delete: CThreadB") {
+            ++initAndDelete;
+            continue;
+        }
+        const char fill = text.size() > 15 ? text[15] : '?';  // "Debug: [CThreadX"
+        ASSERT_TRUE(fill == 'A' || fill == 'B') << "line " << n << " is torn: " << text.substr(0, 80);
+        int& index = next[fill - 'A'];
+        ASSERT_TRUE(text == std::string("Debug: [CThread") + fill + "] " + payload(index, fill))
+            << "line " << n << " is torn or out of order: " << text.substr(0, 80);
+        ++index;
+    }
+    EXPECT_EQ(next[0], kLinesPerThread);
+    EXPECT_EQ(next[1], kLinesPerThread);
+    EXPECT_EQ(initAndDelete, 4);
+}
+
+}  // namespace

@@ -1,0 +1,55 @@
+#include "TestSupport.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace quelby_test {
+
+ScratchFolder::ScratchFolder(const std::string& tag) {
+    std::string pattern = (fs::temp_directory_path() / (tag + "-XXXXXX")).string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("cannot create a scratch folder from " + pattern);
+    }
+    m_path = pattern;
+}
+
+ScratchFolder::~ScratchFolder() {
+    std::error_code ignored;
+    fs::remove_all(m_path, ignored);
+}
+
+std::string ScratchFolder::file(const std::string& name) const { return m_path + "/" + name; }
+
+WorkingFolder::WorkingFolder(const std::string& path) : m_previous(fs::current_path().string()) {
+    fs::current_path(path);
+}
+
+WorkingFolder::~WorkingFolder() {
+    std::error_code ignored;
+    fs::current_path(m_previous, ignored);
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+void writeFile(const std::string& path, const std::string& contents) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << contents;
+}
+
+bool fileExists(const std::string& path) { return fs::exists(path); }
+
+std::string pluginPath() { return QUELBY_PLUGIN_PATH; }
+
+}  // namespace quelby_test

@@ -1,0 +1,41 @@
+// Helpers shared by the test programs: scratch folders and file contents.
+#pragma once
+
+#include <string>
+
+namespace quelby_test {
+
+// A fresh, empty folder under the system's temporary folder, removed when the
+// object goes out of scope.
+class ScratchFolder {
+public:
+    explicit ScratchFolder(const std::string& tag = "quelby");
+    ~ScratchFolder();
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+    const std::string& path() const { return m_path; }
+    // path() + "/" + name
+    std::string file(const std::string& name) const;
+
+private:
+    std::string m_path;
+};
+
+// Changes the working folder for the object's lifetime.
+class WorkingFolder {
+public:
+    explicit WorkingFolder(const std::string& path);
+    ~WorkingFolder();
+
+private:
+    std::string m_previous;
+};
+
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& contents);
+bool fileExists(const std::string& path);
+
+// The plug-in binary built with the tests.
+std::string pluginPath();
+
+}  // namespace quelby_test
