@@ -1,0 +1,172 @@
+// The emulated X-Plane host: it implements the SDK functions the plug-in
+// calls, loads the real plug-in binary with dlopen and drives it with a frame
+// loop, the way X-Plane does. Tests and the command-line front end steer it
+// through this class.
+//
+// Threads: everything here runs on the thread that constructed the simulator
+// (the "simulator's thread"), except that SDK functions may also be called by
+// another thread while the simulator's thread is inside a plug-in callback,
+// parked there as the plug-in's handshake parks it in the draw callback. SDK
+// calls from another thread at any other time are recorded as violations.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "XPWidgetDefs.h"
+
+namespace testbed {
+
+struct DrawnText {
+    int x = 0;
+    int y = 0;
+    std::string text;
+    int font = 0;
+    float rgb[3] = {0, 0, 0};
+};
+
+struct HotKeyInfo {
+    char virtualKey = 0;
+    int flags = 0;
+    std::string description;
+};
+
+struct WidgetInfo {
+    XPWidgetID id = nullptr;
+    int widgetClass = 0;
+    std::string descriptor;
+    int left = 0, top = 0, right = 0, bottom = 0;
+    bool visible = false;  // the widget's own flag, as XPIsWidgetVisible reports it
+    bool isRoot = false;
+    XPWidgetID parent = nullptr;
+};
+
+// A read or write of a dataref with an accessor whose type the dataref does
+// not have (X-Plane returns 0 or ignores the write), or of an unknown handle.
+struct DataRefMisuse {
+    std::string dataRef;   // name, or "<invalid handle>"
+    std::string accessor;  // e.g. "XPLMGetDataf"
+    // "wrong type", "read-only", "out of range" or "invalid handle".
+    std::string reason;
+};
+
+class Simulator {
+public:
+    // There is one simulated X-Plane per process, as there is one X-Plane.
+    static Simulator& instance();
+
+    // Resets every piece of simulator state (datarefs to their initial
+    // values, widgets, menus, hot keys, captured texts, violations, frame
+    // rate 0); the root folder stays. Throws std::logic_error when a plug-in
+    // is loaded.
+    void reset();
+
+    // The X-Plane root folder: the working folder while a plug-in runs, as
+    // in X-Plane. Created when missing. Unset, the plug-in runs in the
+    // process's working folder; unloading restores the folder of before.
+    void setRootFolder(const std::string& path);
+    const std::string& rootFolder() const;
+
+    // Loads the plug-in binary (dlopen), calls XPluginStart and then
+    // XPluginEnable. On failure returns false and says why in *error.
+    bool loadPlugin(const std::string& xplPath, std::string* error = nullptr);
+    // XPluginDisable, XPluginStop, then dlclose. Everything the plug-in left
+    // registered is dropped, and its widgets are destroyed, as X-Plane does.
+    void unloadPlugin();
+    bool isPluginLoaded() const;
+    // How long the last XPluginStart / XPluginStop call held the simulator.
+    std::chrono::nanoseconds lastStartDuration() const;
+    std::chrono::nanoseconds lastStopDuration() const;
+    std::string pluginName() const;
+    std::string pluginSignature() const;
+    std::string pluginDescription() const;
+
+    // Frame loop. A rate of 0 runs frames back to back; otherwise each frame
+    // starts at least 1/rate seconds after the previous one.
+    void setFrameRate(double framesPerSecond);
+    void runFrames(int count);
+    // Runs frames until the condition holds or the time-out passes; returns
+    // whether the condition held.
+    bool runUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout);
+    uint64_t frameCount() const;
+    // Duration of every draw-callback call, in call order (one entry per
+    // callback per frame).
+    const std::vector<std::chrono::nanoseconds>& drawCallbackDurations() const;
+    void clearDrawCallbackDurations();
+
+    // Datarefs. The table holds what the plug-in reads and writes, with
+    // X-Plane's types (a bit mask of xplmType_*).
+    bool hasDataRef(const std::string& name) const;
+    int dataRefTypes(const std::string& name) const;
+    std::vector<std::pair<std::string, int>> dataRefTable() const;
+    // Number of elements of an array dataref (bytes for a data dataref), 0
+    // for a scalar.
+    int dataRefArraySize(const std::string& name) const;
+    // Whether X-Plane takes writes from plug-ins to this dataref.
+    bool isDataRefWritable(const std::string& name) const;
+    void setInt(const std::string& name, int value);
+    void setFloat(const std::string& name, float value);
+    void setDouble(const std::string& name, double value);
+    void setFloatArray(const std::string& name, const std::vector<float>& values);
+    void setBytes(const std::string& name, const std::string& bytes);
+    int getInt(const std::string& name) const;
+    float getFloat(const std::string& name) const;
+    double getDouble(const std::string& name) const;
+    std::vector<float> getFloatArray(const std::string& name) const;
+    std::string getBytes(const std::string& name) const;
+    std::vector<DataRefMisuse> dataRefMisuses() const;
+    // SDK calls made from another thread while the simulator's thread was
+    // not parked in a callback: each entry names the function.
+    std::vector<std::string> threadViolations() const;
+    // Other calls X-Plane would ignore: unknown widget, menu or hot-key ids,
+    // XPLMDestroyWindow on something that is not a window, drawing outside a
+    // draw callback. Each entry names the function and what was wrong.
+    std::vector<std::string> sdkMisuses() const;
+
+    // Widgets.
+    std::vector<WidgetInfo> widgets() const;
+    XPWidgetID findWidgetByDescriptor(const std::string& descriptor) const;
+    bool isWidgetVisible(XPWidgetID widget) const;          // own flag
+    bool isWidgetShownOnScreen(XPWidgetID widget) const;    // it and all its parents visible
+    intptr_t widgetProperty(XPWidgetID widget, int property, bool* exists = nullptr) const;
+    // Presses the visible push button with this caption: message 1300 goes to
+    // the button, then up its parents until a callback returns 1. Returns
+    // false when no such button is shown.
+    bool pressButton(const std::string& caption);
+    // Replaces a text field's text, as typing into it does: the field gets
+    // its descriptor-changed message and 1400 goes up its parents. Returns
+    // false unless it is a text field shown on screen.
+    bool typeInto(XPWidgetID textField, const std::string& text);
+    // Clicks the close box of a main window: message 1200 to that window.
+    // Returns false unless the window is shown and has close boxes (1200).
+    bool pushCloseBox(XPWidgetID mainWindow);
+    // Toggles a check box (a button with button type 1): state flips and
+    // message 1301 goes up as for a press.
+    bool toggleCheckBox(XPWidgetID checkBox);
+
+    // Menus and hot keys.
+    std::vector<std::string> menuNames() const;
+    std::vector<std::string> menuItems(const std::string& menuName) const;
+    bool clickMenuItem(const std::string& menuName, const std::string& itemName);
+    std::vector<HotKeyInfo> hotKeys() const;
+    bool pressHotKey(char virtualKey, int flags);
+    int drawCallbackCount() const;
+
+    // Messages to the plug-in (XPluginReceiveMessage), e.g. 101 plane crashed.
+    void sendMessage(int message, void* param = nullptr);
+
+    // What the plug-in said and drew.
+    std::vector<std::string> spokenTexts() const;
+    // Texts drawn during the last complete frame.
+    std::vector<DrawnText> lastFrameTexts() const;
+
+private:
+    Simulator();
+    Simulator(const Simulator&) = delete;
+    Simulator& operator=(const Simulator&) = delete;
+};
+
+}  // namespace testbed

@@ -1,0 +1,463 @@
+// The simulator's life: loading and unloading the plug-in as X-Plane does,
+// the frame loop that calls the draw callbacks, and reset.
+#include "testbed/Simulator.h"
+
+#include <dlfcn.h>
+#include <link.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <thread>
+
+#include "SimulatorState.h"
+#include "XPLMDisplay.h"
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+namespace testbed {
+
+using namespace detail;
+
+namespace {
+
+// X-Plane hands XPluginStart three buffers of 256 bytes.
+constexpr size_t kPluginTextBytes = 256;
+// Bytes after each buffer that tell an overrun.
+constexpr size_t kGuardBytes = 64;
+constexpr unsigned char kGuardPattern = 0xA5;
+
+// Whether a function's code lies in the plug-in's binary: how a callback the
+// plug-in attached to someone else's widget is told from the others.
+bool isInLibrary(const void* function, void* library) {
+    Dl_info info{};
+    link_map* map = nullptr;
+    if (function == nullptr || dladdr(function, &info) == 0 || info.dli_fname == nullptr ||
+        dlinfo(library, RTLD_DI_LINKMAP, &map) != 0 || map == nullptr || map->l_name == nullptr) {
+        return false;
+    }
+    return std::strcmp(info.dli_fname, map->l_name) == 0;
+}
+
+// X-Plane tears down what an unloaded plug-in left behind. Lock held.
+void dropPluginRegistrations(State& s) {
+    std::vector<XPWidgetID> widgets;
+    for (const auto& [id, widget] : s.widgets) {
+        if (widget.ownedByPlugin) {
+            widgets.push_back(id);
+        }
+    }
+    for (XPWidgetID id : widgets) {
+        eraseWidget(s, id);
+    }
+    if (s.library != nullptr) {
+        for (auto& [id, widget] : s.widgets) {
+            auto& callbacks = widget.callbacks;
+            callbacks.erase(std::remove_if(callbacks.begin(), callbacks.end(),
+                                           [&](XPWidgetFunc_t callback) {
+                                               return isInLibrary(reinterpret_cast<const void*>(callback),
+                                                                  s.library);
+                                           }),
+                            callbacks.end());
+        }
+    }
+    for (auto menu = s.menus.begin(); menu != s.menus.end();) {
+        menu = menu->second.ownedByPlugin ? s.menus.erase(menu) : std::next(menu);
+    }
+    for (auto key = s.hotKeys.begin(); key != s.hotKeys.end();) {
+        key = key->second.ownedByPlugin ? s.hotKeys.erase(key) : std::next(key);
+    }
+    auto& draws = s.drawCallbacks;
+    draws.erase(std::remove_if(draws.begin(), draws.end(),
+                               [](const DrawCallback& c) { return c.ownedByPlugin; }),
+                draws.end());
+}
+
+// Undoes a load that did not complete. Lock not held.
+void abandonLoad(void* library, const std::string& workingFolder) {
+    State& s = state();
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.library = library;
+        dropPluginRegistrations(s);
+        s.library = nullptr;
+    }
+    if (library != nullptr) {
+        dlclose(library);
+    }
+    {
+        // Static destructors ran inside dlclose; what they registered would
+        // point into unmapped code.
+        std::lock_guard<std::mutex> lock(s.mutex);
+        dropPluginRegistrations(s);
+        s.pluginActive = false;
+    }
+    if (!workingFolder.empty() && chdir(workingFolder.c_str()) != 0) {
+        // The folder may have gone; the process keeps the root as its folder.
+    }
+}
+
+template <typename Function>
+Function resolve(void* library, const char* name, std::vector<std::string>& missing) {
+    void* symbol = dlsym(library, name);
+    if (symbol == nullptr) {
+        missing.emplace_back(name);
+    }
+    return reinterpret_cast<Function>(symbol);
+}
+
+void runOneFrame() {
+    State& s = state();
+    Clock::time_point due{};
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        if (s.framesPerSecond > 0.0 && s.haveFrameStart) {
+            due = s.lastFrameStart + std::chrono::duration_cast<Clock::duration>(
+                                         std::chrono::duration<double>(1.0 / s.framesPerSecond));
+        }
+    }
+    if (due != Clock::time_point{}) {
+        std::this_thread::sleep_until(due);
+    }
+
+    std::vector<DrawCallback> order;
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.lastFrameStart = Clock::now();
+        s.haveFrameStart = true;
+        s.currentFrameTexts.clear();
+        // X-Plane calls the "before" callbacks of a phase, draws the phase,
+        // then calls the "after" ones, each group in registration order.
+        for (int wantsBefore : {1, 0}) {
+            for (const DrawCallback& c : s.drawCallbacks) {
+                if (c.phase == xplm_Phase_Window && c.wantsBefore == wantsBefore) {
+                    order.push_back(c);
+                }
+            }
+        }
+    }
+
+    for (const DrawCallback& c : order) {
+        {
+            // A callback earlier in this frame may have unregistered this one.
+            std::lock_guard<std::mutex> lock(s.mutex);
+            const bool registered =
+                std::any_of(s.drawCallbacks.begin(), s.drawCallbacks.end(),
+                            [&](const DrawCallback& r) { return r.serial == c.serial; });
+            if (!registered) {
+                continue;
+            }
+        }
+        const auto callStart = Clock::now();
+        {
+            PluginCodeScope inDrawCallback(true);
+            c.callback(c.phase, c.wantsBefore, c.refcon);
+        }
+        const auto callDuration = Clock::now() - callStart;
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.drawDurations.push_back(std::chrono::duration_cast<std::chrono::nanoseconds>(callDuration));
+    }
+
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.lastFrameTexts = std::move(s.currentFrameTexts);
+    s.currentFrameTexts.clear();
+    ++s.frameCount;
+}
+
+}  // namespace
+
+Simulator::Simulator() { state().simulatorThread = std::this_thread::get_id(); }
+
+Simulator& Simulator::instance() {
+    // Never destroyed, like the state: plug-in threads may outlive main().
+    static Simulator* const simulator = new Simulator;
+    return *simulator;
+}
+
+void Simulator::reset() {
+    requireSimulatorThread("reset");
+    State& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    if (s.pluginLoaded) {
+        throw std::logic_error("testbed::Simulator::reset while a plug-in is loaded; unload it first");
+    }
+    for (auto& ref : s.dataRefs) {
+        ref->value = ref->initial;
+    }
+    s.widgets.clear();
+    s.menus.clear();
+    s.hotKeys.clear();
+    s.drawCallbacks.clear();
+    s.framesPerSecond = 0.0;
+    s.frameCount = 0;
+    s.haveFrameStart = false;
+    s.drawDurations.clear();
+    s.currentFrameTexts.clear();
+    s.lastFrameTexts.clear();
+    s.spokenTexts.clear();
+    s.dataRefMisuses.clear();
+    s.threadViolations.clear();
+    s.sdkMisuses.clear();
+    s.startDuration = s.stopDuration = std::chrono::nanoseconds{0};
+    s.pluginName.clear();
+    s.pluginSignature.clear();
+    s.pluginDescription.clear();
+}
+
+void Simulator::setRootFolder(const std::string& path) {
+    fs::create_directories(path);
+    State& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.rootFolder = fs::absolute(path).string();
+}
+
+const std::string& Simulator::rootFolder() const { return state().rootFolder; }
+
+bool Simulator::loadPlugin(const std::string& xplPath, std::string* error) {
+    requireSimulatorThread("loadPlugin");
+    State& s = state();
+    const auto fail = [&](const std::string& why) {
+        if (error != nullptr) {
+            *error = why;
+        }
+        return false;
+    };
+    std::string root;
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        if (s.pluginLoaded) {
+            return fail("a plug-in is already loaded (" + s.pluginName + "); unload it first");
+        }
+        root = s.rootFolder;
+    }
+    std::error_code ec;
+    if (!fs::is_regular_file(xplPath, ec)) {
+        return fail("plug-in not found: " + xplPath);
+    }
+    // Made absolute before the working folder changes under it.
+    const std::string absolutePath = fs::absolute(xplPath, ec).string();
+    const std::string previousFolder = fs::current_path(ec).string();
+    if (!root.empty()) {
+        fs::create_directories(root, ec);
+        if (ec || chdir(root.c_str()) != 0) {
+            return fail("cannot enter the root folder " + root);
+        }
+    }
+
+    {
+        // From here on, whatever is registered belongs to the plug-in: its
+        // static constructors run inside dlopen.
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.pluginActive = true;
+    }
+    dlerror();
+    void* library = dlopen(absolutePath.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) {
+        const char* why = dlerror();
+        abandonLoad(nullptr, previousFolder);
+        return fail(std::string("cannot load the plug-in: ") + (why != nullptr ? why : absolutePath));
+    }
+    std::vector<std::string> missing;
+    const auto start = resolve<PluginStartFn>(library, "XPluginStart", missing);
+    const auto stop = resolve<PluginVoidFn>(library, "XPluginStop", missing);
+    const auto enable = resolve<PluginEnableFn>(library, "XPluginEnable", missing);
+    const auto disable = resolve<PluginVoidFn>(library, "XPluginDisable", missing);
+    const auto receive = resolve<PluginMessageFn>(library, "XPluginReceiveMessage", missing);
+    if (!missing.empty()) {
+        std::string names;
+        for (const std::string& name : missing) {
+            names += (names.empty() ? "" : ", ") + name;
+        }
+        abandonLoad(library, previousFolder);
+        return fail(absolutePath + " is not an X-Plane plug-in: missing entry point(s) " + names);
+    }
+
+    // Guard bytes after each buffer reveal a plug-in writing past 256 bytes.
+    std::vector<unsigned char> buffers(3 * (kPluginTextBytes + kGuardBytes), kGuardPattern);
+    char* texts[3];
+    for (size_t i = 0; i < 3; ++i) {
+        auto* buffer = buffers.data() + i * (kPluginTextBytes + kGuardBytes);
+        std::memset(buffer, 0, kPluginTextBytes);
+        texts[i] = reinterpret_cast<char*>(buffer);
+    }
+    const auto startBegin = Clock::now();
+    int started = 0;
+    {
+        PluginCodeScope inPluginCode;
+        started = start(texts[0], texts[1], texts[2]);
+    }
+    const auto startDuration = Clock::now() - startBegin;
+
+    std::string strings[3];
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        static const char* const kBufferNames[3] = {"name", "signature", "description"};
+        for (size_t i = 0; i < 3; ++i) {
+            const auto* guard = reinterpret_cast<unsigned char*>(texts[i]) + kPluginTextBytes;
+            if (std::any_of(guard, guard + kGuardBytes, [](unsigned char b) { return b != kGuardPattern; })) {
+                recordSdkMisuse(s, std::string("XPluginStart wrote past the 256-byte ") + kBufferNames[i] +
+                                       " buffer");
+            }
+            strings[i].assign(texts[i], strnlen(texts[i], kPluginTextBytes));
+        }
+        s.startDuration = std::chrono::duration_cast<std::chrono::nanoseconds>(startDuration);
+    }
+    if (started == 0) {
+        // X-Plane unloads a plug-in that fails to start without calling it again.
+        abandonLoad(library, previousFolder);
+        return fail(absolutePath + ": XPluginStart returned 0");
+    }
+
+    int enabled = 0;
+    {
+        PluginCodeScope inPluginCode;
+        enabled = enable();
+    }
+
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.library = library;
+    s.start = start;
+    s.stop = stop;
+    s.enable = enable;
+    s.disable = disable;
+    s.receiveMessage = receive;
+    // A plug-in that refuses to be enabled stays loaded, disabled.
+    s.pluginEnabled = enabled != 0;
+    s.pluginLoaded = true;
+    s.pluginName = strings[0];
+    s.pluginSignature = strings[1];
+    s.pluginDescription = strings[2];
+    s.workingFolderBeforeLoad = previousFolder;
+    return true;
+}
+
+void Simulator::unloadPlugin() {
+    requireSimulatorThread("unloadPlugin");
+    State& s = state();
+    PluginVoidFn disable = nullptr;
+    PluginVoidFn stop = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        if (!s.pluginLoaded) {
+            return;
+        }
+        disable = s.pluginEnabled ? s.disable : nullptr;
+        stop = s.stop;
+    }
+    if (disable != nullptr) {
+        PluginCodeScope inPluginCode;
+        disable();
+    }
+    const auto stopBegin = Clock::now();
+    {
+        PluginCodeScope inPluginCode;
+        stop();
+    }
+    const auto stopDuration = Clock::now() - stopBegin;
+
+    void* library = nullptr;
+    std::string workingFolder;
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.stopDuration = std::chrono::duration_cast<std::chrono::nanoseconds>(stopDuration);
+        library = s.library;
+        workingFolder = s.workingFolderBeforeLoad;
+        s.pluginLoaded = false;
+        s.pluginEnabled = false;
+        s.start = nullptr;
+        s.stop = nullptr;
+        s.enable = nullptr;
+        s.disable = nullptr;
+        s.receiveMessage = nullptr;
+    }
+    // Drops the registrations, closes the binary, restores the working folder.
+    abandonLoad(library, workingFolder);
+}
+
+bool Simulator::isPluginLoaded() const {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().pluginLoaded;
+}
+
+std::chrono::nanoseconds Simulator::lastStartDuration() const {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().startDuration;
+}
+
+std::chrono::nanoseconds Simulator::lastStopDuration() const {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().stopDuration;
+}
+
+std::string Simulator::pluginName() const {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().pluginName;
+}
+
+std::string Simulator::pluginSignature() const {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().pluginSignature;
+}
+
+std::string Simulator::pluginDescription() const {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().pluginDescription;
+}
+
+void Simulator::setFrameRate(double framesPerSecond) {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().framesPerSecond = framesPerSecond > 0.0 ? framesPerSecond : 0.0;
+}
+
+void Simulator::runFrames(int count) {
+    requireSimulatorThread("runFrames");
+    for (int frame = 0; frame < count; ++frame) {
+        runOneFrame();
+    }
+}
+
+bool Simulator::runUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout) {
+    requireSimulatorThread("runUntil");
+    const auto deadline = Clock::now() + timeout;
+    while (!condition()) {
+        if (Clock::now() >= deadline) {
+            return false;
+        }
+        runOneFrame();
+    }
+    return true;
+}
+
+uint64_t Simulator::frameCount() const {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().frameCount;
+}
+
+const std::vector<std::chrono::nanoseconds>& Simulator::drawCallbackDurations() const {
+    // Only the simulator's thread appends, and only inside runFrames, so the
+    // caller on that thread reads a stable vector.
+    return state().drawDurations;
+}
+
+void Simulator::clearDrawCallbackDurations() {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().drawDurations.clear();
+}
+
+void Simulator::sendMessage(int message, void* param) {
+    requireSimulatorThread("sendMessage");
+    PluginMessageFn receive = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(state().mutex);
+        receive = state().pluginLoaded ? state().receiveMessage : nullptr;
+    }
+    if (receive != nullptr) {
+        PluginCodeScope inPluginCode;
+        receive(kXPlanePluginId, message, param);
+    }
+}
+
+}  // namespace testbed

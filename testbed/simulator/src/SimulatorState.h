@@ -1,0 +1,247 @@
+// The emulated X-Plane's state, shared by the exported SDK functions and the
+// Simulator API, and the guards every SDK function and plug-in call go through.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "XPLMDataAccess.h"
+#include "XPLMDefs.h"
+#include "XPLMDisplay.h"
+#include "XPLMMenus.h"
+#include "XPWidgetDefs.h"
+#include "testbed/Simulator.h"
+
+namespace testbed::detail {
+
+// The widget messages X-Plane's widget library sends on its own.
+enum : int {
+    kMsgCreate = 1,
+    kMsgDestroy = 2,
+    kMsgShown = 16,
+    kMsgHidden = 17,
+    kMsgDescriptorChanged = 18,
+    kMsgPropertyChanged = 19,
+    kMsgCloseButtonPushed = 1200,
+    kMsgPushButtonPressed = 1300,
+    kMsgButtonStateChanged = 1301,
+    kMsgTextFieldChanged = 1400,
+};
+
+enum : int {
+    kClassMainWindow = 1,
+    kClassButton = 3,
+    kClassTextField = 4,
+    kPropertyHasCloseBoxes = 1200,
+    kPropertyButtonType = 1300,
+    kPropertyButtonState = 1302,
+};
+
+// The emulated X-Plane's text metrics: every font is 7 px per character and
+// 10 px high; none is digits-only.
+constexpr int kCharWidthPx = 7;
+constexpr int kCharHeightPx = 10;
+
+// X-Plane's plug-in id for messages that come from the simulator itself.
+constexpr XPLMPluginID kXPlanePluginId = 0;
+
+// Recording stops here so that a plug-in misbehaving every frame cannot eat
+// the test process's memory; one entry is enough to fail a test.
+constexpr size_t kMaxRecords = 10000;
+
+struct DataRefValue {
+    int intValue = 0;
+    double realValue = 0.0;     // float and double datarefs share it
+    std::vector<float> floats;  // float arrays
+    std::string bytes;          // data datarefs, arraySize bytes
+};
+
+struct DataRef {
+    std::string name;
+    int types = 0;
+    bool writable = false;
+    int arraySize = 0;  // 0 for scalars
+    DataRefValue value;
+    DataRefValue initial;
+};
+
+// The datarefs the plug-in uses, in the order its adapter looks them up, with
+// the values of an airliner parked at its gate.
+std::vector<std::unique_ptr<DataRef>> makeDataRefTable();
+
+struct Widget {
+    int widgetClass = 0;
+    std::string descriptor;
+    int left = 0, top = 0, right = 0, bottom = 0;
+    bool visible = false;
+    bool isRoot = false;
+    XPWidgetID parent = nullptr;
+    std::vector<XPWidgetID> children;
+    std::map<int, intptr_t> properties;
+    std::vector<XPWidgetFunc_t> callbacks;  // oldest first
+    bool ownedByPlugin = false;
+};
+
+struct MenuItem {
+    std::string name;
+    void* itemRef = nullptr;
+};
+
+struct Menu {
+    std::string name;
+    XPLMMenuID parent = nullptr;
+    int parentItem = 0;
+    XPLMMenuHandler_f handler = nullptr;
+    void* menuRef = nullptr;
+    std::vector<MenuItem> items;
+    bool ownedByPlugin = false;
+};
+
+struct HotKey {
+    char virtualKey = 0;
+    int flags = 0;
+    std::string description;
+    XPLMHotKey_f callback = nullptr;
+    void* refcon = nullptr;
+    bool ownedByPlugin = false;
+};
+
+struct DrawCallback {
+    XPLMDrawCallback_f callback = nullptr;
+    int phase = 0;
+    int wantsBefore = 0;
+    void* refcon = nullptr;
+    bool ownedByPlugin = false;
+    uint64_t serial = 0;  // tells a re-registration from the original
+};
+
+using PluginStartFn = int (*)(char*, char*, char*);
+using PluginVoidFn = void (*)();
+using PluginEnableFn = int (*)();
+using PluginMessageFn = void (*)(XPLMPluginID, int, void*);
+
+struct State {
+    // Guards everything below except the atomics. Never held while plug-in
+    // code runs: callbacks call SDK functions, and the plug-in's handshake
+    // parks this thread in a callback while another thread calls them.
+    mutable std::mutex mutex;
+
+    std::thread::id simulatorThread;
+    // How deeply the simulator's thread is inside plug-in code (entry points
+    // and callbacks), and inside draw callbacks in particular.
+    std::atomic<int> pluginCodeDepth{0};
+    std::atomic<int> drawCallbackDepth{0};
+
+    std::vector<std::unique_ptr<DataRef>> dataRefs;  // handles are these addresses
+    std::unordered_map<std::string, DataRef*> dataRefsByName;
+
+    // Handles of widgets, menus and hot keys come from one counter and are
+    // never reused, so a stale or mixed-up id is always recognised.
+    uintptr_t nextHandle = 0x10000;
+    std::map<XPWidgetID, Widget> widgets;  // ids grow, so this is creation order
+    std::map<XPLMMenuID, Menu> menus;
+    std::map<XPLMHotKeyID, HotKey> hotKeys;
+    std::vector<DrawCallback> drawCallbacks;  // registration order
+    uint64_t nextDrawSerial = 1;
+
+    // The plug-in. While pluginActive, registrations belong to it and are
+    // dropped when it is unloaded.
+    void* library = nullptr;
+    bool pluginLoaded = false;
+    bool pluginActive = false;
+    bool pluginEnabled = false;
+    PluginStartFn start = nullptr;
+    PluginVoidFn stop = nullptr;
+    PluginEnableFn enable = nullptr;
+    PluginVoidFn disable = nullptr;
+    PluginMessageFn receiveMessage = nullptr;
+    std::string pluginName, pluginSignature, pluginDescription;
+    std::string rootFolder;
+    std::string workingFolderBeforeLoad;
+    std::chrono::nanoseconds startDuration{0};
+    std::chrono::nanoseconds stopDuration{0};
+
+    // Frames.
+    double framesPerSecond = 0.0;
+    uint64_t frameCount = 0;
+    bool haveFrameStart = false;
+    std::chrono::steady_clock::time_point lastFrameStart;
+    std::vector<std::chrono::nanoseconds> drawDurations;
+    std::vector<DrawnText> currentFrameTexts;
+    std::vector<DrawnText> lastFrameTexts;
+    std::vector<std::string> spokenTexts;
+
+    // What went wrong.
+    std::vector<DataRefMisuse> dataRefMisuses;
+    std::vector<std::string> threadViolations;
+    std::vector<std::string> sdkMisuses;
+};
+
+// The one state of the process. Never destroyed: a plug-in thread that
+// outlives main() still finds it.
+State& state();
+
+bool onSimulatorThread();
+std::string handleText(const void* handle);
+
+// Records with the state lock held.
+void recordDataRefMisuse(State& s, const std::string& dataRef, const char* accessor,
+                         const char* reason);
+void recordSdkMisuse(State& s, const std::string& text);
+
+// Every exported SDK function starts with one of these: it takes the state
+// lock and records a call from another thread made while the simulator's
+// thread is not inside plug-in code.
+class SdkCall {
+public:
+    explicit SdkCall(const char* function);
+    State& s;
+    std::unique_lock<std::mutex> lock;
+};
+
+// Marks the simulator's thread as inside plug-in code while it calls an
+// entry point or a callback. Other threads calling back into the SDK from
+// there (X-Plane dispatches widget messages on the caller's thread) are not
+// counted.
+class PluginCodeScope {
+public:
+    explicit PluginCodeScope(bool drawCallback = false);
+    ~PluginCodeScope();
+    PluginCodeScope(const PluginCodeScope&) = delete;
+    PluginCodeScope& operator=(const PluginCodeScope&) = delete;
+
+private:
+    bool m_counted;
+    bool m_drawCallback;
+};
+
+// Widget message dispatch, called without the state lock. Each widget's
+// callbacks run from the most recently added to the oldest until one returns
+// 1. Returns whether a callback handled the message.
+bool dispatchDirect(XPWidgetID widget, int message, intptr_t param1, intptr_t param2);
+bool dispatchUpChain(XPWidgetID widget, int message, intptr_t param1, intptr_t param2);
+// Every callback of the widget, handled or not.
+void dispatchDirectAllCallbacks(XPWidgetID widget, int message, intptr_t param1, intptr_t param2);
+
+// The widget behind an id, or null (recorded as a misuse of the function).
+Widget* findWidget(State& s, XPWidgetID widget, const char* function);
+// Removes one widget from the tree; its children stay, without a container.
+void eraseWidget(State& s, XPWidgetID widget);
+
+// A fresh handle for a widget, menu or hot key.
+void* newHandle(State& s);
+
+// Throws std::logic_error when the caller is not the simulator's thread:
+// driving the simulator from elsewhere would run plug-in callbacks on a thread
+// X-Plane never uses for them.
+void requireSimulatorThread(const char* operation);
+
+}  // namespace testbed::detail
