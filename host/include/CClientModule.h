@@ -1,0 +1,53 @@
+// The client module: the mailbox through which the simulator's thread hands
+// button presses and the crash message to the client thread.
+//
+// Threads: the posting operations (buttonEvent, setAircraftCrashed, repaint,
+// autoText, invalidateRect) may be called from any thread, in practice the
+// simulator's; checkMessages() and the other consuming operations run on the
+// client thread.
+#pragma once
+
+#include <boost/thread/lock_guard.hpp>
+#include <boost/thread/mutex.hpp>
+
+#include <memory>
+
+class CLogger;
+class CUserInterface;
+
+class CClientModule {
+public:
+    CClientModule(CUserInterface& ui, void* parentWindow);
+    ~CClientModule();
+    CClientModule(const CClientModule&) = delete;
+    CClientModule& operator=(const CClientModule&) = delete;
+
+    // Posting. The mailbox holds one button event: a second press before the
+    // client thread has taken the first replaces it.
+    void buttonEvent(int id);
+    void setAircraftCrashed();
+    void repaint();
+    void autoText();
+    void invalidateRect();
+
+    // Consuming, on the client thread.
+    void checkMessages();
+    void checkButtonEvent();
+    // Returns whether a crash was posted since the last call, and clears it.
+    bool takeAircraftCrashed();
+    bool checkInvalidateRect();
+
+    int pendingButtonEvent() const;
+
+private:
+    CUserInterface& m_ui;
+    void* m_pParentWindow;
+    std::unique_ptr<CLogger> m_pLogger;
+
+    mutable boost::mutex m_lock;  // guards the fields below
+    int m_nButtonEvent = -1;
+    bool m_bRepaint = false;
+    bool m_bAutoText = false;
+    bool m_bAircraftCrashed = false;
+    bool m_bInvalidate = false;
+};

@@ -1,0 +1,261 @@
+// Start and stop of the plug-in: the main window and its three areas, the
+// menu, the hot keys, the draw callback and the client thread.
+#include "CPlugin.h"
+
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/thread/thread.hpp>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "CCallbackGuard.h"
+#include "CClientModule.h"
+#include "CLogger.h"
+#include "CThreadSync.h"
+#include "CUserInterfaceObjectXp.h"
+#include "CUserInterfaceXp.h"
+#include "QuelbyVersion.h"
+#include "XPLMDisplay.h"
+#include "XPLMMenus.h"
+#include "XPLMPlugin.h"
+#include "XPStandardWidgets.h"
+#include "XPWidgets.h"
+
+CUserInterfaceXp theUserInterface;
+XPWidgetID g_theWindow = nullptr;
+CThreadSync* g_pThreadSync = nullptr;
+std::atomic<CClientModule*> g_pClient{nullptr};
+std::atomic<bool> g_bEndClient{false};
+bool g_bWindowInFront = false;
+int g_nXpMenuShowClient = 0;
+int g_nXpMenuHideClient = 1;
+
+namespace {
+
+boost::thread* g_pMainThread = nullptr;
+// Built and run by the client thread, destroyed by stop() after the join, so
+// that the simulator's thread never posts into a module that is gone.
+std::unique_ptr<CClientModule> g_clientModule;
+std::function<void()> g_passHookForTests;
+XPLMMenuID g_menu = nullptr;
+XPLMHotKeyID g_hotKeyToggleWindow = nullptr;
+XPLMHotKeyID g_hotKeyLandingLights = nullptr;
+bool g_bDrawCallbackRegistered = false;
+
+// Event posted by the "Toggle Landing Lights" hot key.
+constexpr int kLandingLightsEvent = 27;
+
+std::atomic<bool> g_drawFailed{false};
+std::atomic<bool> g_widgetFailed{false};
+std::atomic<bool> g_menuFailed{false};
+std::atomic<bool> g_hotKeyFailed{false};
+std::atomic<bool> g_clientFailed{false};
+
+void postButtonEvent(int id) {
+    if (CClientModule* client = g_pClient.load()) {
+        client->buttonEvent(id);
+    }
+}
+
+int XPlaneWindowCallback(XPWidgetMessage message, XPWidgetID widget, intptr_t param1, intptr_t param2) {
+    (void)widget;
+    (void)param2;
+    return CCallbackGuard::run(g_widgetFailed, "XPlaneWindowCallback", 0, [&] {
+        if (message == xpMessage_CloseButtonPushed) {
+            theUserInterface.hideMainWindow();
+        } else if (message == xpMsg_PushButtonPressed) {
+            CUserInterfaceObjectXp* object =
+                theUserInterface.getObjectWithXpId(reinterpret_cast<XPWidgetID>(param1));
+            if (object != nullptr) {
+                const int id = object->getId();
+                if (id == CUserInterfaceXp::kExitButtonId) {
+                    XPHideWidget(g_theWindow);
+                }
+                postButtonEvent(id);
+            }
+        }
+        // Never marked handled: the standard widget behaviour goes on.
+        return 0;
+    });
+}
+
+void XPlaneHotkeyCallback(void* refcon) {
+    CCallbackGuard::run(g_hotKeyFailed, "XPlaneHotkeyCallback", [&] {
+        const intptr_t which = reinterpret_cast<intptr_t>(refcon);
+        if (which == 0) {
+            if (XPIsWidgetVisible(g_theWindow)) {
+                XPHideWidget(g_theWindow);
+            } else {
+                XPShowWidget(g_theWindow);
+            }
+        } else if (which == 1) {
+            postButtonEvent(kLandingLightsEvent);
+        }
+    });
+}
+
+void XPlaneMenuCallback(void* menuRef, void* itemRef) {
+    (void)menuRef;
+    CCallbackGuard::run(g_menuFailed, "XPlaneMenuCallback", [&] {
+        if (itemRef == nullptr) {
+            return;
+        }
+        // The item reference points to one of the two menu ints: act on the
+        // value, not on the pointer.
+        const int item = *static_cast<const int*>(itemRef);
+        if (item == g_nXpMenuShowClient) {
+            XPShowWidget(g_theWindow);
+        } else if (item == g_nXpMenuHideClient) {
+            XPHideWidget(g_theWindow);
+        }
+    });
+}
+
+int XPlaneDrawCallback(XPLMDrawingPhase phase, int isBefore, void* refcon) {
+    (void)phase;
+    (void)isBefore;
+    (void)refcon;
+    return CCallbackGuard::run(g_drawFailed, "XPlaneDrawCallback", 1, [] {
+        // The handshake comes first, whether the window is shown or not.
+        if (g_pThreadSync != nullptr) {
+            g_pThreadSync->trywait();
+        }
+        if (g_theWindow != nullptr && XPIsWidgetVisible(g_theWindow)) {
+            theUserInterface.text();
+        }
+        return 1;
+    });
+}
+
+void copyOut(char* out, const std::string& text) {
+    // X-Plane hands over 256-byte buffers.
+    std::snprintf(out, 256, "%s", text.c_str());
+}
+
+XPWidgetID createArea(const char* descriptor, int left, int top, int right, int bottom) {
+    return XPCreateWidget(left, top, right, bottom, 1, descriptor, 0, g_theWindow,
+                          xpWidgetClass_SubWindow);
+}
+
+}  // namespace
+
+namespace CPlugin {
+
+int start(char* outName, char* outSig, char* outDesc) {
+    copyOut(outName, "Quelby Client");
+    copyOut(outSig, "quelbyclient");
+    copyOut(outDesc, std::string("Client plugin for Quelby. (") + kHomepageHost + ")");
+
+    g_bEndClient = false;
+    g_theWindow = XPCreateWidget(0, 380, 600, 0, 1, "Quelby Client", 1, nullptr,
+                                 xpWidgetClass_MainWindow);
+    XPSetWidgetProperty(g_theWindow, xpProperty_MainWindowHasCloseBoxes, 1);
+    XPHideWidget(g_theWindow);
+
+    XPWidgetID infoArea = createArea("Info Area", 15, 305, 183, 160);
+    XPWidgetID buttonArea = createArea("Button Area", 15, 150, 183, 15);
+    XPWidgetID mainArea = createArea("Main Area", 193, 305, 585, 15);
+    for (XPWidgetID area : {infoArea, buttonArea, mainArea}) {
+        XPSetWidgetProperty(area, xpProperty_Refcon, 1);
+    }
+    XPAddWidgetCallback(g_theWindow, XPlaneWindowCallback);
+
+    g_bDrawCallbackRegistered = XPLMRegisterDrawCallback(XPlaneDrawCallback, xplm_Phase_Window, 0, nullptr) != 0;
+
+    g_menu = XPLMCreateMenu("Quelby", nullptr, 0, XPlaneMenuCallback, nullptr);
+    XPLMAppendMenuItem(g_menu, "Show Client", &g_nXpMenuShowClient, 1);
+    XPLMAppendMenuItem(g_menu, "Hide Client", &g_nXpMenuHideClient, 1);
+
+    g_hotKeyToggleWindow = XPLMRegisterHotKey(XPLM_VK_F, xplm_ControlFlag | xplm_DownFlag,
+                                              "Toggle Window", XPlaneHotkeyCallback,
+                                              reinterpret_cast<void*>(intptr_t{0}));
+    g_hotKeyLandingLights = XPLMRegisterHotKey(
+        XPLM_VK_L, xplm_ShiftFlag | xplm_ControlFlag | xplm_DownFlag, "Toggle Landing Lights",
+        XPlaneHotkeyCallback, reinterpret_cast<void*>(intptr_t{1}));
+
+    g_pThreadSync = new CThreadSync();
+    theUserInterface.initialize(g_theWindow, g_pThreadSync);
+
+    // Anything slow that start sets off runs on the client thread.
+    g_pMainThread = new boost::thread(&CPlugin::runClient);
+    return 1;
+}
+
+void stop() {
+    if (g_theWindow != nullptr) {
+        XPLMDestroyWindow(g_theWindow);
+    }
+    // Nothing that could call into an unloaded plug-in stays registered.
+    if (g_bDrawCallbackRegistered) {
+        XPLMUnregisterDrawCallback(XPlaneDrawCallback, xplm_Phase_Window, 0, nullptr);
+        g_bDrawCallbackRegistered = false;
+    }
+    for (XPLMHotKeyID* hotKey : {&g_hotKeyToggleWindow, &g_hotKeyLandingLights}) {
+        if (*hotKey != nullptr) {
+            XPLMUnregisterHotKey(*hotKey);
+            *hotKey = nullptr;
+        }
+    }
+    if (g_menu != nullptr) {
+        XPLMDestroyMenu(g_menu);
+        g_menu = nullptr;
+    }
+
+    g_bEndClient = true;
+    // No frame is drawn while this thread joins the client: a client thread
+    // waiting for simulator access must be let go, or the join never ends.
+    if (g_pThreadSync != nullptr) {
+        g_pThreadSync->shutdown();
+    }
+    if (g_pMainThread != nullptr) {
+        if (!g_pMainThread->try_join_for(boost::chrono::milliseconds(kStopJoinBoundMs))) {
+            CLogger logger("CPlugin", false);
+            logger.error("Client thread still busy after " + std::to_string(kStopJoinBoundMs) +
+                         "ms at stop; waiting for it to end");
+            // Unloading code that a thread still runs would take the
+            // simulator down; waiting longer is the lesser harm.
+            g_pMainThread->join();
+        }
+        delete g_pMainThread;
+        g_pMainThread = nullptr;
+    }
+    g_pClient = nullptr;
+    g_clientModule.reset();
+    delete g_pThreadSync;
+    g_pThreadSync = nullptr;
+}
+
+void receiveMessage(XPLMPluginID fromPlugin, int message, void* param) {
+    (void)fromPlugin;
+    (void)param;
+    if (message != XPLM_MSG_PLANE_CRASHED) {
+        return;
+    }
+    // A crash before the client thread has built its module is ignored.
+    if (CClientModule* client = g_pClient.load()) {
+        client->setAircraftCrashed();
+    }
+}
+
+void setPassHookForTests(std::function<void()> hook) { g_passHookForTests = std::move(hook); }
+
+void runClient() {
+    // An exception ends the client thread, never the simulator.
+    CCallbackGuard::run(g_clientFailed, "runClient", [] {
+        g_clientModule = std::make_unique<CClientModule>(theUserInterface, nullptr);
+        g_pClient = g_clientModule.get();
+        while (!g_bEndClient) {
+            g_clientModule->checkMessages();
+            if (g_passHookForTests) {
+                g_passHookForTests();
+            }
+            // One pass ends with a sleep of 10 ms to an absolute time.
+            boost::this_thread::sleep_until(boost::chrono::steady_clock::now() +
+                                            boost::chrono::milliseconds(10));
+        }
+    });
+}
+
+}  // namespace CPlugin

@@ -1,0 +1,91 @@
+// Binds a control to an X-Plane widget: buttons, text fields and check boxes.
+#include "CUserInterfaceObjectXp.h"
+
+#include "CNumberText.h"
+#include "XPStandardWidgets.h"
+#include "XPWidgets.h"
+
+CUserInterfaceObjectXp::CUserInterfaceObjectXp(int x, int y, int width, int height, int kind,
+                                               const char* caption, int option,
+                                               XPWidgetID parentWindow, int id, int layer, int unused)
+    : CUserInterfaceObject(x, y, width, height, kind, caption, option, parentWindow, id, layer,
+                           unused) {
+    int windowLeft = 0, windowTop = 0, windowRight = 0, windowBottom = 0;
+    XPGetWidgetGeometry(parentWindow, &windowLeft, &windowTop, &windowRight, &windowBottom);
+    // Positions are from the window's top-left corner, y down; X-Plane's
+    // screen y grows upwards.
+    const int left = x + windowLeft;
+    const int top = windowTop - y;
+    const int right = left + width;
+    const int bottom = top - height;
+    switch (kind) {
+        case PushButton:
+            m_xpId = XPCreateWidget(left, top, right, bottom, 1, m_szCaption, 0, parentWindow,
+                                    xpWidgetClass_Button);
+            break;
+        case TextField:
+            m_xpId = XPCreateWidget(left, top, right, bottom, 1, m_szCaption, 0, parentWindow,
+                                    xpWidgetClass_TextField);
+            if (option == kPasswordOption) {
+                XPSetWidgetProperty(m_xpId, xpProperty_PasswordMode, 1);
+            }
+            break;
+        case CheckBox:
+            m_xpId = XPCreateWidget(left, top, right, bottom, 1, "", 0, parentWindow,
+                                    xpWidgetClass_Button);
+            XPSetWidgetProperty(m_xpId, xpProperty_ButtonType, 1);
+            break;
+        default:
+            break;  // a combo box exists only as an object here
+    }
+    m_pHandle = m_xpId;
+}
+
+CUserInterfaceObjectXp::~CUserInterfaceObjectXp() = default;
+
+const char* CUserInterfaceObjectXp::getText() {
+    m_szText[0] = '\0';
+    if (m_nKind == TextField && m_xpId != nullptr) {
+        XPGetWidgetDescriptor(m_xpId, m_szText, kTextSize - 1);
+        m_szText[kTextSize - 1] = '\0';
+    }
+    return m_szText;
+}
+
+void CUserInterfaceObjectXp::setText(const char* text) {
+    if (m_xpId != nullptr) {
+        XPSetWidgetDescriptor(m_xpId, text != nullptr ? text : "");
+    }
+}
+
+double CUserInterfaceObjectXp::getValue() {
+    if (m_nKind == TextField && m_xpId != nullptr) {
+        char number[33] = {0};
+        XPGetWidgetDescriptor(m_xpId, number, 32);
+        number[32] = '\0';
+        return CNumberText::toDouble(number);
+    }
+    return CNumberText::toDouble("not a valid object");
+}
+
+bool CUserInterfaceObjectXp::getCheckBox() {
+    return m_xpId != nullptr && XPGetWidgetProperty(m_xpId, xpProperty_ButtonState, nullptr) == 1;
+}
+
+void CUserInterfaceObjectXp::setCheckBox(bool checked) {
+    if (m_xpId != nullptr) {
+        XPSetWidgetProperty(m_xpId, xpProperty_ButtonState, checked ? 1 : 0);
+    }
+}
+
+void CUserInterfaceObjectXp::show() {
+    if (m_xpId != nullptr) {
+        XPShowWidget(m_xpId);
+    }
+}
+
+void CUserInterfaceObjectXp::hide() {
+    if (m_xpId != nullptr) {
+        XPHideWidget(m_xpId);
+    }
+}
