@@ -14,7 +14,11 @@ enum { xpProperty_MainWindowHasCloseBoxes = 1200 };
 enum { xpMessage_CloseButtonPushed = 1200 };
 
 enum { xpPushButton = 0, xpRadioButton = 1 };
-enum { xpProperty_ButtonType = 1300, xpProperty_ButtonBehavior = 1301, xpProperty_ButtonState = 1302 };
+enum {
+    xpProperty_ButtonType = 1300,
+    xpProperty_ButtonBehavior = 1301,
+    xpProperty_ButtonState = 1302
+};
 enum { xpMsg_PushButtonPressed = 1300, xpMsg_ButtonStateChanged = 1301 };
 
 enum { xpProperty_PasswordMode = 1404 };

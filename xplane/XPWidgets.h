@@ -9,9 +9,9 @@
 extern "C" {
 #endif
 
-WIDGET_API XPWidgetID XPCreateWidget(int inLeft, int inTop, int inRight, int inBottom, int inVisible,
-                                     const char* inDescriptor, int inIsRoot, XPWidgetID inContainer,
-                                     XPWidgetClass inClass);
+WIDGET_API XPWidgetID XPCreateWidget(int inLeft, int inTop, int inRight, int inBottom,
+                                     int inVisible, const char* inDescriptor, int inIsRoot,
+                                     XPWidgetID inContainer, XPWidgetClass inClass);
 WIDGET_API void XPDestroyWidget(XPWidgetID inWidget, int inDestroyChildren);
 WIDGET_API void XPSetWidgetProperty(XPWidgetID inWidget, XPWidgetPropertyID inProperty,
                                     intptr_t inValue);

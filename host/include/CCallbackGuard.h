@@ -16,7 +16,8 @@ namespace CCallbackGuard {
 void reportOnce(std::atomic<bool>& reported, const char* callback, const char* what) noexcept;
 
 template <typename Result, typename Body>
-Result run(std::atomic<bool>& reported, const char* callback, Result safeValue, Body&& body) noexcept {
+Result run(std::atomic<bool>& reported, const char* callback, Result safeValue,
+           Body&& body) noexcept {
     try {
         return std::forward<Body>(body)();
     } catch (const std::exception& e) {

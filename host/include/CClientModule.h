@@ -9,7 +9,6 @@
 
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/mutex.hpp>
-
 #include <memory>
 
 class CLogger;

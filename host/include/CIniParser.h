@@ -9,8 +9,8 @@
 #define SI_NO_CONVERSION
 #endif
 #include <SimpleIni.h>
-#include <boost/format/format_fwd.hpp>
 
+#include <boost/format/format_fwd.hpp>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -30,8 +30,10 @@ class CIniParser : public CSingleton<CIniParser> {
 public:
     // out receives at most size - 1 characters and is always terminated.
     // Returns false only when there is no room at all (out null or size 0).
-    bool getStringFromConfig(const std::string& section, const std::string& key, char* out, std::size_t size);
-    bool getStringFromReport(const std::string& section, const std::string& key, char* out, std::size_t size);
+    bool getStringFromConfig(const std::string& section, const std::string& key, char* out,
+                             std::size_t size);
+    bool getStringFromReport(const std::string& section, const std::string& key, char* out,
+                             std::size_t size);
     // Parsed as atoi would in the "C" locale; a missing key is 0.
     int getIntFromConfig(const std::string& section, const std::string& key);
     int getIntFromReport(const std::string& section, const std::string& key);
@@ -43,17 +45,23 @@ public:
     // Fills size bytes at out from the value's hexadecimal text. A short text
     // fills what it holds and zeroes the rest; a pair that is not hexadecimal
     // gives 0 for that byte.
-    bool getStructFromConfig(const std::string& section, const std::string& key, void* out, std::size_t size);
-    bool getStructFromReport(const std::string& section, const std::string& key, void* out, std::size_t size);
+    bool getStructFromConfig(const std::string& section, const std::string& key, void* out,
+                             std::size_t size);
+    bool getStructFromReport(const std::string& section, const std::string& key, void* out,
+                             std::size_t size);
 
     // Add or replace one entry. A value the file could not give back as
     // written (a line break anywhere, ']' in a section, '=' in a key, an empty
     // key) is refused, logged and reported as false.
-    bool writeStringToConfig(const std::string& section, const std::string& key, const std::string& value);
-    bool writeStringToReport(const std::string& section, const std::string& key, const std::string& value);
+    bool writeStringToConfig(const std::string& section, const std::string& key,
+                             const std::string& value);
+    bool writeStringToReport(const std::string& section, const std::string& key,
+                             const std::string& value);
     // Stores size bytes as upper-case hexadecimal, two digits per byte.
-    bool writeStructToConfig(const std::string& section, const std::string& key, const void* data, std::size_t size);
-    bool writeStructToReport(const std::string& section, const std::string& key, const void* data, std::size_t size);
+    bool writeStructToConfig(const std::string& section, const std::string& key, const void* data,
+                             std::size_t size);
+    bool writeStructToReport(const std::string& section, const std::string& key, const void* data,
+                             std::size_t size);
 
     // Writes the settings file, then the report file. Each is replaced as a
     // whole or not at all; returns true when both were saved.

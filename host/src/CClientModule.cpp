@@ -8,7 +8,9 @@
 #include "CUserInterfaceObject.h"
 
 CClientModule::CClientModule(CUserInterface& ui, void* parentWindow)
-    : m_ui(ui), m_pParentWindow(parentWindow), m_pLogger(std::make_unique<CLogger>("CClientModule")) {
+    : m_ui(ui),
+      m_pParentWindow(parentWindow),
+      m_pLogger(std::make_unique<CLogger>("CClientModule")) {
     (void)m_pParentWindow;
 }
 

@@ -7,20 +7,19 @@
 #define SI_IMPLEMENTATION
 #include "CIniParser.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <boost/algorithm/hex.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/format.hpp>
-
-#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <system_error>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include "CClientConfig.h"
 #include "CLogger.h"
@@ -45,7 +44,9 @@ bool looksDamaged(const std::string& contents) {
     return false;
 }
 
-bool hasLineBreak(const std::string& text) { return text.find_first_of("\r\n") != std::string::npos; }
+bool hasLineBreak(const std::string& text) {
+    return text.find_first_of("\r\n") != std::string::npos;
+}
 
 // Whether the file would give the entry back exactly as written.
 bool isStorable(const std::string& section, const std::string& key, const std::string& value) {
@@ -176,7 +177,8 @@ CIniParser::~CIniParser() {
 
 void CIniParser::createIfMissing(const std::string& fileName) {
     boost::system::error_code error;
-    const boost::filesystem::file_status status = boost::filesystem::symlink_status(fileName, error);
+    const boost::filesystem::file_status status =
+        boost::filesystem::symlink_status(fileName, error);
     if (status.type() != boost::filesystem::file_not_found) {
         return;
     }
@@ -203,7 +205,8 @@ bool CIniParser::loadStore(CSimpleIniA& store, const std::string& fileName) {
             if (!in) {
                 problem = "cannot open it: " + errnoText(errno);
             } else {
-                contents.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+                contents.assign(std::istreambuf_iterator<char>(in),
+                                std::istreambuf_iterator<char>());
                 if (in.bad()) {
                     problem = "cannot read it";
                 } else if (looksDamaged(contents)) {
@@ -220,7 +223,8 @@ bool CIniParser::loadStore(CSimpleIniA& store, const std::string& fileName) {
         return true;
     }
     store.Reset();
-    m_pLogger->error("Could not read INI-file " + fileName + " (" + problem + "); reading it as empty");
+    m_pLogger->error("Could not read INI-file " + fileName + " (" + problem +
+                     "); reading it as empty");
     return false;
 }
 
@@ -239,7 +243,8 @@ bool CIniParser::saveStore(const CSimpleIniA& store, const std::string& fileName
     if (failure.empty()) {
         return true;
     }
-    m_pLogger->error("Could not save INI-file " + fileName + " (" + failure + "); the previous file is kept");
+    m_pLogger->error("Could not save INI-file " + fileName + " (" + failure +
+                     "); the previous file is kept");
     return false;
 }
 
@@ -316,7 +321,8 @@ bool encodeHex(const void* data, std::size_t size, std::string& text) {
 bool CIniParser::storeEntry(CSimpleIniA& store, const std::string& section, const std::string& key,
                             const std::string& value, const boost::format& failure) noexcept {
     try {
-        if (isStorable(section, key, value) && store.SetValue(section.c_str(), key.c_str(), value.c_str()) >= 0) {
+        if (isStorable(section, key, value) &&
+            store.SetValue(section.c_str(), key.c_str(), value.c_str()) >= 0) {
             return true;
         }
         m_pLogger->error(failure.str());
@@ -326,31 +332,38 @@ bool CIniParser::storeEntry(CSimpleIniA& store, const std::string& section, cons
     return false;
 }
 
-bool CIniParser::writeStringToConfig(const std::string& section, const std::string& key, const std::string& value) {
+bool CIniParser::writeStringToConfig(const std::string& section, const std::string& key,
+                                     const std::string& value) {
     try {
-        return storeEntry(m_configStore, section, key, value,
-                          boost::format("Could not write string to config INI-file! (Section:%s Key:%s String:%s)") %
-                              section % key % value);
+        return storeEntry(
+            m_configStore, section, key, value,
+            boost::format(
+                "Could not write string to config INI-file! (Section:%s Key:%s String:%s)") %
+                section % key % value);
     } catch (...) {
         return false;
     }
 }
 
-bool CIniParser::writeStringToReport(const std::string& section, const std::string& key, const std::string& value) {
+bool CIniParser::writeStringToReport(const std::string& section, const std::string& key,
+                                     const std::string& value) {
     try {
-        return storeEntry(m_reportStore, section, key, value,
-                          boost::format("Could not write string to report INI-file! (Section:%s Key:%s String:%s)") %
-                              section % key % value);
+        return storeEntry(
+            m_reportStore, section, key, value,
+            boost::format(
+                "Could not write string to report INI-file! (Section:%s Key:%s String:%s)") %
+                section % key % value);
     } catch (...) {
         return false;
     }
 }
 
-bool CIniParser::writeStructToConfig(const std::string& section, const std::string& key, const void* data,
-                                     std::size_t size) {
+bool CIniParser::writeStructToConfig(const std::string& section, const std::string& key,
+                                     const void* data, std::size_t size) {
     try {
-        boost::format failure = boost::format("Could not write struct to config INI-file! (Section:%s Key:%s)") %
-                                section % key;
+        boost::format failure =
+            boost::format("Could not write struct to config INI-file! (Section:%s Key:%s)") %
+            section % key;
         std::string text;
         if (!encodeHex(data, size, text)) {
             m_pLogger->error(failure.str());
@@ -362,11 +375,12 @@ bool CIniParser::writeStructToConfig(const std::string& section, const std::stri
     }
 }
 
-bool CIniParser::writeStructToReport(const std::string& section, const std::string& key, const void* data,
-                                     std::size_t size) {
+bool CIniParser::writeStructToReport(const std::string& section, const std::string& key,
+                                     const void* data, std::size_t size) {
     try {
-        boost::format failure = boost::format("Could not write struct to report INI-file! (Section:%s Key:%s)") %
-                                section % key;
+        boost::format failure =
+            boost::format("Could not write struct to report INI-file! (Section:%s Key:%s)") %
+            section % key;
         std::string text;
         if (!encodeHex(data, size, text)) {
             m_pLogger->error(failure.str());

@@ -3,7 +3,6 @@
 #include "CLogger.h"
 
 #include <boost/algorithm/string/replace.hpp>
-
 #include <cstdio>
 #include <ctime>
 #include <mutex>
@@ -51,10 +50,8 @@ void CLogger::initialize() noexcept {
             if (!bInitialized) {
                 // One lock for the whole block keeps other threads' lines out of it.
                 const std::string header[] = {
-                    "----------------------------------",
-                    "---------Quelby Log-----------",
-                    std::string("- Version: ") + kClientVersion,
-                    "- Server: " + serverUrl(),
+                    "----------------------------------",        "---------Quelby Log-----------",
+                    std::string("- Version: ") + kClientVersion, "- Server: " + serverUrl(),
                     "- Max Data: " + std::to_string(kMaxData),
                 };
                 for (const std::string& line : header) {

@@ -1,11 +1,11 @@
 // Locale-independent atoi/atof.
 #include "CNumberText.h"
 
+#include <locale.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-
-#include <locale.h>
 
 namespace {
 

@@ -4,7 +4,6 @@
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/thread/thread.hpp>
-
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -59,7 +58,8 @@ void postButtonEvent(int id) {
     }
 }
 
-int XPlaneWindowCallback(XPWidgetMessage message, XPWidgetID widget, intptr_t param1, intptr_t param2) {
+int XPlaneWindowCallback(XPWidgetMessage message, XPWidgetID widget, intptr_t param1,
+                         intptr_t param2) {
     (void)widget;
     (void)param2;
     return CCallbackGuard::run(g_widgetFailed, "XPlaneWindowCallback", 0, [&] {
@@ -149,8 +149,8 @@ int start(char* outName, char* outSig, char* outDesc) {
     copyOut(outDesc, std::string("Client plugin for Quelby. (") + kHomepageHost + ")");
 
     g_bEndClient = false;
-    g_theWindow = XPCreateWidget(0, 380, 600, 0, 1, "Quelby Client", 1, nullptr,
-                                 xpWidgetClass_MainWindow);
+    g_theWindow =
+        XPCreateWidget(0, 380, 600, 0, 1, "Quelby Client", 1, nullptr, xpWidgetClass_MainWindow);
     XPSetWidgetProperty(g_theWindow, xpProperty_MainWindowHasCloseBoxes, 1);
     XPHideWidget(g_theWindow);
 
@@ -162,15 +162,16 @@ int start(char* outName, char* outSig, char* outDesc) {
     }
     XPAddWidgetCallback(g_theWindow, XPlaneWindowCallback);
 
-    g_bDrawCallbackRegistered = XPLMRegisterDrawCallback(XPlaneDrawCallback, xplm_Phase_Window, 0, nullptr) != 0;
+    g_bDrawCallbackRegistered =
+        XPLMRegisterDrawCallback(XPlaneDrawCallback, xplm_Phase_Window, 0, nullptr) != 0;
 
     g_menu = XPLMCreateMenu("Quelby", nullptr, 0, XPlaneMenuCallback, nullptr);
     XPLMAppendMenuItem(g_menu, "Show Client", &g_nXpMenuShowClient, 1);
     XPLMAppendMenuItem(g_menu, "Hide Client", &g_nXpMenuHideClient, 1);
 
-    g_hotKeyToggleWindow = XPLMRegisterHotKey(XPLM_VK_F, xplm_ControlFlag | xplm_DownFlag,
-                                              "Toggle Window", XPlaneHotkeyCallback,
-                                              reinterpret_cast<void*>(intptr_t{0}));
+    g_hotKeyToggleWindow =
+        XPLMRegisterHotKey(XPLM_VK_F, xplm_ControlFlag | xplm_DownFlag, "Toggle Window",
+                           XPlaneHotkeyCallback, reinterpret_cast<void*>(intptr_t{0}));
     g_hotKeyLandingLights = XPLMRegisterHotKey(
         XPLM_VK_L, xplm_ShiftFlag | xplm_ControlFlag | xplm_DownFlag, "Toggle Landing Lights",
         XPlaneHotkeyCallback, reinterpret_cast<void*>(intptr_t{1}));

@@ -22,9 +22,8 @@ TEST(CallbackGuardTest, Exception_returnsSafeValue_andIsLoggedOnce) {
     quelby_test::WorkingFolder cwd(folder.path());
     std::atomic<bool> reported{false};
     for (int i = 0; i < 3; ++i) {
-        const int result = CCallbackGuard::run(reported, "XPlaneDrawCallback", 1, []() -> int {
-            throw std::runtime_error("boom");
-        });
+        const int result = CCallbackGuard::run(reported, "XPlaneDrawCallback", 1,
+                                               []() -> int { throw std::runtime_error("boom"); });
         EXPECT_EQ(result, 1);
     }
     CCallbackGuard::run(reported, "XPlaneMenuCallback", [] { throw 42; });

@@ -1,6 +1,9 @@
 // The settings and report INI files: defaults, typed values, byte-exact
 // records, saving whole files only, and damaged or unreadable files.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <clocale>
 #include <cstdlib>
@@ -9,10 +12,6 @@
 #include <iterator>
 #include <string>
 #include <vector>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "CClientConfig.h"
 #include "CIniParser.h"
@@ -63,7 +62,8 @@ TEST_F(IniParserTest, MissingFilesAndKeys_areCreatedEmptyAndReadAsDefaults) {
     EXPECT_EQ(parser().getIntFromReport("report", "Missing"), 0);
     EXPECT_EQ(configString("login", "User"), "");
     Bytes record = {1, 2, 3};
-    EXPECT_TRUE(parser().getStructFromReport("CurrentData", "Aircraft", record.data(), record.size()));
+    EXPECT_TRUE(
+        parser().getStructFromReport("CurrentData", "Aircraft", record.data(), record.size()));
     EXPECT_EQ(record, Bytes(3, 0));
 
     EXPECT_TRUE(fileExists(configFile()) && readFile(configFile()).empty());
@@ -76,9 +76,17 @@ TEST_F(IniParserTest, NumbersAndFlags_readAsAtoiWouldInTheCLocale) {
         const char* value;
         int number;
         bool flag;
-    } cases[] = {{"1", 1, true},     {"2", 2, false},      {"0", 0, false},  {"-1", -1, false},
-                 {"01", 1, true},    {"1.9", 1, true},     {"12abc", 12, false}, {"abc", 0, false},
-                 {"", 0, false},     {"+1", 1, true},      {"-2147483648", -2147483647 - 1, false}};
+    } cases[] = {{"1", 1, true},
+                 {"2", 2, false},
+                 {"0", 0, false},
+                 {"-1", -1, false},
+                 {"01", 1, true},
+                 {"1.9", 1, true},
+                 {"12abc", 12, false},
+                 {"abc", 0, false},
+                 {"", 0, false},
+                 {"+1", 1, true},
+                 {"-2147483648", -2147483647 - 1, false}};
     std::string text = "[settings]\n";
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         text += "Key" + std::to_string(i) + " = " + cases[i].value + "\n";
@@ -110,13 +118,16 @@ TEST_F(IniParserTest, StringsAndRecords_roundTripThroughTheFilesByteForByte) {
     ASSERT_TRUE(parser().writeStringToConfig("login", "User", "pilot_01"));
     ASSERT_TRUE(parser().writeStringToConfig("login", "Password", "p@ss;#w0rd=%s[x]"));
     ASSERT_TRUE(parser().writeStringToReport("report", "Code", "0123456789abcdef"));
-    ASSERT_TRUE(parser().writeStructToReport("CurrentData", "Aircraft", record.data(), record.size()));
+    ASSERT_TRUE(
+        parser().writeStructToReport("CurrentData", "Aircraft", record.data(), record.size()));
     ASSERT_TRUE(parser().writeStructToConfig("settings", "Window", record.data(), 3));
     reopen();
 
     // Upper-case hex, two digits a byte, in memory order, no separators.
-    EXPECT_NE(readFile(reportFile()).find("Aircraft = " + hex + "\n"), std::string::npos) << readFile(reportFile());
-    EXPECT_NE(readFile(configFile()).find("Window = 000102\n"), std::string::npos) << readFile(configFile());
+    EXPECT_NE(readFile(reportFile()).find("Aircraft = " + hex + "\n"), std::string::npos)
+        << readFile(reportFile());
+    EXPECT_NE(readFile(configFile()).find("Window = 000102\n"), std::string::npos)
+        << readFile(configFile());
     EXPECT_EQ(readFile(configFile()).find("replaced"), std::string::npos);
     EXPECT_EQ(configString("login", "User"), "pilot_01");
     EXPECT_EQ(configString("login", "Password"), "p@ss;#w0rd=%s[x]");
@@ -124,7 +135,8 @@ TEST_F(IniParserTest, StringsAndRecords_roundTripThroughTheFilesByteForByte) {
     ASSERT_TRUE(parser().getStringFromReport("report", "Code", code, sizeof(code)));
     EXPECT_STREQ(code, "0123456789abcdef");
     Bytes readBack(record.size(), 0x5A);
-    ASSERT_TRUE(parser().getStructFromReport("CurrentData", "Aircraft", readBack.data(), readBack.size()));
+    ASSERT_TRUE(
+        parser().getStructFromReport("CurrentData", "Aircraft", readBack.data(), readBack.size()));
     EXPECT_EQ(readBack, record);
     Bytes window(3, 9);
     ASSERT_TRUE(parser().getStructFromConfig("settings", "Window", window.data(), window.size()));
@@ -207,13 +219,14 @@ TEST_F(IniParserTest, WritesTheFileCouldNotGiveBack_areRefusedWithTheirErrorText
     EXPECT_FALSE(parser().writeStructToReport("report", "Data", nullptr, 4));
 
     EXPECT_EQ(configString("login", "User"), "kept");
-    for (const char* expected : {
-             "] Could not write string to config INI-file! (Section:login Key:User String:evil\n",
-             "] Could not write string to report INI-file! (Section:bad]section Key:Code String:x)\n",
-             "] Could not write struct to config INI-file! (Section:settings Key:Bad=Key)\n",
-             "] Could not write struct to report INI-file! (Section:report Key:Data)\n"}) {
+    for (const char* expected :
+         {"] Could not write string to config INI-file! (Section:login Key:User String:evil\n",
+          "] Could not write string to report INI-file! (Section:bad]section Key:Code String:x)\n",
+          "] Could not write struct to config INI-file! (Section:settings Key:Bad=Key)\n",
+          "] Could not write struct to report INI-file! (Section:report Key:Data)\n"}) {
         EXPECT_NE(log().find(std::string("Error: [CIniParser") + expected), std::string::npos)
-            << "missing: " << expected << "in:\n" << log();
+            << "missing: " << expected << "in:\n"
+            << log();
     }
 }
 
@@ -245,15 +258,23 @@ TEST_F(IniParserTest, FailedSaves_keepTheOldFilesAndLog) {
     EXPECT_EQ(readFile(configFile()), before);
     EXPECT_TRUE(std::filesystem::is_directory(reportFile() + "/blocker"));
     EXPECT_FALSE(fileExists(reportFile() + ".tmp"));
-    EXPECT_NE(log().find("Error: [CIniParser] Could not read INI-file " + reportFile()), std::string::npos) << log();
-    EXPECT_NE(log().find("Error: [CIniParser] Could not save INI-file " + configFile()), std::string::npos) << log();
-    EXPECT_NE(log().find("Error: [CIniParser] Could not save INI-file " + reportFile()), std::string::npos) << log();
+    EXPECT_NE(log().find("Error: [CIniParser] Could not read INI-file " + reportFile()),
+              std::string::npos)
+        << log();
+    EXPECT_NE(log().find("Error: [CIniParser] Could not save INI-file " + configFile()),
+              std::string::npos)
+        << log();
+    EXPECT_NE(log().find("Error: [CIniParser] Could not save INI-file " + reportFile()),
+              std::string::npos)
+        << log();
     reopen();
     EXPECT_EQ(configString("login", "User"), "pilot");
 }
 
 TEST_F(IniParserTest, DamagedFiles_readAsEmptyWithALogLine_andAreRepairedBySaving) {
-    static const char kJunk[] = "\x7F" "ELF\x02\x01\x01\x00\x00\xFF\xFE[login]\nUser=x\n";
+    static const char kJunk[] =
+        "\x7F"
+        "ELF\x02\x01\x01\x00\x00\xFF\xFE[login]\nUser=x\n";
     const struct {
         const char* what;
         std::string contents;
@@ -268,7 +289,8 @@ TEST_F(IniParserTest, DamagedFiles_readAsEmptyWithALogLine_andAreRepairedBySavin
         writeFile(m_folder.file("quelby_debug.txt"), "");
 
         EXPECT_EQ(configString("login", "User"), "");
-        EXPECT_NE(log().find("Error: [CIniParser] Could not read INI-file " + configFile()), std::string::npos);
+        EXPECT_NE(log().find("Error: [CIniParser] Could not read INI-file " + configFile()),
+                  std::string::npos);
         ASSERT_TRUE(parser().writeStringToConfig("login", "User", "pilot"));
         reopen();
         EXPECT_EQ(configString("login", "User"), "pilot");
@@ -291,7 +313,8 @@ TEST_F(IniParserTest, UnreadableFile_readsAsEmptyWithALogLine) {
 
 TEST_F(IniParserTest, NumbersUnderAGermanLocale_parseAsInTheCLocale) {
     const std::string previous = std::setlocale(LC_ALL, nullptr);
-    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr && std::setlocale(LC_ALL, "de_DE.utf8") == nullptr) {
+    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr &&
+        std::setlocale(LC_ALL, "de_DE.utf8") == nullptr) {
         GTEST_SKIP() << "no German locale installed";
     }
     writeFile(configFile(), "[settings]\nA = 1.234\nB = -4096\nC = 1,5\nD = 1\n");

@@ -19,9 +19,9 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-const Lines kHeader = {"----------------------------------", "---------Quelby Log-----------",
-                       "- Version: v2.0.10b", "- Server: http://www.quelby.net/client_interface2.php5",
-                       "- Max Data: 4096"};
+const Lines kHeader = {
+    "----------------------------------", "---------Quelby Log-----------", "- Version: v2.0.10b",
+    "- Server: http://www.quelby.net/client_interface2.php5", "- Max Data: 4096"};
 
 // Thousands separators and a decimal comma, as a simulator's locale may set.
 struct GroupingPunct : std::numpunct<char> {
@@ -47,7 +47,8 @@ protected:
         Lines result;
         std::istringstream in(quelby_test::readFile(m_folder.file("quelby_debug.txt")));
         for (std::string line; std::getline(in, line);) {
-            EXPECT_TRUE(std::regex_match(line.substr(0, 20), stamp)) << "no time stamp: " << line.substr(0, 80);
+            EXPECT_TRUE(std::regex_match(line.substr(0, 20), stamp))
+                << "no time stamp: " << line.substr(0, 80);
             result.push_back(line.substr(std::min<std::size_t>(20, line.size())));
         }
         return result;
@@ -66,7 +67,8 @@ TEST_F(LoggerTest, TwoVerboseLoggers_writeHeaderOnceAndInitDeleteLines) {
         CLogger first("CFirst");
         CLogger second("CSecond");
     }
-    EXPECT_EQ(texts(), withHeader({"Init: CFirst", "Init: CSecond", "Delete: CSecond", "Delete: CFirst"}));
+    EXPECT_EQ(texts(),
+              withHeader({"Init: CFirst", "Init: CSecond", "Delete: CSecond", "Delete: CFirst"}));
 }
 
 TEST_F(LoggerTest, NonVerboseLogger_writesPrefixedLinesAndStampedContinuationsOnly) {
@@ -76,8 +78,9 @@ TEST_F(LoggerTest, NonVerboseLogger_writesPrefixedLinesAndStampedContinuationsOn
         logger.warn("first\nsecond\nthird");
         logger.error("no answer");
     }
-    EXPECT_EQ(texts(), withHeader({"Debug: [CClient] pass started", "Warn: [CClient] first", "CClient --> second",
-                                   "CClient --> third", "Error: [CClient] no answer"}));
+    EXPECT_EQ(texts(), withHeader({"Debug: [CClient] pass started", "Warn: [CClient] first",
+                                   "CClient --> second", "CClient --> third",
+                                   "Error: [CClient] no answer"}));
 }
 
 TEST_F(LoggerTest, GetTime_isLocalTimeInDayMonthYearOrder) {
@@ -96,7 +99,8 @@ TEST_F(LoggerTest, GetTime_isLocalTimeInDayMonthYearOrder) {
 
 TEST_F(LoggerTest, ServerUrlAndGroupingLocale_showInHeaderAsPlainText) {
     CLogger::setServerUrl("http://alt.quelby.net/client_interface2.php5");
-    const std::locale previous = std::locale::global(std::locale(std::locale::classic(), new GroupingPunct));
+    const std::locale previous =
+        std::locale::global(std::locale(std::locale::classic(), new GroupingPunct));
     { CLogger logger("CClient", false); }
     std::locale::global(previous);
     CLogger::setServerUrl("http://www.quelby.net/client_interface2.php5");
@@ -121,7 +125,8 @@ TEST_F(LoggerTest, TwoThreadsLoggingAtOnce_writeWholeSeparateLines) {
     // Every tenth line is longer than one stdio buffer, so an unguarded
     // append would go out in several writes and interleave.
     auto payload = [](int index, char fill) {
-        return "line " + std::to_string(index) + " " + std::string(index % 10 == 0 ? 9000 : 40, fill);
+        return "line " + std::to_string(index) + " " +
+               std::string(index % 10 == 0 ? 9000 : 40, fill);
     };
     auto body = [&](const std::string& name) {
         CLogger logger(name);
@@ -147,7 +152,8 @@ TEST_F(LoggerTest, TwoThreadsLoggingAtOnce_writeWholeSeparateLines) {
             continue;
         }
         const char fill = text.size() > 15 ? text[15] : '?';  // "Debug: [CThreadX"
-        ASSERT_TRUE(fill == 'A' || fill == 'B') << "line " << n << " is torn: " << text.substr(0, 80);
+        ASSERT_TRUE(fill == 'A' || fill == 'B')
+            << "line " << n << " is torn: " << text.substr(0, 80);
         int& index = next[fill - 'A'];
         ASSERT_TRUE(text == std::string("Debug: [CThread") + fill + "] " + payload(index, fill))
             << "line " << n << " is torn or out of order: " << text.substr(0, 80);

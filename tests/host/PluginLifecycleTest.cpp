@@ -50,7 +50,10 @@ TEST_F(PluginLifecycleTest, Start_identifiesPluginAndBuildsHiddenWindowWithThree
     EXPECT_FALSE(windowVisible());
     EXPECT_EQ(sim().widgetProperty(window, xpProperty_MainWindowHasCloseBoxes), 1);
 
-    struct Area { const char* name; int left, top, right, bottom; };
+    struct Area {
+        const char* name;
+        int left, top, right, bottom;
+    };
     const Area areas[] = {{"Info Area", 15, 305, 183, 160},
                           {"Button Area", 15, 150, 183, 15},
                           {"Main Area", 193, 305, 585, 15}};
@@ -152,11 +155,14 @@ TEST_F(PluginLifecycleTest, StartWritesDebugLogHeader_andStopAndStartAgainWork) 
     // The client thread writes the first lines; start itself writes none.
     const std::string logFile = root.file("quelby_debug.txt");
     ASSERT_TRUE(sim().runUntil(
-        [&] { return quelby_test::readFile(logFile).find("Init: CClientModule") != std::string::npos; },
+        [&] {
+            return quelby_test::readFile(logFile).find("Init: CClientModule") != std::string::npos;
+        },
         5000ms));
     const std::string log = quelby_test::readFile(logFile);
     // The header opens the file, once.
-    EXPECT_TRUE(std::regex_search(log, std::regex("^\\d\\d\\.\\d\\d\\.\\d\\d - \\d\\d:\\d\\d:\\d\\d -{34}\n")))
+    EXPECT_TRUE(std::regex_search(
+        log, std::regex("^\\d\\d\\.\\d\\d\\.\\d\\d - \\d\\d:\\d\\d:\\d\\d -{34}\n")))
         << log;
     EXPECT_NE(log.find("---------Quelby Log-----------"), std::string::npos) << log;
     EXPECT_NE(log.find("- Version: v2.0.10b"), std::string::npos) << log;
@@ -173,8 +179,8 @@ TEST_F(PluginLifecycleTest, StartWritesDebugLogHeader_andStopAndStartAgainWork) 
     ASSERT_TRUE(sim().runUntil(
         [&] {
             const std::string again = quelby_test::readFile(logFile);
-            return again.find("---------Quelby Log-----------", again.find("Init: CClientModule")) !=
-                   std::string::npos;
+            return again.find("---------Quelby Log-----------",
+                              again.find("Init: CClientModule")) != std::string::npos;
         },
         5000ms));
 }

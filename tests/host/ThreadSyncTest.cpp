@@ -116,9 +116,11 @@ TEST_F(ThreadSyncTest, Shutdown_releasesWaitingClient_andLaterWaitsGiveUp) {
     std::promise<bool> result;
     std::thread client([&] { result.set_value(sync.wait()); });
     auto future = result.get_future();
-    EXPECT_EQ(future.wait_for(50ms), std::future_status::timeout) << "wait() returned without a frame";
+    EXPECT_EQ(future.wait_for(50ms), std::future_status::timeout)
+        << "wait() returned without a frame";
     sync.shutdown();
-    ASSERT_EQ(future.wait_for(2000ms), std::future_status::ready) << "shutdown did not release wait()";
+    ASSERT_EQ(future.wait_for(2000ms), std::future_status::ready)
+        << "shutdown did not release wait()";
     EXPECT_FALSE(future.get());
     client.join();
     EXPECT_FALSE(sync.wait());

@@ -48,7 +48,8 @@ bool typeMatches(const std::string& published, int types, int arraySize) {
     }
     if (base == "int") return types == (size == 0 ? xplmType_Int : xplmType_IntArray);
     if (base == "float") return types == (size == 0 ? xplmType_Float : xplmType_FloatArray);
-    if (base == "double") return types == xplmType_Double || types == (xplmType_Double | xplmType_Float);
+    if (base == "double")
+        return types == xplmType_Double || types == (xplmType_Double | xplmType_Float);
     if (base == "byte") return types == xplmType_Data;
     return false;
 }
@@ -81,9 +82,10 @@ TEST_F(TestbedTest, DataRefTable_matchesXPlanePublishedNamesTypesSizesAndWritabi
 
 TEST_F(TestbedTest, DataRefTable_holdsTheAdapterVocabulary_andNothingUnknownIsFound) {
     EXPECT_EQ(sim().dataRefTable().size(), 32u);  // 33 slots, slot 8 empty
-    for (const char* name : {"sim/flightmodel/position/latitude", "sim/time/ground_speed",
-                             "sim/aircraft/overflow/acf_num_tanks", "sim/operation/failures/rel_engfir3",
-                             "sim/aircraft/parts/acf_gear_deploy"}) {
+    for (const char* name :
+         {"sim/flightmodel/position/latitude", "sim/time/ground_speed",
+          "sim/aircraft/overflow/acf_num_tanks", "sim/operation/failures/rel_engfir3",
+          "sim/aircraft/parts/acf_gear_deploy"}) {
         EXPECT_NE(XPLMFindDataRef(name), nullptr) << name;
     }
     EXPECT_EQ(XPLMFindDataRef("sim/flightmodel/position/latitud"), nullptr);
@@ -96,7 +98,8 @@ TEST_F(TestbedTest, InitialState_isAParkedTwinWithFuelOnBoard) {
     EXPECT_EQ(sim().getInt("sim/time/sim_speed"), 1);
     EXPECT_GT(sim().getFloat("sim/flightmodel/controls/parkbrake"), 0.0f);
     EXPECT_EQ(sim().getFloat("sim/flightmodel/position/groundspeed"), 0.0f);
-    EXPECT_GT(sim().getFloat("sim/aircraft/weight/acf_m_max"), sim().getFloat("sim/aircraft/weight/acf_m_empty"));
+    EXPECT_GT(sim().getFloat("sim/aircraft/weight/acf_m_max"),
+              sim().getFloat("sim/aircraft/weight/acf_m_empty"));
 
     // The tanks' ratios share out the whole capacity, and each tank holds at
     // most its share.
@@ -127,8 +130,9 @@ TEST_F(TestbedTest, InitialState_isAParkedTwinWithFuelOnBoard) {
 // every other reads 0 and is recorded.
 TEST_F(TestbedTest, Accessors_withWrongType_returnZeroAndAreRecorded) {
     XPLMDataRef intRef = XPLMFindDataRef("sim/aircraft/engine/acf_num_engines");  // 2
-    XPLMDataRef floatRef = XPLMFindDataRef("sim/aircraft/weight/acf_m_max");       // 78000
-    XPLMDataRef positionRef = XPLMFindDataRef("sim/flightmodel/position/elevation");  // float|double
+    XPLMDataRef floatRef = XPLMFindDataRef("sim/aircraft/weight/acf_m_max");      // 78000
+    XPLMDataRef positionRef =
+        XPLMFindDataRef("sim/flightmodel/position/elevation");  // float|double
     XPLMDataRef arrayRef = XPLMFindDataRef("sim/flightmodel/weight/m_fuel");
     XPLMDataRef dataRef = XPLMFindDataRef("sim/version/sim_build_string");
     char bytes[8];
@@ -143,16 +147,27 @@ TEST_F(TestbedTest, Accessors_withWrongType_returnZeroAndAreRecorded) {
     const auto geti = [](XPLMDataRef r, char*, float*) { return double(XPLMGetDatai(r)); };
     const auto getf = [](XPLMDataRef r, char*, float*) { return double(XPLMGetDataf(r)); };
     const auto getd = [](XPLMDataRef r, char*, float*) { return XPLMGetDatad(r); };
-    const auto getvf = [](XPLMDataRef r, char*, float* f) { return double(XPLMGetDatavf(r, f, 0, 2)); };
-    const auto getb = [](XPLMDataRef r, char* b, float*) { return double(XPLMGetDatab(r, b, 0, 8)); };
+    const auto getvf = [](XPLMDataRef r, char*, float* f) {
+        return double(XPLMGetDatavf(r, f, 0, 2));
+    };
+    const auto getb = [](XPLMDataRef r, char* b, float*) {
+        return double(XPLMGetDatab(r, b, 0, 8));
+    };
     const Case cases[] = {
-        {"int as int", intRef, geti, false},        {"int as float", intRef, getf, true},
-        {"int as double", intRef, getd, true},      {"float as float", floatRef, getf, false},
-        {"float as int", floatRef, geti, true},     {"float as double", floatRef, getd, true},
-        {"position as double", positionRef, getd, false}, {"position as float", positionRef, getf, false},
-        {"position as int", positionRef, geti, true}, {"array as array", arrayRef, getvf, false},
-        {"array as float", arrayRef, getf, true},   {"data as data", dataRef, getb, false},
-        {"data as array", dataRef, getvf, true},    {"array as data", arrayRef, getb, true},
+        {"int as int", intRef, geti, false},
+        {"int as float", intRef, getf, true},
+        {"int as double", intRef, getd, true},
+        {"float as float", floatRef, getf, false},
+        {"float as int", floatRef, geti, true},
+        {"float as double", floatRef, getd, true},
+        {"position as double", positionRef, getd, false},
+        {"position as float", positionRef, getf, false},
+        {"position as int", positionRef, geti, true},
+        {"array as array", arrayRef, getvf, false},
+        {"array as float", arrayRef, getf, true},
+        {"data as data", dataRef, getb, false},
+        {"data as array", dataRef, getvf, true},
+        {"array as data", arrayRef, getb, true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);

@@ -73,7 +73,8 @@ TEST_F(FrameLoopTest, DrawCallbacks_beforeOnesFirst_eachGroupInRegistrationOrder
     XPLMRegisterDrawCallback(drawB, xplm_Phase_Window, 1, nullptr);
     XPLMRegisterDrawCallback(drawB, xplm_Phase_Window, 0, nullptr);
     XPLMRegisterDrawCallback(drawA, xplm_Phase_Window, 1, nullptr);
-    XPLMRegisterDrawCallback(drawA, xplm_Phase_Window + 1, 0, nullptr);  // another phase: not drawn here
+    XPLMRegisterDrawCallback(drawA, xplm_Phase_Window + 1, 0,
+                             nullptr);  // another phase: not drawn here
 
     sim().runFrames(2);
 
@@ -139,7 +140,8 @@ TEST_F(FrameLoopTest, DrawString_outsideADrawCallback_isRecordedAndNotShown) {
 }
 
 TEST_F(FrameLoopTest, RunUntil_stopsWhenTheConditionHoldsOrTimesOut) {
-    EXPECT_TRUE(sim().runUntil([] { return testbed::Simulator::instance().frameCount() >= 5; }, 5s));
+    EXPECT_TRUE(
+        sim().runUntil([] { return testbed::Simulator::instance().frameCount() >= 5; }, 5s));
     EXPECT_EQ(sim().frameCount(), 5u);
     EXPECT_FALSE(sim().runUntil([] { return false; }, 30ms));
 }
@@ -150,8 +152,10 @@ TEST_F(FrameLoopTest, SdkCall_fromAnotherThreadWhileNotParked_isAViolation) {
         XPLMSpeakString("too early");
     });
     worker.join();
-    EXPECT_EQ(sim().threadViolations(), (std::vector<std::string>{"XPLMFindDataRef", "XPLMSpeakString"}));
-    EXPECT_EQ(sim().spokenTexts(), (std::vector<std::string>{"too early"})) << "X-Plane still did it";
+    EXPECT_EQ(sim().threadViolations(),
+              (std::vector<std::string>{"XPLMFindDataRef", "XPLMSpeakString"}));
+    EXPECT_EQ(sim().spokenTexts(), (std::vector<std::string>{"too early"}))
+        << "X-Plane still did it";
 }
 
 TEST_F(FrameLoopTest, SdkCalls_fromAnotherThreadWhileParkedInDrawCallback_areLegal) {

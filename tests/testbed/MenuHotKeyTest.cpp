@@ -63,9 +63,10 @@ TEST_F(MenuHotKeyTest, DestroyMenu_removesItAndItsSubmenus_andAUnknownMenuIsReco
 
 TEST_F(MenuHotKeyTest, PressHotKey_firesOnlyOnExactKeyAndFlags) {
     int toggleRef = 0, lightsRef = 1;
-    XPLMRegisterHotKey(XPLM_VK_F, xplm_ControlFlag | xplm_DownFlag, "Toggle Window", hotKeyHandler, &toggleRef);
-    XPLMRegisterHotKey(XPLM_VK_L, xplm_ShiftFlag | xplm_ControlFlag | xplm_DownFlag, "Toggle Landing Lights",
-                       hotKeyHandler, &lightsRef);
+    XPLMRegisterHotKey(XPLM_VK_F, xplm_ControlFlag | xplm_DownFlag, "Toggle Window", hotKeyHandler,
+                       &toggleRef);
+    XPLMRegisterHotKey(XPLM_VK_L, xplm_ShiftFlag | xplm_ControlFlag | xplm_DownFlag,
+                       "Toggle Landing Lights", hotKeyHandler, &lightsRef);
 
     struct Case {
         char key;
@@ -83,12 +84,14 @@ TEST_F(MenuHotKeyTest, PressHotKey_firesOnlyOnExactKeyAndFlags) {
         SCOPED_TRACE(std::string(1, c.key) + " flags " + std::to_string(c.flags));
         g_hotKeyCalls.clear();
         EXPECT_EQ(sim().pressHotKey(c.key, c.flags), c.fired != nullptr);
-        EXPECT_EQ(g_hotKeyCalls, c.fired != nullptr ? std::vector<void*>{c.fired} : std::vector<void*>{});
+        EXPECT_EQ(g_hotKeyCalls,
+                  c.fired != nullptr ? std::vector<void*>{c.fired} : std::vector<void*>{});
     }
 }
 
 TEST_F(MenuHotKeyTest, UnregisterHotKey_silencesIt_andTwiceIsRecorded) {
-    XPLMHotKeyID key = XPLMRegisterHotKey(XPLM_VK_F, xplm_DownFlag, "Toggle", hotKeyHandler, nullptr);
+    XPLMHotKeyID key =
+        XPLMRegisterHotKey(XPLM_VK_F, xplm_DownFlag, "Toggle", hotKeyHandler, nullptr);
     ASSERT_EQ(sim().hotKeys().size(), 1u);
     XPLMUnregisterHotKey(key);
     EXPECT_FALSE(sim().pressHotKey(XPLM_VK_F, xplm_DownFlag));
@@ -101,7 +104,8 @@ TEST_F(MenuHotKeyTest, UnregisterHotKey_silencesIt_andTwiceIsRecorded) {
 TEST_F(MenuHotKeyTest, Reset_dropsMenusHotKeysAndDrawCallbacks) {
     XPLMCreateMenu("Quelby", nullptr, 0, menuHandler, nullptr);
     XPLMRegisterHotKey(XPLM_VK_F, xplm_DownFlag, "Toggle", hotKeyHandler, nullptr);
-    XPLMRegisterDrawCallback([](XPLMDrawingPhase, int, void*) { return 1; }, xplm_Phase_Window, 0, nullptr);
+    XPLMRegisterDrawCallback([](XPLMDrawingPhase, int, void*) { return 1; }, xplm_Phase_Window, 0,
+                             nullptr);
     sim().reset();
     EXPECT_TRUE(sim().menuNames().empty());
     EXPECT_TRUE(sim().hotKeys().empty());

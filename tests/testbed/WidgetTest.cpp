@@ -97,7 +97,8 @@ TEST_F(WidgetTest, PressButton_handledOnTheWay_stopsTheChain) {
 }
 
 TEST_F(WidgetTest, PressButton_onHiddenUnknownOrCheckBox_returnsFalse) {
-    XPWidgetID checkBox = XPCreateWidget(20, 110, 40, 90, 1, "Remember", 0, area, xpWidgetClass_Button);
+    XPWidgetID checkBox =
+        XPCreateWidget(20, 110, 40, 90, 1, "Remember", 0, area, xpWidgetClass_Button);
     XPSetWidgetProperty(checkBox, xpProperty_ButtonType, xpRadioButton);
     XPAddWidgetCallback(window, first);
 
@@ -143,13 +144,15 @@ TEST_F(WidgetTest, CloseBox_onlyOnAShownWindowThatHasOne) {
 }
 
 TEST_F(WidgetTest, TypeInto_setsTheFieldsTextAndTellsItsParents) {
-    XPWidgetID field = XPCreateWidget(20, 100, 150, 80, 1, "pilot", 0, area, xpWidgetClass_TextField);
+    XPWidgetID field =
+        XPCreateWidget(20, 100, 150, 80, 1, "pilot", 0, area, xpWidgetClass_TextField);
     XPAddWidgetCallback(window, first);
     ASSERT_TRUE(sim().typeInto(field, "EDDF"));
     char text[16] = {};
     XPGetWidgetDescriptor(field, text, sizeof text - 1);
     EXPECT_STREQ(text, "EDDF");
-    EXPECT_EQ(heardOf(1400 /* xpMsg_TextFieldChanged */), (std::vector<std::string>{"first@Window"}));
+    EXPECT_EQ(heardOf(1400 /* xpMsg_TextFieldChanged */),
+              (std::vector<std::string>{"first@Window"}));
     EXPECT_FALSE(sim().typeInto(button, "x")) << "a button takes no typing";
 }
 
@@ -172,7 +175,8 @@ TEST_F(WidgetTest, GetDescriptor_copiesAtMostTheGivenLength_andReturnsTheFullLen
         int maxLength;
         const char* expected;
     };
-    for (const Case& c : {Case{0, ""}, Case{4, "Hell"}, Case{11, "Hello World"}, Case{15, "Hello World"}}) {
+    for (const Case& c :
+         {Case{0, ""}, Case{4, "Hell"}, Case{11, "Hello World"}, Case{15, "Hello World"}}) {
         SCOPED_TRACE(c.maxLength);
         char buffer[20];
         std::memset(buffer, '#', sizeof buffer);

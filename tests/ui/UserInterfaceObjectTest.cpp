@@ -23,7 +23,7 @@ protected:
     std::unique_ptr<CUserInterfaceObjectXp> make(int kind, const char* caption, int id, int layer,
                                                  int option = 0) {
         return std::make_unique<CUserInterfaceObjectXp>(25, 334, 148, 20, kind, caption, option,
-                                                         window, id, layer, 0);
+                                                        window, id, layer, 0);
     }
     testbed::WidgetInfo info(XPWidgetID id) {
         for (const auto& w : sim().widgets())
@@ -67,11 +67,13 @@ TEST_F(UserInterfaceObjectTest, TextField_valueAndText_readInCLocale) {
 }
 
 TEST_F(UserInterfaceObjectTest, PasswordOption_setsPasswordMode_onlyForIt) {
-    auto password = make(CUserInterfaceObject::TextField, "", 102, 0, CUserInterfaceObjectXp::kPasswordOption);
+    auto password =
+        make(CUserInterfaceObject::TextField, "", 102, 0, CUserInterfaceObjectXp::kPasswordOption);
     auto user = make(CUserInterfaceObject::TextField, "", 101, 0);
     EXPECT_EQ(sim().widgetProperty(password->getXpId(), xpProperty_PasswordMode), 1);
     bool exists = true;
-    const intptr_t userMode = sim().widgetProperty(user->getXpId(), xpProperty_PasswordMode, &exists);
+    const intptr_t userMode =
+        sim().widgetProperty(user->getXpId(), xpProperty_PasswordMode, &exists);
     EXPECT_TRUE(!exists || userMode == 0);
 }
 

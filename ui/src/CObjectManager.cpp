@@ -22,7 +22,8 @@ CUserInterfaceObject* CObjectManager::getObjectWithId(int id) const {
     return getObjectWithIdSlave(m_pFirst, id);
 }
 
-CUserInterfaceObject* CObjectManager::getObjectWithIdSlave(CUserInterfaceObject* start, int id) const {
+CUserInterfaceObject* CObjectManager::getObjectWithIdSlave(CUserInterfaceObject* start,
+                                                           int id) const {
     for (CUserInterfaceObject* object = start; object != nullptr; object = object->getNext()) {
         if (object->getId() == id) {
             return object;
@@ -78,7 +79,9 @@ CUserInterfaceObject& orNull(CUserInterfaceObject* object) {
 
 void CObjectManager::enable(int id) { orNull(getObjectWithId(id)).activate(); }
 void CObjectManager::disable(int id) { orNull(getObjectWithId(id)).deactivate(); }
-void CObjectManager::setText(int id, const char* text) { orNull(getObjectWithId(id)).setText(text); }
+void CObjectManager::setText(int id, const char* text) {
+    orNull(getObjectWithId(id)).setText(text);
+}
 const char* CObjectManager::getText(int id) { return orNull(getObjectWithId(id)).getText(); }
 double CObjectManager::getValue(int id) { return orNull(getObjectWithId(id)).getValue(); }
 void CObjectManager::setCheckBox(int id, bool checked) {
@@ -90,7 +93,9 @@ void CObjectManager::setComboBox(int id, const std::vector<std::string>& entries
     (void)selected;
     orNull(getObjectWithId(id)).setComboBox(entries);
 }
-std::string CObjectManager::getComboBox(int id) { return orNull(getObjectWithId(id)).getComboBox(); }
+std::string CObjectManager::getComboBox(int id) {
+    return orNull(getObjectWithId(id)).getComboBox();
+}
 void CObjectManager::setProgressBar(int id, double fraction) {
     orNull(getObjectWithId(id)).setProgressBar(fraction);
 }

@@ -7,7 +7,8 @@
 
 CUserInterfaceObjectXp::CUserInterfaceObjectXp(int x, int y, int width, int height, int kind,
                                                const char* caption, int option,
-                                               XPWidgetID parentWindow, int id, int layer, int unused)
+                                               XPWidgetID parentWindow, int id, int layer,
+                                               int unused)
     : CUserInterfaceObject(x, y, width, height, kind, caption, option, parentWindow, id, layer,
                            unused) {
     int windowLeft = 0, windowTop = 0, windowRight = 0, windowBottom = 0;

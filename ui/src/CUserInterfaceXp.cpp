@@ -22,8 +22,9 @@ void CUserInterfaceXp::initialize(XPWidgetID window, CThreadSync* threadSync) {
     m_objectManager.clear();
     m_objects.clear();
 
-    CUserInterfaceObject* exitButton = addObject(std::make_unique<CUserInterfaceObjectXp>(
-        25, 334, 148, 20, CUserInterfaceObject::PushButton, "Exit", 0, window, kExitButtonId, 1, 0));
+    CUserInterfaceObject* exitButton = addObject(
+        std::make_unique<CUserInterfaceObjectXp>(25, 334, 148, 20, CUserInterfaceObject::PushButton,
+                                                 "Exit", 0, window, kExitButtonId, 1, 0));
     exitButton->setStyle(1);
 }
 
@@ -51,7 +52,8 @@ void CUserInterfaceXp::textOut(int x, int y, const char* text, bool rightAligned
     XPLMGetFontDimensions(kTextFont, &charWidth, &charHeight, &digitsOnly);
     int screenX = windowLeft + x;
     if (rightAligned) {
-        screenX -= static_cast<int>(XPLMMeasureString(kTextFont, text, static_cast<int>(std::char_traits<char>::length(text))));
+        screenX -= static_cast<int>(XPLMMeasureString(
+            kTextFont, text, static_cast<int>(std::char_traits<char>::length(text))));
     }
     const int screenY = windowTop - y - charHeight;
     XPLMDrawString(g_textColour, screenX, screenY, text, nullptr, kTextFont);

@@ -81,7 +81,8 @@ std::vector<std::unique_ptr<DataRef>> makeDataRefTable() {
     table.push_back(positionDouble("sim/flightmodel/position/longitude", ro, 8.5703));
     table.push_back(scalarInt("sim/cockpit/electrical/landing_lights_on", rw, 0));
     table.push_back(scalarInt("sim/time/sim_speed", rw, 1));
-    table.push_back(scalarFloat("sim/cockpit2/gauges/indicators/radio_altimeter_height_ft_pilot", ro, 0.0f));
+    table.push_back(
+        scalarFloat("sim/cockpit2/gauges/indicators/radio_altimeter_height_ft_pilot", ro, 0.0f));
     table.push_back(positionDouble("sim/flightmodel/position/elevation", ro, 111.0));
     table.push_back(scalarFloat("sim/cockpit2/gauges/indicators/vvi_fpm_pilot", ro, 0.0f));
     table.push_back(scalarFloat("sim/flightmodel/controls/parkbrake", rw, 1.0f));
@@ -94,9 +95,9 @@ std::vector<std::unique_ptr<DataRef>> makeDataRefTable() {
     table.push_back(scalarInt("sim/time/ground_speed", rw, 1));
     table.push_back(scalarInt("sim/aircraft/overflow/acf_num_tanks", ro, 3));
     table.push_back(floatArray("sim/flightmodel/weight/m_fuel", rw, 9, {2000.0f, 0.0f, 2000.0f}));
-    table.push_back(floatArray("sim/aircraft/overflow/acf_tank_rat", rw, 9,
-                               {5500.0f / fuelCapacityKg, 6600.0f / fuelCapacityKg,
-                                5500.0f / fuelCapacityKg}));
+    table.push_back(
+        floatArray("sim/aircraft/overflow/acf_tank_rat", rw, 9,
+                   {5500.0f / fuelCapacityKg, 6600.0f / fuelCapacityKg, 5500.0f / fuelCapacityKg}));
     table.push_back(scalarFloat("sim/aircraft/weight/acf_m_fuel_tot", rw, fuelCapacityKg));
     table.push_back(scalarFloat("sim/time/local_time_sec", ro, localTimeSec));
     table.push_back(scalarFloat("sim/time/zulu_time_sec", rw, zuluTimeSec));

@@ -106,9 +106,9 @@ void collectDescendants(const State& s, XPWidgetID widget, std::vector<XPWidgetI
 
 extern "C" {
 
-WIDGET_API XPWidgetID XPCreateWidget(int inLeft, int inTop, int inRight, int inBottom, int inVisible,
-                                     const char* inDescriptor, int inIsRoot, XPWidgetID inContainer,
-                                     XPWidgetClass inClass) {
+WIDGET_API XPWidgetID XPCreateWidget(int inLeft, int inTop, int inRight, int inBottom,
+                                     int inVisible, const char* inDescriptor, int inIsRoot,
+                                     XPWidgetID inContainer, XPWidgetClass inClass) {
     SdkCall call("XPCreateWidget");
     State& s = call.s;
     Widget widget;
@@ -202,7 +202,8 @@ WIDGET_API void XPGetWidgetGeometry(XPWidgetID inWidget, int* outLeft, int* outT
     if (outBottom != nullptr) *outBottom = widget->bottom;
 }
 
-WIDGET_API int XPGetWidgetDescriptor(XPWidgetID inWidget, char* outDescriptor, int inMaxDescLength) {
+WIDGET_API int XPGetWidgetDescriptor(XPWidgetID inWidget, char* outDescriptor,
+                                     int inMaxDescLength) {
     SdkCall call("XPGetWidgetDescriptor");
     const Widget* widget = findWidget(call.s, inWidget, "XPGetWidgetDescriptor");
     if (widget == nullptr) {
@@ -212,7 +213,8 @@ WIDGET_API int XPGetWidgetDescriptor(XPWidgetID inWidget, char* outDescriptor, i
     if (outDescriptor != nullptr && inMaxDescLength > 0) {
         // strncpy semantics, as X-Plane documents: the whole buffer is written,
         // and a descriptor that fills it is not terminated.
-        std::strncpy(outDescriptor, widget->descriptor.c_str(), static_cast<size_t>(inMaxDescLength));
+        std::strncpy(outDescriptor, widget->descriptor.c_str(),
+                     static_cast<size_t>(inMaxDescLength));
     }
     return length;
 }

@@ -58,8 +58,9 @@ void dropPluginRegistrations(State& s) {
             auto& callbacks = widget.callbacks;
             callbacks.erase(std::remove_if(callbacks.begin(), callbacks.end(),
                                            [&](XPWidgetFunc_t callback) {
-                                               return isInLibrary(reinterpret_cast<const void*>(callback),
-                                                                  s.library);
+                                               return isInLibrary(
+                                                   reinterpret_cast<const void*>(callback),
+                                                   s.library);
                                            }),
                             callbacks.end());
         }
@@ -158,7 +159,8 @@ void runOneFrame() {
         }
         const auto callDuration = Clock::now() - callStart;
         std::lock_guard<std::mutex> lock(s.mutex);
-        s.drawDurations.push_back(std::chrono::duration_cast<std::chrono::nanoseconds>(callDuration));
+        s.drawDurations.push_back(
+            std::chrono::duration_cast<std::chrono::nanoseconds>(callDuration));
     }
 
     std::lock_guard<std::mutex> lock(s.mutex);
@@ -182,7 +184,8 @@ void Simulator::reset() {
     State& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
     if (s.pluginLoaded) {
-        throw std::logic_error("testbed::Simulator::reset while a plug-in is loaded; unload it first");
+        throw std::logic_error(
+            "testbed::Simulator::reset while a plug-in is loaded; unload it first");
     }
     for (auto& ref : s.dataRefs) {
         ref->value = ref->initial;
@@ -258,7 +261,8 @@ bool Simulator::loadPlugin(const std::string& xplPath, std::string* error) {
     if (library == nullptr) {
         const char* why = dlerror();
         abandonLoad(nullptr, previousFolder);
-        return fail(std::string("cannot load the plug-in: ") + (why != nullptr ? why : absolutePath));
+        return fail(std::string("cannot load the plug-in: ") +
+                    (why != nullptr ? why : absolutePath));
     }
     std::vector<std::string> missing;
     const auto start = resolve<PluginStartFn>(library, "XPluginStart", missing);
@@ -297,9 +301,10 @@ bool Simulator::loadPlugin(const std::string& xplPath, std::string* error) {
         static const char* const kBufferNames[3] = {"name", "signature", "description"};
         for (size_t i = 0; i < 3; ++i) {
             const auto* guard = reinterpret_cast<unsigned char*>(texts[i]) + kPluginTextBytes;
-            if (std::any_of(guard, guard + kGuardBytes, [](unsigned char b) { return b != kGuardPattern; })) {
-                recordSdkMisuse(s, std::string("XPluginStart wrote past the 256-byte ") + kBufferNames[i] +
-                                       " buffer");
+            if (std::any_of(guard, guard + kGuardBytes,
+                            [](unsigned char b) { return b != kGuardPattern; })) {
+                recordSdkMisuse(s, std::string("XPluginStart wrote past the 256-byte ") +
+                                       kBufferNames[i] + " buffer");
             }
             strings[i].assign(texts[i], strnlen(texts[i], kPluginTextBytes));
         }
@@ -419,7 +424,8 @@ void Simulator::runFrames(int count) {
     }
 }
 
-bool Simulator::runUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout) {
+bool Simulator::runUntil(const std::function<bool()>& condition,
+                         std::chrono::milliseconds timeout) {
     requireSimulatorThread("runUntil");
     const auto deadline = Clock::now() + timeout;
     while (!condition()) {

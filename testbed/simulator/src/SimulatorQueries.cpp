@@ -131,7 +131,8 @@ int Simulator::getInt(const std::string& name) const {
 
 float Simulator::getFloat(const std::string& name) const {
     std::lock_guard<std::mutex> lock(state().mutex);
-    return static_cast<float>(dataRefFor(state(), name, xplmType_Float, "getFloat").value.realValue);
+    return static_cast<float>(
+        dataRefFor(state(), name, xplmType_Float, "getFloat").value.realValue);
 }
 
 double Simulator::getDouble(const std::string& name) const {
@@ -224,8 +225,9 @@ bool Simulator::pressButton(const std::string& caption) {
         std::lock_guard<std::mutex> lock(state().mutex);
         for (const auto& [id, widget] : state().widgets) {
             // A check box is a button too; only push buttons are pressed.
-            if (widget.widgetClass == kClassButton && propertyOf(widget, kPropertyButtonType) == 0 &&
-                widget.descriptor == caption && shownOnScreen(state(), id)) {
+            if (widget.widgetClass == xpWidgetClass_Button &&
+                propertyOf(widget, xpProperty_ButtonType) == 0 && widget.descriptor == caption &&
+                shownOnScreen(state(), id)) {
                 button = id;
                 break;
             }
@@ -234,7 +236,7 @@ bool Simulator::pressButton(const std::string& caption) {
     if (button == nullptr) {
         return false;
     }
-    dispatchUpChain(button, kMsgPushButtonPressed, reinterpret_cast<intptr_t>(button), 0);
+    dispatchUpChain(button, xpMsg_PushButtonPressed, reinterpret_cast<intptr_t>(button), 0);
     return true;
 }
 
@@ -244,7 +246,8 @@ bool Simulator::typeInto(XPWidgetID textField, const std::string& text) {
         std::lock_guard<std::mutex> lock(state().mutex);
         auto found = state().widgets.find(textField);
         // Only a field the user can see takes typing.
-        if (found == state().widgets.end() || found->second.widgetClass != kClassTextField ||
+        if (found == state().widgets.end() ||
+            found->second.widgetClass != xpWidgetClass_TextField ||
             !shownOnScreen(state(), textField)) {
             return false;
         }
@@ -261,12 +264,14 @@ bool Simulator::pushCloseBox(XPWidgetID mainWindow) {
         std::lock_guard<std::mutex> lock(state().mutex);
         const Widget* found = widgetFor(state(), mainWindow);
         // The close box is drawn only when the window asks for it.
-        if (found == nullptr || found->widgetClass != kClassMainWindow ||
-            propertyOf(*found, kPropertyHasCloseBoxes) == 0 || !shownOnScreen(state(), mainWindow)) {
+        if (found == nullptr || found->widgetClass != xpWidgetClass_MainWindow ||
+            propertyOf(*found, xpProperty_MainWindowHasCloseBoxes) == 0 ||
+            !shownOnScreen(state(), mainWindow)) {
             return false;
         }
     }
-    dispatchUpChain(mainWindow, kMsgCloseButtonPushed, reinterpret_cast<intptr_t>(mainWindow), 0);
+    dispatchUpChain(mainWindow, xpMessage_CloseButtonPushed, reinterpret_cast<intptr_t>(mainWindow),
+                    0);
     return true;
 }
 
@@ -276,14 +281,16 @@ bool Simulator::toggleCheckBox(XPWidgetID checkBox) {
     {
         std::lock_guard<std::mutex> lock(state().mutex);
         auto found = state().widgets.find(checkBox);
-        if (found == state().widgets.end() || found->second.widgetClass != kClassButton ||
-            propertyOf(found->second, kPropertyButtonType) != 1 || !shownOnScreen(state(), checkBox)) {
+        if (found == state().widgets.end() || found->second.widgetClass != xpWidgetClass_Button ||
+            propertyOf(found->second, xpProperty_ButtonType) != 1 ||
+            !shownOnScreen(state(), checkBox)) {
             return false;
         }
-        newState = propertyOf(found->second, kPropertyButtonState) != 0 ? 0 : 1;
-        found->second.properties[kPropertyButtonState] = newState;
+        newState = propertyOf(found->second, xpProperty_ButtonState) != 0 ? 0 : 1;
+        found->second.properties[xpProperty_ButtonState] = newState;
     }
-    dispatchUpChain(checkBox, kMsgButtonStateChanged, reinterpret_cast<intptr_t>(checkBox), newState);
+    dispatchUpChain(checkBox, xpMsg_ButtonStateChanged, reinterpret_cast<intptr_t>(checkBox),
+                    newState);
     return true;
 }
 
@@ -318,8 +325,9 @@ bool Simulator::clickMenuItem(const std::string& menuName, const std::string& it
         if (menu == nullptr) {
             return false;
         }
-        const auto item = std::find_if(menu->items.begin(), menu->items.end(),
-                                       [&](const MenuItem& candidate) { return candidate.name == itemName; });
+        const auto item =
+            std::find_if(menu->items.begin(), menu->items.end(),
+                         [&](const MenuItem& candidate) { return candidate.name == itemName; });
         if (item == menu->items.end()) {
             return false;
         }
@@ -338,7 +346,8 @@ std::vector<HotKeyInfo> Simulator::hotKeys() const {
     std::lock_guard<std::mutex> lock(state().mutex);
     std::vector<HotKeyInfo> keys;
     for (const auto& entry : state().hotKeys) {
-        keys.push_back(HotKeyInfo{entry.second.virtualKey, entry.second.flags, entry.second.description});
+        keys.push_back(
+            HotKeyInfo{entry.second.virtualKey, entry.second.flags, entry.second.description});
     }
     return keys;
 }

@@ -17,12 +17,14 @@
 #include "XPLMDefs.h"
 #include "XPLMDisplay.h"
 #include "XPLMMenus.h"
+#include "XPStandardWidgets.h"
 #include "XPWidgetDefs.h"
 #include "testbed/Simulator.h"
 
 namespace testbed::detail {
 
-// The widget messages X-Plane's widget library sends on its own.
+// The widget messages X-Plane's widget library sends on its own (the
+// plug-in handles none of them, so they are not among its declarations).
 enum : int {
     kMsgCreate = 1,
     kMsgDestroy = 2,
@@ -30,19 +32,7 @@ enum : int {
     kMsgHidden = 17,
     kMsgDescriptorChanged = 18,
     kMsgPropertyChanged = 19,
-    kMsgCloseButtonPushed = 1200,
-    kMsgPushButtonPressed = 1300,
-    kMsgButtonStateChanged = 1301,
     kMsgTextFieldChanged = 1400,
-};
-
-enum : int {
-    kClassMainWindow = 1,
-    kClassButton = 3,
-    kClassTextField = 4,
-    kPropertyHasCloseBoxes = 1200,
-    kPropertyButtonType = 1300,
-    kPropertyButtonState = 1302,
 };
 
 // The emulated X-Plane's text metrics: every font is 7 px per character and

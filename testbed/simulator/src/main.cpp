@@ -78,7 +78,8 @@ int parseOptions(int argc, char** argv, Options& options) {
             if (text == nullptr || !parseNumber(text, number) || number < 0.0 ||
                 (arg == "--frames" && (number != static_cast<int>(number)))) {
                 std::cerr << "quelby-testbed: " << arg << " needs a non-negative "
-                          << (arg == "--frames" ? "whole number" : "number") << "\n" << kUsage;
+                          << (arg == "--frames" ? "whole number" : "number") << "\n"
+                          << kUsage;
                 return 2;
             }
             if (arg == "--frames") {
@@ -112,9 +113,9 @@ void printDrawTimes(const std::vector<std::chrono::nanoseconds>& durations) {
     }
     // Nearest-rank 99th percentile.
     const size_t p99Index = (sorted.size() * 99 + 99) / 100 - 1;
-    std::printf("draw callback:  %zu calls, mean %.3f ms, p99 %.3f ms, max %.3f ms\n", sorted.size(),
-                milliseconds(total) / static_cast<double>(sorted.size()), milliseconds(sorted[p99Index]),
-                milliseconds(sorted.back()));
+    std::printf("draw callback:  %zu calls, mean %.3f ms, p99 %.3f ms, max %.3f ms\n",
+                sorted.size(), milliseconds(total) / static_cast<double>(sorted.size()),
+                milliseconds(sorted[p99Index]), milliseconds(sorted.back()));
 }
 
 // A fresh X-Plane root with the plug-in installed where X-Plane keeps it, so
@@ -147,8 +148,8 @@ int run(const Options& options) {
     if (root.empty()) {
         std::string pattern = (fs::temp_directory_path() / "quelby-testbed-XXXXXX").string();
         if (mkdtemp(pattern.data()) == nullptr) {
-            std::cerr << "quelby-testbed: cannot create a temporary root folder: " << std::strerror(errno)
-                      << "\n";
+            std::cerr << "quelby-testbed: cannot create a temporary root folder: "
+                      << std::strerror(errno) << "\n";
             return 1;
         }
         root = pattern;
@@ -188,8 +189,8 @@ int run(const Options& options) {
         failed = true;
     }
     sim.runFrames(options.frames);
-    std::printf("frames:         %llu at %g Hz\n", static_cast<unsigned long long>(sim.frameCount()),
-                options.framesPerSecond);
+    std::printf("frames:         %llu at %g Hz\n",
+                static_cast<unsigned long long>(sim.frameCount()), options.framesPerSecond);
     if (options.show) {
         XPWidgetID window = nullptr;
         for (const testbed::WidgetInfo& info : sim.widgets()) {
@@ -198,13 +199,14 @@ int run(const Options& options) {
                 break;
             }
         }
-        std::printf("main window:    %s\n",
-                    window == nullptr ? "none" : (sim.isWidgetVisible(window) ? "visible" : "hidden"));
+        std::printf(
+            "main window:    %s\n",
+            window == nullptr ? "none" : (sim.isWidgetVisible(window) ? "visible" : "hidden"));
         const auto texts = sim.lastFrameTexts();
         std::printf("texts drawn in the last frame: %zu\n", texts.size());
         for (const testbed::DrawnText& text : texts) {
-            std::printf("  (%d, %d) font %d rgb(%.2f, %.2f, %.2f) \"%s\"\n", text.x, text.y, text.font,
-                        text.rgb[0], text.rgb[1], text.rgb[2], text.text.c_str());
+            std::printf("  (%d, %d) font %d rgb(%.2f, %.2f, %.2f) \"%s\"\n", text.x, text.y,
+                        text.font, text.rgb[0], text.rgb[1], text.rgb[2], text.text.c_str());
         }
     }
     printDrawTimes(sim.drawCallbackDurations());
@@ -215,12 +217,14 @@ int run(const Options& options) {
     const auto misuses = sim.dataRefMisuses();
     std::printf("dataref misuses: %zu\n", misuses.size());
     for (const testbed::DataRefMisuse& misuse : misuses) {
-        std::printf("  %s on %s: %s\n", misuse.accessor.c_str(), misuse.dataRef.c_str(), misuse.reason.c_str());
+        std::printf("  %s on %s: %s\n", misuse.accessor.c_str(), misuse.dataRef.c_str(),
+                    misuse.reason.c_str());
     }
     const auto violations = sim.threadViolations();
     std::printf("thread violations: %zu\n", violations.size());
     for (const std::string& function : violations) {
-        std::printf("  %s called off the simulator's thread outside a callback\n", function.c_str());
+        std::printf("  %s called off the simulator's thread outside a callback\n",
+                    function.c_str());
     }
     // Calls X-Plane ignores are reported but do not fail the run.
     for (const std::string& note : sim.sdkMisuses()) {

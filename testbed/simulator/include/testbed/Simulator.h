@@ -129,8 +129,8 @@ public:
     // Widgets.
     std::vector<WidgetInfo> widgets() const;
     XPWidgetID findWidgetByDescriptor(const std::string& descriptor) const;
-    bool isWidgetVisible(XPWidgetID widget) const;          // own flag
-    bool isWidgetShownOnScreen(XPWidgetID widget) const;    // it and all its parents visible
+    bool isWidgetVisible(XPWidgetID widget) const;        // own flag
+    bool isWidgetShownOnScreen(XPWidgetID widget) const;  // it and all its parents visible
     intptr_t widgetProperty(XPWidgetID widget, int property, bool* exists = nullptr) const;
     // Presses the visible push button with this caption: message 1300 goes to
     // the button, then up its parents until a callback returns 1. Returns
