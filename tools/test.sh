@@ -10,6 +10,7 @@ jobs="${QUELBY_JOBS:-2}"
 cmake -S "$root" -B "$build" -DQUELBY_WERROR=ON -DQUELBY_SANITIZE="$sanitize" >/dev/null
 cmake --build "$build" -j"$jobs"
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
+export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$root/tools/lsan.supp:print_suppressions=0}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 export TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}"
 ctest --test-dir "$build" --output-on-failure -j"$jobs" "$@"
