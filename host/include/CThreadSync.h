@@ -7,6 +7,7 @@
 // the simulator's thread while the plug-in stops.
 #pragma once
 
+#include <atomic>
 #include <boost/thread/condition_variable.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/mutex.hpp>
@@ -31,6 +32,8 @@ public:
     // wait(), now or later, gives up instead of blocking forever.
     void shutdown();
     bool isShutDown() const;
+    // How many brackets the simulator's thread has granted so far.
+    unsigned long grantCount() const { return m_grants.load(std::memory_order_relaxed); }
 
 private:
     boost::condition_variable m_requestCondition;
@@ -40,4 +43,26 @@ private:
     bool m_bGranted = true;
     bool m_bReleased = false;
     bool m_bShutDown = false;  // guarded by the request mutex
+    std::atomic<unsigned long> m_grants{0};
+};
+
+// One bracket of simulator access for the client thread: waits for access on
+// construction and gives it back on destruction. When the handshake has been
+// shut down, granted() is false and the simulator must not be touched.
+class CSimulatorBracket {
+public:
+    explicit CSimulatorBracket(CThreadSync* threadSync)
+        : m_pThreadSync(threadSync), m_bGranted(threadSync != nullptr && threadSync->wait()) {}
+    ~CSimulatorBracket() {
+        if (m_bGranted) {
+            m_pThreadSync->wakeup();
+        }
+    }
+    CSimulatorBracket(const CSimulatorBracket&) = delete;
+    CSimulatorBracket& operator=(const CSimulatorBracket&) = delete;
+    bool granted() const { return m_bGranted; }
+
+private:
+    CThreadSync* m_pThreadSync;
+    bool m_bGranted;
 };

@@ -50,6 +50,7 @@ void CThreadSync::trywait() {
         boost::lock_guard<boost::mutex> lock(m_requestMutex);
         m_bGranted = true;
     }
+    m_grants.fetch_add(1, std::memory_order_relaxed);
     m_requestCondition.notify_all();
 
     boost::unique_lock<boost::mutex> lock(m_releaseMutex);

@@ -8,6 +8,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "CClientConfig.h"
+
 namespace fs = std::filesystem;
 
 namespace quelby_test {
@@ -35,6 +37,13 @@ WorkingFolder::~WorkingFolder() {
     std::error_code ignored;
     fs::current_path(m_previous, ignored);
 }
+
+LogInto::LogInto(const std::string& folder) {
+    CClientConfig::instance()->setLogPath(folder);
+    CClientConfig::instance()->setIniPath(folder);
+}
+
+LogInto::~LogInto() { CClientConfig::instance()->restoreDefaults(); }
 
 std::string readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);

@@ -31,6 +31,16 @@ private:
     std::string m_previous;
 };
 
+// Points the debug log (and the INI files) at a folder for the object's
+// lifetime. Declare it before the objects whose loggers should write there.
+class LogInto {
+public:
+    explicit LogInto(const std::string& folder);
+    ~LogInto();
+    LogInto(const LogInto&) = delete;
+    LogInto& operator=(const LogInto&) = delete;
+};
+
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& contents);
 bool fileExists(const std::string& path);

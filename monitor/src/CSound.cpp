@@ -1,0 +1,55 @@
+// The sound settings shared by every player: directory, language, on/off, and
+// the messages they log.
+#include "CSound.h"
+
+#include "CLogger.h"
+
+CSound::CSound(unsigned int* handle)
+    : m_pLogger(std::make_unique<CLogger>("CSound")),
+      m_pHandle(handle),
+      m_path("sound"),
+      m_language("en") {
+    enable();
+}
+
+CSound::CSound(unsigned int* handle, const std::string& path, const std::string& language)
+    : m_pLogger(std::make_unique<CLogger>("CSound")), m_pHandle(handle) {
+    setPath(path);
+    setLanguage(language);
+    m_bPathSet = true;
+    enable();
+}
+
+CSound::~CSound() = default;
+
+void CSound::enable() {
+    m_pLogger->debug("Sound enabled.");
+    m_bEnabled = true;
+}
+
+void CSound::disable() {
+    m_pLogger->debug("Sound disabled.");
+    m_bEnabled = false;
+}
+
+void CSound::setPath(const std::string& path) {
+    try {
+        m_path = path;
+        m_message = "Sound directory: " + path;
+        m_pLogger->debug(m_message);
+        m_bPathSet = true;
+    } catch (...) {
+        try {
+            m_message = "Exception:CSound::setPath Sound directory: " + path;
+            m_pLogger->error(m_message);
+        } catch (...) {
+            // Out of memory even for the message: the settings stay as they were.
+        }
+    }
+}
+
+void CSound::setLanguage(const std::string& language) {
+    m_language = language;
+    m_message = "Sound language: " + language;
+    m_pLogger->debug(m_message);
+}

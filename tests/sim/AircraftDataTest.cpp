@@ -1,0 +1,149 @@
+// The aircraft record's reset values and its trip through the report file,
+// the tank count and the kilogram/pound conversions.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "AircraftData.h"
+#include "CClientConfig.h"
+#include "CIniParser.h"
+#include "CLogger.h"
+#include "TestSupport.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+Bytes bytesOf(const tagAircraftData& data) {
+    const unsigned char* first = reinterpret_cast<const unsigned char*>(&data);
+    return Bytes(first, first + sizeof(data));
+}
+
+class AircraftDataTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        CClientConfig::instance()->setIniPath(m_folder.path());
+        CClientConfig::instance()->setLogPath(m_folder.path());
+        CIniParser::destroyInstance();
+        CLogger::resetForTests();
+    }
+    void TearDown() override {
+        CIniParser::destroyInstance();
+        CClientConfig::instance()->restoreDefaults();
+        CLogger::resetForTests();
+    }
+
+    quelby_test::ScratchFolder m_folder{"quelby-aircraftdata"};
+};
+
+TEST_F(AircraftDataTest, Reset_zeroesEveryByteButSetsTheFieldsAt108And112ToMinusOne) {
+    tagAircraftData data;
+    std::memset(static_cast<void*>(&data), 0xAB, sizeof(data));
+
+    data.reset();
+
+    Bytes expected(192, 0x00);
+    for (std::size_t offset = 108; offset < 116; ++offset) {
+        expected[offset] = 0xFF;
+    }
+    EXPECT_EQ(bytesOf(data), expected);
+    EXPECT_EQ(data.nReserved108, -1);
+    EXPECT_EQ(data.nReserved112, -1);
+}
+
+TEST_F(AircraftDataTest, BackupThenLoad_throughTheReportFile_givesTheSameBytes) {
+    tagAircraftData saved;
+    unsigned char* raw = reinterpret_cast<unsigned char*>(&saved);
+    for (std::size_t i = 0; i < sizeof(saved); ++i) {
+        raw[i] = static_cast<unsigned char>(i * 37 + 11);
+    }
+    saved.dLatitude = 50.0331;
+    saved.dAltitudeFt = 35000.5;
+    std::strcpy(saved.closestAirport, "EDDF");
+
+    ASSERT_TRUE(saved.backup());
+    ASSERT_TRUE(CIniParser::instance()->saveFiles());
+    CIniParser::destroyInstance();
+
+    // The file holds the record under [Report] as 384 upper-case hex digits.
+    std::string hex;
+    for (unsigned char byte : bytesOf(saved)) {
+        char pair[3];
+        std::snprintf(pair, sizeof(pair), "%02X", byte);
+        hex += pair;
+    }
+    const std::string file = quelby_test::readFile(m_folder.file("quelby_report.ini"));
+    EXPECT_NE(file.find("[Report]"), std::string::npos) << file;
+    EXPECT_NE(file.find("AircraftData"), std::string::npos) << file;
+    EXPECT_NE(file.find(hex), std::string::npos) << file;
+
+    tagAircraftData loaded;
+    loaded.reset();
+    ASSERT_TRUE(loaded.load());
+    EXPECT_EQ(bytesOf(loaded), bytesOf(saved));
+    EXPECT_STREQ(loaded.closestAirport, "EDDF");
+}
+
+TEST_F(AircraftDataTest, Load_withoutABackup_returnsFalseAndKeepsTheRecord) {
+    tagAircraftData data;
+    data.reset();
+    data.nFlightState = 6;
+    data.nGroundSpeedKts = 420;
+    const Bytes before = bytesOf(data);
+
+    EXPECT_FALSE(data.load());
+    EXPECT_EQ(bytesOf(data), before);
+}
+
+TEST(TanksFloatTest, GetNumUsedTanks_countsPositiveSlotsZeroToTen) {
+    tTanksFloat tanks;
+    EXPECT_EQ(tanks.getNumUsedTanks(), 0);
+
+    tanks.tank[0] = 1200.0f;
+    tanks.tank[4] = 0.1f;
+    tanks.tank[10] = 5.0f;
+    tanks.tank[11] = 900.0f;  // beyond the counted slots
+    tanks.tank[2] = -3.0f;    // not a quantity
+    EXPECT_EQ(tanks.getNumUsedTanks(), 3);
+}
+
+TEST(UnitConversionTest, EachUnit_namesAndConvertsWeights) {
+    const struct {
+        int unit;
+        const char* name;
+        int weightOf100Kg;
+        int kgOf220;
+        float weightOf1000Kg;
+        float kgOf2204Dot6225;
+    } cases[] = {
+        {0, "kg", 100, 220, 1000.0f, 2204.6225f},
+        {1, "lbs", 220, 99, 2204.6225f, 1000.0f},
+        {2, "n/a", 100, 220, 1000.0f, 2204.6225f},
+        {-1, "n/a", 100, 220, 1000.0f, 2204.6225f},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE("unit " + std::to_string(c.unit));
+        CUnitConversion conversion;
+        conversion.setWeightUnit(c.unit);
+        EXPECT_EQ(conversion.getWeightUnit(), c.name);
+        EXPECT_EQ(conversion.getWeight(100), c.weightOf100Kg);
+        EXPECT_EQ(conversion.getKg(220), c.kgOf220);
+        EXPECT_FLOAT_EQ(conversion.getWeight(1000.0f), c.weightOf1000Kg);
+        EXPECT_FLOAT_EQ(conversion.getKg(2204.6225f), c.kgOf2204Dot6225);
+    }
+}
+
+TEST(UnitConversionTest, FreeFunctions_useTheSinglePrecisionFactor) {
+    EXPECT_EQ(kgtolbs(1.0f), 2.2046225f);
+    EXPECT_EQ(lbstokg(2.2046225f), 1.0f);
+    EXPECT_FLOAT_EQ(kgtolbs(lbstokg(3000.0f)), 3000.0f);
+    // 2^23 stands for 1: the whole of 2204.6225 lbs, then half of it.
+    EXPECT_FLOAT_EQ(lbstokgFS(8388608.0f, 2204.6225f), 1000.0f);
+    EXPECT_FLOAT_EQ(lbstokgFS(4194304.0f, 2204.6225f), 500.0f);
+    EXPECT_EQ(lbstokgFS(0.0f, 2204.6225f), 0.0f);
+}
+
+}  // namespace
