@@ -1,0 +1,388 @@
+// Reads X-Plane's datarefs into the aircraft snapshot and writes fuel,
+// simulation rate and failures back; keeps the flight timer.
+#include "CFlightSimulatorInterfaceUsingXpsdk.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <locale>
+#include <sstream>
+
+#include "CLogger.h"
+#include "CThreadSync.h"
+#include "XPLMUtilities.h"
+
+namespace {
+
+constexpr double kFeetPerMetre = 3.281;
+constexpr double kKnotsPerMetrePerSecond = 1.9438;
+constexpr double kSecondsPerDay = 86400.0;
+// X-Plane's tanks; the record's tank slots hold 12.
+constexpr int kSimulatorTanks = 9;
+constexpr int kBuildStringBytes = 256;
+
+// Numbers in log lines are written the same in every locale.
+std::string number(double value) {
+    std::ostringstream out;
+    out.imbue(std::locale::classic());
+    out << value;
+    return out.str();
+}
+
+// "HHMM" of a time of day in seconds.
+void formatClock(double seconds, char (&out)[5]) {
+    if (!(seconds >= 0.0) || seconds >= kSecondsPerDay) {
+        seconds = 0.0;  // a broken reading shows midnight rather than garbage
+    }
+    const double hoursFraction = seconds / 3600.0;
+    const int hours = static_cast<int>(std::floor(hoursFraction));
+    const int minutes = static_cast<int>((hoursFraction - hours) * 60.0);
+    char text[8];
+    std::snprintf(text, sizeof(text), "%02d%02d", hours, minutes);
+    std::memcpy(out, text, sizeof(out));
+    out[4] = '\0';
+}
+
+std::string readBuildString(XPLMDataRef ref) {
+    char build[kBuildStringBytes + 1] = {0};
+    if (ref != nullptr) {
+        const int bytes = XPLMGetDatab(ref, build, 0, kBuildStringBytes);
+        build[bytes > 0 && bytes <= kBuildStringBytes ? bytes : 0] = '\0';
+    }
+    return std::string(build);
+}
+
+}  // namespace
+
+const char* const CFlightSimulatorInterfaceUsingXpsdk::kDataRefNames[kNumSlots] = {
+    nullptr,
+    "sim/flightmodel/position/latitude",
+    "sim/flightmodel/position/longitude",
+    "sim/cockpit/electrical/landing_lights_on",
+    "sim/time/sim_speed",
+    "sim/cockpit2/gauges/indicators/radio_altimeter_height_ft_pilot",
+    "sim/flightmodel/position/elevation",
+    "sim/cockpit2/gauges/indicators/vvi_fpm_pilot",
+    nullptr,
+    "sim/flightmodel/controls/parkbrake",
+    "sim/flightmodel/position/indicated_airspeed",
+    "sim/flightmodel/position/groundspeed",
+    "sim/flightmodel/failures/onground_any",
+    "sim/aircraft/weight/acf_m_max",
+    "sim/aircraft/weight/acf_m_empty",
+    "sim/aircraft/engine/acf_num_engines",
+    "sim/time/ground_speed",
+    "sim/aircraft/overflow/acf_num_tanks",
+    "sim/flightmodel/weight/m_fuel",
+    "sim/aircraft/overflow/acf_tank_rat",
+    "sim/aircraft/weight/acf_m_fuel_tot",
+    "sim/time/local_time_sec",
+    "sim/time/zulu_time_sec",
+    "sim/operation/failures/rel_engfir0",
+    "sim/operation/failures/rel_engfir1",
+    "sim/operation/failures/rel_engfir2",
+    "sim/operation/failures/rel_engfir3",
+    "sim/operation/failures/rel_flap_act",
+    "sim/operation/failures/rel_gear_act",
+    "sim/version/sim_build_string",
+    "sim/version/xplm_build_string",
+    "sim/cockpit/misc/compass_indicated",
+    "sim/flightmodel2/controls/flap_handle_deploy_ratio",
+    "sim/aircraft/parts/acf_gear_deploy",
+};
+
+CFlightSimulatorInterfaceUsingXpsdk::CFlightSimulatorInterfaceUsingXpsdk(CThreadSync* threadSync)
+    : m_pLogger(std::make_unique<CLogger>("CFlightSimulatorInterfaceUsingXpsdk")),
+      m_pThreadSync(threadSync) {
+    m_interfaceName = "XPLM";
+}
+
+CFlightSimulatorInterfaceUsingXpsdk::~CFlightSimulatorInterfaceUsingXpsdk() = default;
+
+bool CFlightSimulatorInterfaceUsingXpsdk::connect() {
+    XPLMDataRef found[kNumSlots] = {};
+    std::string simulatorBuild;
+    std::string interfaceBuild;
+    {
+        CSimulatorBracket bracket(m_pThreadSync);
+        if (!bracket.granted()) {
+            return false;
+        }
+        found[kLatitude] = XPLMFindDataRef(kDataRefNames[kLatitude]);
+        if (found[kLatitude] != nullptr) {
+            for (int slot = kLongitude; slot < kNumSlots; ++slot) {
+                if (kDataRefNames[slot] != nullptr) {
+                    found[slot] = XPLMFindDataRef(kDataRefNames[slot]);
+                }
+            }
+            simulatorBuild = readBuildString(found[kSimBuild]);
+            interfaceBuild = readBuildString(found[kXplmBuild]);
+        }
+    }
+    if (found[kLatitude] == nullptr) {
+        m_pLogger->warn("Couldn't connect to X-Plane");
+        return false;
+    }
+    std::memcpy(m_dataRefs, found, sizeof(m_dataRefs));
+    m_simulatorBuild = simulatorBuild;
+    m_interfaceBuild = interfaceBuild.empty() ? simulatorBuild : interfaceBuild;
+    m_bConnected = true;
+    m_pLogger->debug("Successfully connected to X-Plane");
+    return true;
+}
+
+void CFlightSimulatorInterfaceUsingXpsdk::disconnect() {}
+
+int CFlightSimulatorInterfaceUsingXpsdk::getAircraftTanks() {
+    float quantityKg[kSimulatorTanks] = {};
+    float ratio[kSimulatorTanks] = {};
+    float capacityKg = 0.0f;
+    {
+        CSimulatorBracket bracket(m_pThreadSync);
+        if (!bracket.granted() || !m_bConnected) {
+            return 0;
+        }
+        XPLMGetDatavf(m_dataRefs[kFuelQuantity], quantityKg, 0, kSimulatorTanks);
+        XPLMGetDatavf(m_dataRefs[kTankRatio], ratio, 0, kSimulatorTanks);
+        capacityKg = XPLMGetDataf(m_dataRefs[kFuelCapacity]);
+    }
+    for (int i = 0; i < kSimulatorTanks; ++i) {
+        m_tankQuantityKg.tank[i] = quantityKg[i];
+        m_tankCapacityKg.tank[i] = ratio[i] * capacityKg;
+    }
+    m_tankQuantityKg.tank[9] = 0.0f;
+    m_tankQuantityKg.tank[10] = 0.0f;
+    float totalKg = 0.0f;
+    for (int i = 0; i <= 10; ++i) {
+        totalKg += m_tankQuantityKg.tank[i];
+    }
+    return static_cast<int>(totalKg);
+}
+
+bool CFlightSimulatorInterfaceUsingXpsdk::setAircraftTanks() {
+    float quantityKg[kSimulatorTanks];
+    for (int i = 0; i < kSimulatorTanks; ++i) {
+        quantityKg[i] = m_tankQuantityKg.tank[i];
+    }
+    {
+        CSimulatorBracket bracket(m_pThreadSync);
+        if (!bracket.granted() || !m_bConnected) {
+            return false;
+        }
+        XPLMSetDatavf(m_dataRefs[kFuelQuantity], quantityKg, 0, kSimulatorTanks);
+    }
+    float totalKg = 0.0f;
+    for (float tankKg : m_tankQuantityKg.tank) {
+        totalKg += tankKg;
+    }
+    m_pLogger->debug("Set fuel to: " + std::to_string(static_cast<int>(totalKg)) + "kg");
+    return true;
+}
+
+bool CFlightSimulatorInterfaceUsingXpsdk::getEverything() {
+    tagAircraftData& data = m_aircraftData;
+    {
+        CSimulatorBracket bracket(m_pThreadSync);
+        if (!bracket.granted() || !m_bConnected) {
+            return false;
+        }
+        data.dLatitude = XPLMGetDatad(m_dataRefs[kLatitude]);
+        data.dLongitude = XPLMGetDatad(m_dataRefs[kLongitude]);
+        data.fHeading = XPLMGetDataf(m_dataRefs[kCompass]);
+        if (!m_bLandingLightOverride) {
+            data.bLandingLights = XPLMGetDatai(m_dataRefs[kLandingLights]) != 0;
+        }
+        data.nSimulationRate = XPLMGetDatai(m_dataRefs[kSimSpeed]);
+        data.nHeightAglFt = static_cast<int>(XPLMGetDataf(m_dataRefs[kRadioAltimeter]));
+        data.dAltitudeFt = XPLMGetDataf(m_dataRefs[kElevation]) * kFeetPerMetre;
+        data.nGroundElevationFt =
+            static_cast<int>(data.dAltitudeFt - XPLMGetDataf(m_dataRefs[kRadioAltimeter]));
+        data.nPrevVerticalSpeedFpm = data.nVerticalSpeedFpm;
+        data.nVerticalSpeedFpm = static_cast<int>(XPLMGetDataf(m_dataRefs[kVerticalSpeed]));
+        data.bParkingBrake = XPLMGetDataf(m_dataRefs[kParkBrake]) != 0.0f;
+        data.nIndicatedAirspeedKts = static_cast<int>(XPLMGetDataf(m_dataRefs[kIndicatedAirspeed]));
+        data.nGroundSpeedKts =
+            static_cast<int>(XPLMGetDataf(m_dataRefs[kGroundSpeed]) * kKnotsPerMetrePerSecond);
+        data.bOnGround = XPLMGetDatai(m_dataRefs[kOnGround]) != 0;
+        data.nMaxWeightKg = static_cast<int>(XPLMGetDataf(m_dataRefs[kMaxWeight]));
+        data.nEmptyWeightKg = static_cast<int>(XPLMGetDataf(m_dataRefs[kEmptyWeight]));
+        data.nNumEngines = XPLMGetDatai(m_dataRefs[kNumEngines]);
+        data.fFlapsRatio = XPLMGetDataf(m_dataRefs[kFlapHandle]);
+        float gearDeploy = 0.0f;
+        XPLMGetDatavf(m_dataRefs[kGearDeploy], &gearDeploy, 0, 1);
+        data.bGearDown = gearDeploy != 0.0f;
+    }
+    m_verticalSpeedHistory.push_back(data.nVerticalSpeedFpm);
+    getZuluTime();
+    return true;
+}
+
+bool CFlightSimulatorInterfaceUsingXpsdk::getZuluTime() {
+    float localSeconds = 0.0f;
+    float zuluSeconds = 0.0f;
+    {
+        CSimulatorBracket bracket(m_pThreadSync);
+        if (!bracket.granted() || !m_bConnected) {
+            return false;
+        }
+        localSeconds = XPLMGetDataf(m_dataRefs[kLocalTime]);
+        zuluSeconds = XPLMGetDataf(m_dataRefs[kZuluTime]);
+    }
+    formatClock(localSeconds, m_aircraftData.localTime);
+    formatClock(zuluSeconds, m_aircraftData.zuluTime);
+    updateFlightTimer(zuluSeconds);
+    return true;
+}
+
+void CFlightSimulatorInterfaceUsingXpsdk::updateFlightTimer(double zuluSeconds) {
+    double& flightTimeS = m_aircraftData.dFlightTimeS;
+    const double previousS = flightTimeS;
+    if (!m_bFlightTimerInitialised) {
+        m_flightTimerInitS = zuluSeconds;
+        m_bFlightTimerInitialised = true;
+        m_pLogger->debug("FlightTimer initialized: InitValue = " + number(m_flightTimerInitS));
+    }
+    flightTimeS = zuluSeconds - m_flightTimerInitS;
+    // Past midnight the zulu clock starts again at 0: the timer goes on.
+    if (flightTimeS < -0.5 && zuluSeconds < 120.0) {
+        flightTimeS += kSecondsPerDay;
+        m_flightTimerInitS -= kSecondsPerDay;
+        m_pLogger->debug("FlightTimer reinitialized: InitValue = " + number(m_flightTimerInitS));
+    }
+    // The flight timer never runs backwards.
+    if (previousS > flightTimeS) {
+        const double backS = previousS - flightTimeS;
+        m_pLogger->error("FlightTimer decreased: InitValue -= " + number(backS));
+        m_flightTimerInitS -= backS;
+        flightTimeS = previousS;
+    }
+    // A jump of the clock is swallowed whole.
+    if (flightTimeS - previousS > kMaxFlightTimeStepS) {
+        const double jumpS = flightTimeS - previousS;
+        m_pLogger->error("FlightTimer raised too fast: InitValue += " + number(jumpS));
+        m_flightTimerInitS += jumpS;
+        flightTimeS = previousS;
+    }
+}
+
+bool CFlightSimulatorInterfaceUsingXpsdk::setFailure(int which, bool silent) {
+    int engine = -1;
+    switch (which) {
+        case 0:
+        case 4:
+            engine = 0;
+            break;
+        case 1:
+        case 2:
+        case 3:
+            engine = which;
+            break;
+        default:
+            break;
+    }
+    if (engine >= 0) {
+        CSimulatorBracket bracket(m_pThreadSync);
+        if (!bracket.granted() || !m_bConnected) {
+            return false;
+        }
+        XPLMSetDatai(m_dataRefs[kEngineFire0 + engine], 1);
+    }
+    // displayText takes a bracket of its own: only after this one is closed.
+    if (engine >= 0 && !silent) {
+        const std::string message = "Failure: Engine " + std::to_string(engine + 1) + " on fire!";
+        displayText(message.c_str(), 10, false);
+    }
+    return true;
+}
+
+bool CFlightSimulatorInterfaceUsingXpsdk::checkFailure(int which) {
+    const int slot = which == 5 ? kFlapFailure : which == 6 ? kGearFailure : -1;
+    if (slot < 0) {
+        return true;
+    }
+    CSimulatorBracket bracket(m_pThreadSync);
+    if (!bracket.granted() || !m_bConnected) {
+        return false;
+    }
+    XPLMSetDatai(m_dataRefs[slot], 1);
+    return true;
+}
+
+bool CFlightSimulatorInterfaceUsingXpsdk::setSimulationRate(int rate) {
+    {
+        CSimulatorBracket bracket(m_pThreadSync);
+        if (!bracket.granted() || !m_bConnected) {
+            return false;
+        }
+        XPLMSetDatai(m_dataRefs[kSimSpeed], rate);
+    }
+    // The log line skips as many leading characters as the rate is large; a
+    // rate beyond the text leaves it empty rather than reading past its end.
+    static const char kText[] = "Set Simulation Rate to: ";
+    constexpr int kLength = static_cast<int>(sizeof(kText)) - 1;
+    const int skip = rate < 0 ? 0 : (rate > kLength ? kLength : rate);
+    m_pLogger->debug(kText + skip);
+    return true;
+}
+
+int CFlightSimulatorInterfaceUsingXpsdk::setMenuRestrictions() { return 0; }
+
+bool CFlightSimulatorInterfaceUsingXpsdk::enableTextMessages(bool enabled) {
+    m_bTextMessages = enabled;
+    return m_bTextMessages;
+}
+
+bool CFlightSimulatorInterfaceUsingXpsdk::displayText(const char* text, int seconds, bool flag) {
+    (void)seconds;
+    (void)flag;
+    CSimulatorBracket bracket(m_pThreadSync);
+    if (!bracket.granted()) {
+        return false;
+    }
+    XPLMSpeakString(text != nullptr ? text : "");
+    return true;
+}
+
+bool CFlightSimulatorInterfaceUsingXpsdk::isRunning() { return true; }
+
+void CFlightSimulatorInterfaceUsingXpsdk::setStandardFuel(int kg) {
+    float* quantityKg = m_tankQuantityKg.tank;
+    const float* capacityKg = m_tankCapacityKg.tank;
+    int tanksLeft = m_tankCapacityKg.getNumUsedTanks();
+    if (tanksLeft == 0) {
+        // No tank can take fuel: nothing is loaded (and nothing divided by 0).
+        for (int i = 0; i < kSimulatorTanks; ++i) {
+            quantityKg[i] = 0.0f;
+        }
+        m_pLogger->warn("No fuel tank with capacity: " + std::to_string(kg) + "kg not loaded");
+        return;
+    }
+    float shareKg = static_cast<float>(kg) / tanksLeft;
+    // Tanks are visited in slot order, used or not; the excess of a full tank
+    // is spread over the tanks still to come, while there are any.
+    for (int i = 0; i < 8; ++i) {
+        if (shareKg > capacityKg[i]) {
+            quantityKg[i] = capacityKg[i];
+            --tanksLeft;
+            if (tanksLeft > 0) {
+                shareKg += (shareKg - capacityKg[i]) / tanksLeft;
+            }
+        } else {
+            quantityKg[i] = shareKg;
+            --tanksLeft;
+        }
+    }
+    quantityKg[8] = shareKg < capacityKg[8] ? shareKg : capacityKg[8];
+}
+
+std::string CFlightSimulatorInterfaceUsingXpsdk::getInterfaceVersion() { return m_interfaceBuild; }
+
+int CFlightSimulatorInterfaceUsingXpsdk::getRequiredVersion() { return 0; }
+
+bool CFlightSimulatorInterfaceUsingXpsdk::checkInterfaceVersion() { return true; }
+
+int CFlightSimulatorInterfaceUsingXpsdk::getFlightSimulatorVersion() { return 10; }
+
+void CFlightSimulatorInterfaceUsingXpsdk::checkFrequently() {}
+
+void CFlightSimulatorInterfaceUsingXpsdk::resetFlightTimer() {}
