@@ -146,6 +146,47 @@ TEST_F(FrameLoopTest, RunUntil_stopsWhenTheConditionHoldsOrTimesOut) {
     EXPECT_FALSE(sim().runUntil([] { return false; }, 30ms));
 }
 
+TEST_F(FrameLoopTest, FrameHook_runsOncePerFrameBeforeTheDrawCallbacks_withTheFixedSeconds) {
+    XPLMRegisterDrawCallback(drawA, xplm_Phase_Window, 1, nullptr);
+    std::vector<double> seconds;
+    sim().setFixedFrameSeconds(0.25);
+    sim().setFrameHook([&](double realSeconds) {
+        g_calls.push_back("hook");
+        seconds.push_back(realSeconds);
+    });
+    sim().runFrames(2);
+    EXPECT_EQ(g_calls, (std::vector<std::string>{"hook", "A<", "hook", "A<"}));
+    EXPECT_EQ(seconds, (std::vector<double>{0.25, 0.25}));
+
+    sim().setFrameHook(nullptr);
+    sim().runFrames(1);
+    EXPECT_EQ(seconds.size(), 2u);
+}
+
+TEST_F(FrameLoopTest, FrameHook_withoutFixedSeconds_getsTheTimeBetweenFrameStarts) {
+    std::vector<double> seconds;
+    sim().setFrameRate(50.0);
+    sim().setFrameHook([&](double realSeconds) { seconds.push_back(realSeconds); });
+    sim().runFrames(4);
+    ASSERT_EQ(seconds.size(), 4u);
+    EXPECT_DOUBLE_EQ(seconds[0], 0.02) << "the first frame counts one period";
+    for (size_t i = 1; i < seconds.size(); ++i) {
+        EXPECT_GE(seconds[i], 0.02);
+        EXPECT_LT(seconds[i], 0.5);
+    }
+}
+
+TEST_F(FrameLoopTest, Reset_removesTheFrameHookAndTheSentMessages) {
+    int calls = 0;
+    sim().setFrameHook([&](double) { ++calls; });
+    sim().sendMessage(101);
+    EXPECT_EQ(sim().messagesSent(), (std::vector<int>{101})) << "recorded without a plug-in";
+    sim().reset();
+    sim().runFrames(3);
+    EXPECT_EQ(calls, 0);
+    EXPECT_TRUE(sim().messagesSent().empty());
+}
+
 TEST_F(FrameLoopTest, SdkCall_fromAnotherThreadWhileNotParked_isAViolation) {
     std::thread worker([] {
         XPLMFindDataRef("sim/time/sim_speed");

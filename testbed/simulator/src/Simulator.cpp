@@ -125,9 +125,20 @@ void runOneFrame() {
     }
 
     std::vector<DrawCallback> order;
+    std::function<void(double)> hook;
+    double frameSeconds = 0.0;
     {
         std::lock_guard<std::mutex> lock(s.mutex);
-        s.lastFrameStart = Clock::now();
+        const auto now = Clock::now();
+        if (s.fixedFrameSeconds > 0.0) {
+            frameSeconds = s.fixedFrameSeconds;
+        } else if (s.haveFrameStart) {
+            frameSeconds = std::chrono::duration<double>(now - s.lastFrameStart).count();
+        } else if (s.framesPerSecond > 0.0) {
+            frameSeconds = 1.0 / s.framesPerSecond;
+        }
+        hook = s.frameHook;
+        s.lastFrameStart = now;
         s.haveFrameStart = true;
         s.currentFrameTexts.clear();
         // X-Plane calls the "before" callbacks of a phase, draws the phase,
@@ -139,6 +150,12 @@ void runOneFrame() {
                 }
             }
         }
+    }
+
+    // The hook moves the simulated world (it calls back into the API, so
+    // without the lock), and the draw callbacks then see this frame's state.
+    if (hook) {
+        hook(frameSeconds);
     }
 
     for (const DrawCallback& c : order) {
@@ -201,6 +218,9 @@ void Simulator::reset() {
     s.currentFrameTexts.clear();
     s.lastFrameTexts.clear();
     s.spokenTexts.clear();
+    s.frameHook = nullptr;
+    s.fixedFrameSeconds = 0.0;
+    s.messagesSent.clear();
     s.dataRefMisuses.clear();
     s.threadViolations.clear();
     s.sdkMisuses.clear();
@@ -442,6 +462,16 @@ uint64_t Simulator::frameCount() const {
     return state().frameCount;
 }
 
+void Simulator::setFrameHook(std::function<void(double realSeconds)> hook) {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().frameHook = std::move(hook);
+}
+
+void Simulator::setFixedFrameSeconds(double seconds) {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().fixedFrameSeconds = seconds > 0.0 ? seconds : 0.0;
+}
+
 const std::vector<std::chrono::nanoseconds>& Simulator::drawCallbackDurations() const {
     // Only the simulator's thread appends, and only inside runFrames, so the
     // caller on that thread reads a stable vector.
@@ -458,12 +488,20 @@ void Simulator::sendMessage(int message, void* param) {
     PluginMessageFn receive = nullptr;
     {
         std::lock_guard<std::mutex> lock(state().mutex);
+        if (state().messagesSent.size() < kMaxRecords) {
+            state().messagesSent.push_back(message);
+        }
         receive = state().pluginLoaded ? state().receiveMessage : nullptr;
     }
     if (receive != nullptr) {
         PluginCodeScope inPluginCode;
         receive(kXPlanePluginId, message, param);
     }
+}
+
+std::vector<int> Simulator::messagesSent() const {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().messagesSent;
 }
 
 }  // namespace testbed

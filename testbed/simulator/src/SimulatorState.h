@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -168,6 +169,9 @@ struct State {
     std::vector<DrawnText> currentFrameTexts;
     std::vector<DrawnText> lastFrameTexts;
     std::vector<std::string> spokenTexts;
+    std::function<void(double)> frameHook;
+    double fixedFrameSeconds = 0.0;
+    std::vector<int> messagesSent;
 
     // What went wrong.
     std::vector<DataRefMisuse> dataRefMisuses;

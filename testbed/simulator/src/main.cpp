@@ -1,18 +1,24 @@
-// quelby-testbed: loads the plug-in into the emulated X-Plane, runs frames,
-// optionally opens its window, and reports timings and any misbehaviour.
+// quelby-testbed: loads the plug-in into the emulated X-Plane, runs frames or
+// flies a described flight, optionally opens its window, and reports timings,
+// progress and any misbehaviour.
 #include <stdlib.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "XPStandardWidgets.h"
+#include "testbed/Flight.h"
+#include "testbed/FlightModel.h"
 #include "testbed/Simulator.h"
 
 namespace fs = std::filesystem;
@@ -25,15 +31,24 @@ struct Options {
     int frames = 100;
     double framesPerSecond = 60.0;
     bool show = false;
+    std::string flightPath;
+    double timeScale = 0.0;  // 0: the flight's own
+    double progressEverySeconds = 5.0;
+    double timeoutSeconds = 900.0;
 };
 
 const char* const kUsage =
     "usage: quelby-testbed [--plugin PATH] [--root DIR] [--frames N] [--rate HZ] [--show]\n"
-    "  --plugin PATH  plug-in binary (default: Quelby/lin_x64/Quelby.xpl of this build)\n"
-    "  --root DIR     X-Plane root folder (default: a fresh temporary folder, removed at exit)\n"
-    "  --frames N     frames to run (default 100)\n"
-    "  --rate HZ      frame rate, 0 = back to back (default 60)\n"
-    "  --show         click \"Show Client\" in the \"Quelby\" menu and report the window\n";
+    "                      [--flight FILE [--time-scale X] [--progress S] [--timeout S]]\n"
+    "  --plugin PATH   plug-in binary (default: Quelby/lin_x64/Quelby.xpl of this build)\n"
+    "  --root DIR      X-Plane root folder (default: a fresh temporary folder, removed at exit)\n"
+    "  --frames N      frames to run (default 100; with --flight, until arrived)\n"
+    "  --rate HZ       frame rate, 0 = back to back (default 60)\n"
+    "  --show          click \"Show Client\" in the \"Quelby\" menu and report the window\n"
+    "  --flight FILE   fly the flight described in FILE (see testbed/flights/) gate to gate\n"
+    "  --time-scale X  simulated seconds per real second instead of the file's\n"
+    "  --progress S    print the flight's progress every S real seconds (default 5)\n"
+    "  --timeout S     give up when not arrived after S real seconds (default 900)\n";
 
 // The executable lands in <build>/testbed/simulator/, the plug-in in
 // <build>/Quelby/lin_x64/.
@@ -65,13 +80,25 @@ int parseOptions(int argc, char** argv, Options& options) {
             return -1;
         } else if (arg == "--show") {
             options.show = true;
-        } else if (arg == "--plugin" || arg == "--root") {
+        } else if (arg == "--plugin" || arg == "--root" || arg == "--flight") {
             const char* text = value();
             if (text == nullptr) {
                 std::cerr << "quelby-testbed: " << arg << " needs a value\n" << kUsage;
                 return 2;
             }
-            (arg == "--plugin" ? options.pluginPath : options.rootFolder) = text;
+            (arg == "--plugin" ? options.pluginPath
+             : arg == "--root" ? options.rootFolder
+                               : options.flightPath) = text;
+        } else if (arg == "--time-scale" || arg == "--progress" || arg == "--timeout") {
+            const char* text = value();
+            double number = 0.0;
+            if (text == nullptr || !parseNumber(text, number) || number <= 0.0) {
+                std::cerr << "quelby-testbed: " << arg << " needs a positive number\n" << kUsage;
+                return 2;
+            }
+            (arg == "--time-scale" ? options.timeScale
+             : arg == "--progress" ? options.progressEverySeconds
+                                   : options.timeoutSeconds) = number;
         } else if (arg == "--frames" || arg == "--rate") {
             const char* text = value();
             double number = 0.0;
@@ -134,12 +161,67 @@ std::string installIntoFreshRoot(const std::string& root, const std::string& plu
     return (installed / "lin_x64" / binary.filename()).string();
 }
 
+// The flight to fly, or null without --flight. Throws with a message that
+// names the file and line of a bad flight.
+std::unique_ptr<testbed::FlightModel> prepareFlight(const Options& options) {
+    if (options.flightPath.empty()) {
+        return nullptr;
+    }
+    testbed::FlightDescription flight = testbed::loadFlightFile(options.flightPath);
+    if (options.timeScale > 0.0) {
+        flight.timeScale = options.timeScale;
+        if (const auto problem = testbed::checkFlight(flight)) {
+            throw std::invalid_argument("--time-scale: " + problem->message);
+        }
+    }
+    return std::make_unique<testbed::FlightModel>(flight);
+}
+
+// Flies until arrived or timed out, printing progress; returns whether it arrived.
+bool fly(testbed::Simulator& sim, testbed::FlightModel& model, const Options& options) {
+    const auto& flight = model.flight();
+    std::printf("flight:         %s: %s -> %s at time scale %g\n", flight.name.c_str(),
+                flight.departure.icao.c_str(), flight.arrival.icao.c_str(), flight.timeScale);
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    const auto seconds = [](double s) {
+        return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(s));
+    };
+    const auto deadline = start + seconds(options.timeoutSeconds);
+    auto nextReport = start;
+    while (!model.hasArrived() && Clock::now() < deadline) {
+        if (Clock::now() >= nextReport) {
+            std::printf("  %s\n", model.progressLine().c_str());
+            std::fflush(stdout);
+            nextReport += seconds(options.progressEverySeconds);
+        }
+        sim.runFrames(1);
+    }
+    std::printf("  %s\n", model.progressLine().c_str());
+    const double realSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+    if (!model.hasArrived()) {
+        std::printf("flight:         not arrived after %.1f s (%s)\n", realSeconds,
+                    testbed::flightPhaseName(model.phase()));
+        return false;
+    }
+    std::printf("flight:         arrived at %s after %.1f real s, %.0f simulated s\n",
+                flight.arrival.icao.c_str(), realSeconds, model.progress().simulatedSeconds);
+    return true;
+}
+
 int run(const Options& options) {
     testbed::Simulator& sim = testbed::Simulator::instance();
     std::error_code ec;
     if (!fs::is_regular_file(options.pluginPath, ec)) {
         std::cerr << "quelby-testbed: plug-in not found: " << options.pluginPath << "\n";
         return 1;
+    }
+    std::unique_ptr<testbed::FlightModel> model;
+    try {
+        model = prepareFlight(options);
+    } catch (const std::exception& e) {
+        std::cerr << "quelby-testbed: " << e.what() << "\n";
+        return 2;
     }
 
     std::string root = options.rootFolder;
@@ -173,6 +255,10 @@ int run(const Options& options) {
     std::printf("root folder:    %s%s\n", root.c_str(), removeRoot ? " (removed at exit)" : "");
     sim.setRootFolder(root);
     sim.setFrameRate(options.framesPerSecond);
+    if (model) {
+        // At the gate before the plug-in starts, as X-Plane loads the aircraft first.
+        model->attach();
+    }
     std::string error;
     if (!sim.loadPlugin(pluginToLoad, &error)) {
         std::cerr << "quelby-testbed: " << error << "\n";
@@ -188,7 +274,11 @@ int run(const Options& options) {
         std::cerr << "quelby-testbed: no menu item \"Show Client\" in menu \"Quelby\"\n";
         failed = true;
     }
-    sim.runFrames(options.frames);
+    if (model) {
+        failed = !fly(sim, *model, options) || failed;
+    } else {
+        sim.runFrames(options.frames);
+    }
     std::printf("frames:         %llu at %g Hz\n",
                 static_cast<unsigned long long>(sim.frameCount()), options.framesPerSecond);
     if (options.show) {

@@ -92,6 +92,16 @@ public:
     // whether the condition held.
     bool runUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout);
     uint64_t frameCount() const;
+    // Called once per frame on the simulator's thread, before the draw
+    // callbacks, with the real seconds the frame stands for: the time since
+    // the previous frame started (1/rate, or 0 without a rate, for the first
+    // frame), or the fixed value below. One hook at a time; an empty function
+    // removes it; reset() removes it too.
+    void setFrameHook(std::function<void(double realSeconds)> hook);
+    // Makes every frame stand for exactly this many real seconds in the
+    // frame hook, whatever the wall clock says, so that tests run simulated
+    // time frame by frame and back to back. 0 (the default) measures.
+    void setFixedFrameSeconds(double seconds);
     // Duration of every draw-callback call, in call order (one entry per
     // callback per frame).
     const std::vector<std::chrono::nanoseconds>& drawCallbackDurations() const;
@@ -157,6 +167,9 @@ public:
 
     // Messages to the plug-in (XPluginReceiveMessage), e.g. 101 plane crashed.
     void sendMessage(int message, void* param = nullptr);
+    // Every message sendMessage was given since reset(), oldest first,
+    // whether or not a plug-in was loaded to receive it.
+    std::vector<int> messagesSent() const;
 
     // What the plug-in said and drew.
     std::vector<std::string> spokenTexts() const;
