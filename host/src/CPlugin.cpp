@@ -12,6 +12,7 @@
 #include "CCallbackGuard.h"
 #include "CClientModule.h"
 #include "CLogger.h"
+#include "CServerSettings.h"
 #include "CThreadSync.h"
 #include "CUserInterfaceObjectXp.h"
 #include "CUserInterfaceXp.h"
@@ -245,6 +246,8 @@ void setPassHookForTests(std::function<void()> hook) { g_passHookForTests = std:
 void runClient() {
     // An exception ends the client thread, never the simulator.
     CCallbackGuard::run(g_clientFailed, "runClient", [] {
+        // The log's header names the website in use, so it is read first.
+        CLogger::setServerUrl(CServerSettings::displayUrl(CServerSettings::load().primaryHost));
         g_clientModule = std::make_unique<CClientModule>(theUserInterface, nullptr);
         g_pClient = g_clientModule.get();
         while (!g_bEndClient) {

@@ -186,3 +186,27 @@ TEST_F(PluginLifecycleTest, StartWritesDebugLogHeader_andStopAndStartAgainWork) 
 }
 
 }  // namespace
+
+namespace {
+
+TEST(PluginServerSettingsTest, LogHeader_namesThePrimaryServerFromTheSettings) {
+    testbed::Simulator& sim = testbed::Simulator::instance();
+    quelby_test::ScratchFolder root("quelby-root");
+    quelby_test::writeFile(root.file("quelby.ini"), "[server]\nPrimary = 127.0.0.1:8123\n");
+    sim.reset();
+    sim.setRootFolder(root.path());
+    std::string error;
+    ASSERT_TRUE(sim.loadPlugin(quelby_test::pluginPath(), &error)) << error;
+    const std::string logFile = root.file("quelby_debug.txt");
+    const bool logged = sim.runUntil(
+        [&] { return quelby_test::readFile(logFile).find("- Max Data") != std::string::npos; },
+        5000ms);
+    sim.unloadPlugin();
+    ASSERT_TRUE(logged);
+    EXPECT_NE(quelby_test::readFile(logFile).find(
+                  "- Server: http://127.0.0.1:8123/client_interface2.php5\n"),
+              std::string::npos)
+        << quelby_test::readFile(logFile);
+}
+
+}  // namespace

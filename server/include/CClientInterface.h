@@ -1,0 +1,183 @@
+// The client's only link to the airline's website: one HTTP POST per request
+// to the site's client script, the framed answer cut into lines and fields,
+// the request code, and the records the answers fill.
+//
+// Threads: every blocking request comes from the client thread, one at a
+// time; the request and response buffers, the answer and the records take no
+// lock. writeLog() hands a copy of its request to a detached thread of its
+// own, which touches nothing here afterwards. abortTransfers() may be called
+// from any thread.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "CBookedFlight.h"
+#include "ServerRecords.h"
+
+class CLogger;
+
+// One line of an answer; fields are cut in place at every "|".
+struct ClientDataLine {
+    static constexpr int kTextBytes = 4096;
+    static constexpr int kMaxFields = 128;
+
+    char text[kTextBytes + 1];
+    char* fields[kMaxFields];
+    int fieldCount = 1;
+
+    // Takes line (without its line break). A line longer than the buffer is
+    // cut; past the last field slot the rest stays in the last field.
+    void parse(const char* line);
+};
+
+class CClientInterface : public CAnswerFields, public CBookedFlight {
+public:
+    // Result codes; the words of clientMessages are indexed by them.
+    enum Result {
+        kSuccess = 0,
+        kNoUser = 1,
+        kNotFound = 2,
+        kInvalid = 3,
+        kBadData = 4,
+        kCouldNotOpenUrl = 5,
+        kInitFailed = 6,
+        kWrongCode = 7,
+        kAlreadyUploaded = 8,
+        kNoLog = 9,
+        kBadLoginData = 10,
+    };
+    static const char* const clientMessages[11];
+
+    // Request and answer sizes. An answer arrives as one block of at most
+    // kResponseBytes; the request buffer holds the longest request the
+    // records allow (a report with every text full).
+    static constexpr int kResponseBytes = 4096;
+    static constexpr int kRequestBytes = 16384;
+    static constexpr long kTimeoutSeconds = 60;
+
+    CClientInterface();
+    ~CClientInterface() override;
+    CClientInterface(const CClientInterface&) = delete;
+    CClientInterface& operator=(const CClientInterface&) = delete;
+
+    // --- transport ---
+    void setHost(const std::string& host);
+    const std::string& getHost() const { return m_host; }
+    // The script's address: the host (with its scheme and port if it has
+    // them) followed by the script path.
+    std::string getUrl() const;
+    void setLoginData(const char* user, const char* pass);
+    int getSystemInfo(char* buffer, std::size_t size) const;
+    const std::string& getSystemToken() const { return m_systemToken; }
+    int getInternTs() const { return m_internTs; }
+    const std::string& getHomepage() const { return m_homepage; }
+
+    int readURL(const char* request);
+    static void callURLAsync(const std::string& url, const std::string& body);
+    // The request code of a request text: digits 10, 5 and 2 of its MD5.
+    static std::string calcCode(const char* request);
+
+    int getData(const char* key, int row, char* out, int max) override;
+    int getData(const char* key, int row, int& out);
+    int getData(const char* key, int row, float& out);
+    int getData(const char* key, int row, double& out);
+    void clearData();
+    int setError(int code);
+    int isUploaded(int index) const;
+    bool isConnected();
+
+    int getLastResult() const { return m_lastResult; }
+    const char* getLastMessage() const { return m_lastMessage; }
+    // The text of the last request as sent (or the "%s(%d)" of setError).
+    const char* getRequestText() const { return m_request.data(); }
+
+    // Makes every transfer in progress, now or later, end at once as failed:
+    // the plug-in calls it while stopping, so that no web request can hold
+    // the simulator's stop for its whole time-out.
+    static void abortTransfers(bool abort);
+
+    // --- server functions ---
+    int readPilot();
+    int readRoute();
+    int readClosestAirport(double lon, double lat);
+    int readNews();
+    float readFuelPrice(const char* icao);
+    int readTimestamp();
+    int readClient();
+    int resetFlight();
+    int resetPositionLog();
+    int writeLog();
+    int writePositionLog();
+    int writeEventLog(int timestamp, int speed, const char* flightState, const char* text);
+    int writeReport(bool manual);
+
+    // The nearest cached airport to a position (degrees), or "" when none
+    // qualifies; with the limit on, only airports within 0.05 degrees.
+    std::string nearestCachedAirport(double lon, double lat, bool limit) const;
+
+    // --- what the simulator adapter needs of the booked flight ---
+    int getBookedEngines() const override { return m_aircraftType.Engines; }
+    int getBookedMtowKg() const override { return m_aircraftType.MTOW; }
+    int getDryOperatingWeightKg() const override { return m_aircraftType.DOW; }
+    int getPassengers() const override;
+    int getCargoKg() const override;
+    bool findNearestAirport(double latitudeDeg, double longitudeDeg, char icao[5]) override;
+
+    // --- the records the answers fill ---
+    tTarvex_Pilots m_pilot;
+    tTarvex_Routes m_route;
+    tTarvex_Logs m_log;
+    tTarvex_Aircrafts m_aircraft;
+    tTarvex_VirtualAirlines m_virtualAirline;
+    tAircraftTypeData m_aircraftType;
+    tTarvex_News_Client m_news;
+    tTarvex_Reports m_report;
+    CAirportCache m_airports;
+    // The five version texts of "getversion".
+    char m_versions[5][33];
+    // The nearest airport found by readClosestAirport.
+    char m_closestAirport[5];
+    double m_fuelPrice = 0.0;
+
+    // The position that writePositionLog sends; the tracker fills it.
+    struct tPosition {
+        int timestamp = 0;
+        float longitude = 0.0f;
+        float latitude = 0.0f;
+        int heading = 0;
+        int altitude = 0;
+        int groundElevation = 0;
+        int groundSpeed = 0;
+        int simulationRate = 0;
+        int fuel = 0;
+        int positionId = 0;
+    } m_position;
+
+private:
+    // Formats a request into the request buffer; false (logged) when it does
+    // not fit, which the buffer's size rules out for every record content.
+    bool format(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+    // Appends "&code=" and the request code.
+    bool appendCode();
+    int parseAnswer();
+    bool appendLine(const char* line, bool header);
+    void setClosestAirport(const std::string& icao);
+
+    std::unique_ptr<CLogger> m_pLogger;
+    std::string m_host;
+    char m_loginUser[64];
+    char m_loginPassword[128];
+    int m_internTs;
+    std::string m_systemToken;
+    std::string m_homepage;
+    std::vector<char> m_request;
+    char m_response[kResponseBytes + 1];
+    char m_transferError[256];
+    std::vector<std::unique_ptr<ClientDataLine>> m_lines;
+    int m_lastResult = 0;
+    char m_lastMessage[256];
+    char m_scratch[kResponseBytes + 1];
+};

@@ -1,0 +1,356 @@
+// Sending requests to the website with libcurl and reading the framed answer
+// into lines and fields; the request code.
+#include "CClientInterface.h"
+
+#include <curl/curl.h>
+#include <openssl/evp.h>
+
+#include <atomic>
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include "CIniParser.h"
+#include "CLogger.h"
+#include "CNumberText.h"
+#include "CServerSettings.h"
+#include "QuelbyVersion.h"
+
+const char* const CClientInterface::clientMessages[11] = {"SUCCESS",
+                                                          "NO USER",
+                                                          "NOT FOUND",
+                                                          "INVALID",
+                                                          "Bad data from website",
+                                                          "Could not open URL",
+                                                          "INIT FAILED",
+                                                          "WRONG CODE",
+                                                          "ALREADY UPLOADED",
+                                                          "NO LOG",
+                                                          "BAD LOGINDATA"};
+
+namespace {
+
+std::atomic<bool> g_abortTransfers{false};
+
+// libcurl is set up once per process and never torn down: a detached
+// "writelog" thread may still be sending when the interface goes.
+void initialiseCurlOnce() {
+    static std::once_flag once;
+    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+struct ResponseTarget {
+    char* buffer;
+};
+
+size_t writeResponse(char* data, size_t size, size_t count, void* target) {
+    const size_t bytes = size * count;
+    // An answer comes as one block of at most 4096 bytes; a bigger block
+    // fails the transfer.
+    if (bytes > static_cast<size_t>(CClientInterface::kResponseBytes)) {
+        return CClientInterface::kResponseBytes;
+    }
+    char* buffer = static_cast<ResponseTarget*>(target)->buffer;
+    std::memcpy(buffer, data, bytes);
+    buffer[bytes] = '\0';
+    return bytes;
+}
+
+size_t discardResponse(char*, size_t size, size_t count, void*) { return size * count; }
+
+int abortCheck(void*, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    return g_abortTransfers.load() ? 1 : 0;
+}
+
+// One POST of body to url; the handle options every request shares.
+CURLcode post(CURL* curl, const std::string& url, const char* body, curl_slist* headers) {
+    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl, CURLOPT_POST, 1L);
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT, CClientInterface::kTimeoutSeconds);
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body);
+    // Signals are the simulator's; a time-out must not raise one.
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, abortCheck);
+    return curl_easy_perform(curl);
+}
+
+// Trailing white space of a line, as the C locale knows it.
+void trimRight(char* text) {
+    size_t length = std::strlen(text);
+    while (length > 0 && std::isspace(static_cast<unsigned char>(text[length - 1]))) {
+        text[--length] = '\0';
+    }
+}
+
+const char kSystemTokenAnchor[] = "Quelby system token";
+
+}  // namespace
+
+void ClientDataLine::parse(const char* line) {
+    std::strncpy(text, line, kTextBytes);
+    text[kTextBytes] = '\0';
+    fields[0] = text;
+    fieldCount = 1;
+    for (char* cursor = text; *cursor != '\0'; ++cursor) {
+        if (*cursor == '|' && fieldCount < kMaxFields) {
+            *cursor = '\0';
+            fields[fieldCount++] = cursor + 1;
+        }
+    }
+}
+
+CClientInterface::CClientInterface()
+    : m_pLogger(std::make_unique<CLogger>("CClientInterface")),
+      m_host(CServerSettings::load().primaryHost),
+      m_internTs(std::rand()),
+      m_homepage(std::string("http://") + kHomepageHost + "/"),
+      m_request(kRequestBytes, '\0') {
+    initialiseCurlOnce();
+    m_pilot.reset();
+    m_route.reset();
+    m_log.reset();
+    m_aircraft.reset();
+    m_virtualAirline.reset();
+    m_aircraftType = tAircraftTypeData();
+    m_news.reset();
+    m_report.reset();
+    std::memset(m_versions, 0, sizeof(m_versions));
+    std::memset(m_closestAirport, 0, sizeof(m_closestAirport));
+    std::memset(m_loginUser, 0, sizeof(m_loginUser));
+    std::memset(m_loginPassword, 0, sizeof(m_loginPassword));
+    std::memset(m_response, 0, sizeof(m_response));
+    std::memset(m_transferError, 0, sizeof(m_transferError));
+    std::memset(m_scratch, 0, sizeof(m_scratch));
+    std::strcpy(m_lastMessage, clientMessages[kSuccess]);
+    // An opaque number per process: where a constant text of ours lies.
+    char token[16];
+    std::snprintf(token, sizeof(token), "%08X",
+                  static_cast<unsigned int>(reinterpret_cast<uintptr_t>(kSystemTokenAnchor)));
+    m_systemToken = token;
+}
+
+CClientInterface::~CClientInterface() { clearData(); }
+
+void CClientInterface::setHost(const std::string& host) {
+    m_host = host;
+    while (!m_host.empty() && m_host.back() == '/') {
+        m_host.pop_back();
+    }
+}
+
+std::string CClientInterface::getUrl() const { return m_host + kRequestPath; }
+
+void CClientInterface::setLoginData(const char* user, const char* pass) {
+    std::snprintf(m_loginUser, sizeof(m_loginUser), "%s", user != nullptr ? user : "");
+    std::snprintf(m_loginPassword, sizeof(m_loginPassword), "%s", pass != nullptr ? pass : "");
+}
+
+int CClientInterface::getSystemInfo(char* buffer, std::size_t size) const {
+    if (buffer != nullptr && size > 0) {
+        std::snprintf(buffer, size, "%s", m_systemToken.c_str());
+    }
+    return 0;
+}
+
+void CClientInterface::abortTransfers(bool abort) { g_abortTransfers = abort; }
+
+std::string CClientInterface::calcCode(const char* request) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int digestBytes = 0;
+    EVP_Digest(request, std::strlen(request), digest, &digestBytes, EVP_md5(), nullptr);
+    char hex[2 * EVP_MAX_MD_SIZE + 1] = {0};
+    for (unsigned int i = 0; i < digestBytes; ++i) {
+        std::snprintf(hex + 2 * i, 3, "%02x", digest[i]);
+    }
+    return std::string{hex[10], hex[5], hex[2]};
+}
+
+bool CClientInterface::format(const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    const int length = std::vsnprintf(m_request.data(), m_request.size(), fmt, args);
+    va_end(args);
+    if (length < 0 || static_cast<size_t>(length) >= m_request.size()) {
+        m_pLogger->error("Request does not fit its buffer (" + std::to_string(length) +
+                         " bytes), not sent");
+        m_request[0] = '\0';
+        return false;
+    }
+    return true;
+}
+
+bool CClientInterface::appendCode() {
+    const std::string code = calcCode(m_request.data());
+    m_pLogger->debug("Calculated code: " + code);
+    const size_t length = std::strlen(m_request.data());
+    const int added = std::snprintf(m_request.data() + length, m_request.size() - length,
+                                    "&code=%s", code.c_str());
+    if (added < 0 || length + static_cast<size_t>(added) >= m_request.size()) {
+        m_pLogger->error("Request code does not fit the request buffer, not sent");
+        return false;
+    }
+    return true;
+}
+
+int CClientInterface::readURL(const char* request) {
+    CURL* curl = curl_easy_init();
+    if (curl == nullptr) {
+        m_pLogger->error("Failed to initialize curl");
+        return setError(kInitFailed);
+    }
+    curl_slist* headers = curl_slist_append(nullptr, "User-Agent: Quelby");
+    ResponseTarget target{m_response};
+    m_response[0] = '\0';
+    m_transferError[0] = '\0';
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, writeResponse);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &target);
+    curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, m_transferError);
+    const CURLcode result = post(curl, getUrl(), request, headers);
+    curl_slist_free_all(headers);
+    curl_easy_cleanup(curl);
+    if (result != CURLE_OK) {
+        m_pLogger->error(m_transferError[0] != '\0' ? m_transferError : curl_easy_strerror(result));
+        m_lastResult = kCouldNotOpenUrl;
+        std::snprintf(m_lastMessage, sizeof(m_lastMessage), "%s", clientMessages[kCouldNotOpenUrl]);
+        return kCouldNotOpenUrl;
+    }
+    const int answer = parseAnswer();
+    m_lastResult = answer;
+    std::snprintf(m_lastMessage, sizeof(m_lastMessage), "%s", clientMessages[answer]);
+    return answer;
+}
+
+void CClientInterface::callURLAsync(const std::string& url, const std::string& body) {
+    CURL* curl = curl_easy_init();
+    if (curl == nullptr) {
+        return;
+    }
+    curl_slist* headers = curl_slist_append(nullptr, "User-Agent: Quelby");
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, discardResponse);
+    post(curl, url, body.c_str(), headers);
+    curl_slist_free_all(headers);
+    curl_easy_cleanup(curl);
+}
+
+bool CClientInterface::appendLine(const char* line, bool header) {
+    auto record = std::make_unique<ClientDataLine>();
+    record->parse(line);
+    if (header) {
+        m_lines.clear();
+    }
+    m_lines.push_back(std::move(record));
+    return true;
+}
+
+int CClientInterface::parseAnswer() {
+    enum State { Seeking, ResultWord, Header, Rows } state = Seeking;
+    // New rows replace the earlier answer only once a header arrives; a
+    // failed answer leaves the earlier rows readable.
+    const char* cursor = m_response;
+    char line[kResponseBytes + 1];
+    while (*cursor != '\0') {
+        const char* end = std::strchr(cursor, '\n');
+        const size_t length =
+            end != nullptr ? static_cast<size_t>(end - cursor) : std::strlen(cursor);
+        const size_t kept = length < kResponseBytes ? length : kResponseBytes;
+        std::memcpy(line, cursor, kept);
+        line[kept] = '\0';
+        trimRight(line);
+        cursor += length;
+        if (*cursor == '\n') {
+            ++cursor;
+        }
+        switch (state) {
+            case Seeking:
+                if (std::strcmp(line, "DATASTART") == 0) state = ResultWord;
+                break;
+            case ResultWord:
+                if (std::strcmp(line, "SUCCESS") == 0) {
+                    state = Header;
+                    break;
+                }
+                for (int code = 0; code < 11; ++code) {
+                    if (std::strcmp(line, clientMessages[code]) == 0) return code;
+                }
+                return kBadData;
+            case Header:
+                if (std::strcmp(line, "DATAEND") == 0) return kSuccess;
+                appendLine(line, true);
+                state = Rows;
+                break;
+            case Rows:
+                if (std::strcmp(line, "DATAEND") == 0) return kSuccess;
+                appendLine(line, false);
+                break;
+        }
+    }
+    m_pLogger->error(std::string("Bad answer from website:\n") + m_response);
+    return kBadData;
+}
+
+int CClientInterface::getData(const char* key, int row, char* out, int max) {
+    if (key == nullptr || out == nullptr || row < 0 || m_lines.size() < 2) {
+        return -1;
+    }
+    const ClientDataLine& header = *m_lines.front();
+    for (int column = 0; column < header.fieldCount; ++column) {
+        if (std::strcmp(header.fields[column], key) != 0) {
+            continue;
+        }
+        const size_t lineIndex = static_cast<size_t>(row) + 1;
+        if (lineIndex >= m_lines.size()) {
+            continue;  // the same name further right may still give a row
+        }
+        const ClientDataLine& line = *m_lines[lineIndex];
+        if (column >= line.fieldCount) {
+            continue;
+        }
+        if (max > 0) {
+            std::strncpy(out, line.fields[column], static_cast<size_t>(max));
+        }
+        return 0;
+    }
+    return -1;
+}
+
+int CClientInterface::getData(const char* key, int row, int& out) {
+    std::memset(m_scratch, 0, sizeof(m_scratch));
+    if (getData(key, row, m_scratch, kResponseBytes) != 0) return -1;
+    out = CNumberText::toInt(m_scratch);
+    return 0;
+}
+
+int CClientInterface::getData(const char* key, int row, float& out) {
+    std::memset(m_scratch, 0, sizeof(m_scratch));
+    if (getData(key, row, m_scratch, kResponseBytes) != 0) return -1;
+    out = static_cast<float>(CNumberText::toDouble(m_scratch));
+    return 0;
+}
+
+int CClientInterface::getData(const char* key, int row, double& out) {
+    std::memset(m_scratch, 0, sizeof(m_scratch));
+    if (getData(key, row, m_scratch, kResponseBytes) != 0) return -1;
+    out = CNumberText::toDouble(m_scratch);
+    return 0;
+}
+
+void CClientInterface::clearData() { m_lines.clear(); }
+
+int CClientInterface::setError(int code) {
+    if (code < 0 || code > 10) {
+        code = kBadData;
+    }
+    m_lastResult = code;
+    std::snprintf(m_lastMessage, sizeof(m_lastMessage), "%s", clientMessages[code]);
+    std::snprintf(m_request.data(), m_request.size(), "%s(%d)", clientMessages[code], code);
+    return code;
+}
+
+int CClientInterface::isUploaded(int) const { return 0; }
+
+bool CClientInterface::isConnected() { return readClient() == kSuccess; }
