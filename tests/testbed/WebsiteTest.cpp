@@ -1,0 +1,647 @@
+// The stand-in website spoken to over HTTP as the client speaks to it: the
+// answer frame, the request code, the functions' answers and effects, the
+// injected failures, and a stop that does not wait for a held request.
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "TestSupport.h"
+#include "testbed/Website.h"
+
+namespace {
+
+using testbed::Failure;
+using testbed::FormFields;
+using testbed::Website;
+using Clock = std::chrono::steady_clock;
+
+std::string md5Hex(const std::string& text) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    EVP_Digest(text.data(), text.size(), digest, &size, EVP_md5(), nullptr);
+    std::string hex;
+    for (unsigned int i = 0; i < size; ++i) {
+        static const char kDigits[] = "0123456789abcdef";
+        hex += kDigits[digest[i] >> 4];
+        hex += kDigits[digest[i] & 15];
+    }
+    return hex;
+}
+
+// As the client seals its writing requests.
+std::string withCode(const std::string& body) {
+    const std::string hex = md5Hex(body);
+    return body + "&code=" + hex[10] + hex[5] + hex[2];
+}
+
+const std::string kDemoPass = "fe01ce2a7fbac8fafaed7c982a04e229";  // MD5 of "demo"
+
+std::string frameOf(const std::string& word) { return "DATASTART\n" + word + "\nDATAEND\n"; }
+
+struct Frame {
+    std::string word;
+    std::vector<std::string> header;
+    std::vector<std::vector<std::string>> rows;
+    bool ended = false;
+
+    std::string value(const std::string& key, std::size_t row = 0) const {
+        for (std::size_t i = 0; i < header.size(); ++i) {
+            if (header[i] == key && row < rows.size() && i < rows[row].size()) {
+                return rows[row][i];
+            }
+        }
+        return "<missing " + key + ">";
+    }
+};
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    std::size_t start = 0;
+    for (std::size_t at; (at = text.find(separator, start)) != std::string::npos; start = at + 1) {
+        parts.push_back(text.substr(start, at - start));
+    }
+    parts.push_back(text.substr(start));
+    return parts;
+}
+
+// Reads an answer the way the client does; an empty word means no frame.
+Frame readFrame(const std::string& text) {
+    Frame frame;
+    std::vector<std::string> lines = split(text, '\n');
+    std::size_t i = 0;
+    while (i < lines.size() && lines[i] != "DATASTART") {
+        ++i;
+    }
+    if (++i >= lines.size()) {
+        return frame;
+    }
+    frame.word = lines[i++];
+    for (; i < lines.size(); ++i) {
+        if (lines[i] == "DATAEND") {
+            frame.ended = true;
+            break;
+        }
+        (frame.header.empty() ? frame.header : frame.rows.emplace_back()) = split(lines[i], '|');
+    }
+    return frame;
+}
+
+class WebsiteTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        site.seedDemo();
+        ASSERT_TRUE(site.start());
+        client = std::make_unique<httplib::Client>("127.0.0.1", site.port());
+        client->set_read_timeout(10, 0);
+    }
+
+    // As libcurl posts: a form body and no compressed answer.
+    httplib::Result post(const std::string& body, httplib::Client* via = nullptr) {
+        return (via ? via : client.get())
+            ->Post(testbed::kWebsiteScript, {{"Accept-Encoding", "identity"}}, body,
+                   "application/x-www-form-urlencoded");
+    }
+
+    std::string answer(const std::string& body) {
+        const auto result = post(body);
+        if (!result) {
+            ADD_FAILURE() << "no answer to " << body << ": " << httplib::to_string(result.error());
+            return {};
+        }
+        EXPECT_EQ(result->status, 200) << body;
+        return result->body;
+    }
+
+    std::string positionBody(const std::string& logId, int positionId,
+                             const std::string& reportId) {
+        return withCode("function=writepositionlog&intern_ts=7&user=demo&pass=" + kDemoPass +
+                        "&LogId=" + logId +
+                        "&Timestamp=120&Longitude=8.570600&Latitude=50.033300"
+                        "&Heading=250&Altitude=364&GroundElevation=364&GroundSpeed=12"
+                        "&SimulationRate=1&ReportId=" +
+                        reportId + "&Fuel=5200&PositionId=" + std::to_string(positionId));
+    }
+
+    Website site;
+    std::unique_ptr<httplib::Client> client;
+};
+
+// The writereport keys in the client's order, with values that must arrive
+// untouched: blanks, '|' and base64's '+', '/' and '='.
+FormFields reportFields() {
+    const char* const keys[] = {"AC_Type",
+                                "AC_ID",
+                                "PIC",
+                                "Pilot_ID",
+                                "PID",
+                                "VA",
+                                "VA_ID",
+                                "Number",
+                                "Dep",
+                                "Pln_Arr",
+                                "Arr",
+                                "Deptime",
+                                "Loc_Deptime",
+                                "Arrtime",
+                                "Loc_Arrtime",
+                                "Hours",
+                                "TS",
+                                "FlightState",
+                                "VS",
+                                "Rating",
+                                "Ratingreasons",
+                                "Distance",
+                                "PAX",
+                                "Ticket",
+                                "Crew",
+                                "Salary",
+                                "Fuelprice",
+                                "Fuel_Bought",
+                                "Fuel_Used",
+                                "Fuel_Dep",
+                                "Fuel_TakeOff",
+                                "Fuel_Land",
+                                "Profit",
+                                "Version",
+                                "Simrate",
+                                "Multiplier",
+                                "Bonus",
+                                "Cargo",
+                                "Cargo_kg",
+                                "FlightType",
+                                "Comment64",
+                                "Cheat",
+                                "a_Value",
+                                "a_Fuel",
+                                "a_StateEng1",
+                                "a_StateEng2",
+                                "a_StateEng3",
+                                "a_StateEng4",
+                                "a_StateGear",
+                                "a_StateHull",
+                                "v_Reputation",
+                                "ProfitMultiplied",
+                                "EmergencyLanding",
+                                "LogID",
+                                "a_FuelMult",
+                                "Ticket_Factor",
+                                "Interface",
+                                "SimVersion",
+                                "OS",
+                                "ManualUpload",
+                                "system"};
+    FormFields fields = {{"intern_ts", "7"}, {"user", "demo"}, {"pass", kDemoPass}};
+    int n = 0;
+    for (const char* key : keys) {
+        fields.emplace_back(key, "v" + std::to_string(++n));
+    }
+    auto set = [&](const std::string& key, const std::string& value) {
+        for (auto& field : fields) {
+            if (field.first == key) {
+                field.second = value;
+            }
+        }
+    };
+    set("PIC", "Demo Pilot");
+    set("Ratingreasons", "parking brakes | wrong airport | ");
+    set("Comment64", "R29vZCBmbGlnaHQ+Pz8/");
+    set("LogID", "1");
+    set("Version", "v2.0.10b Plugin");
+    return fields;
+}
+
+std::string bodyOf(const std::string& function, const FormFields& fields) {
+    std::string body = "function=" + function;
+    for (const auto& [key, value] : fields) {
+        body += "&" + key + "=" + value;
+    }
+    return body;
+}
+
+TEST(WebsiteDigestTest, TestDigest_matchesKnownVectors) {
+    // A broken digest here would make every code check below meaningless.
+    EXPECT_EQ(md5Hex(""), "d41d8cd98f00b204e9800998ecf8427e");
+    EXPECT_EQ(md5Hex("abc"), "900150983cd24fb0d6963f7d28e17f72");
+    EXPECT_EQ(md5Hex("demo"), kDemoPass);
+}
+
+TEST_F(WebsiteTest, Start_listensOnAPickedPort_urlWithoutScheme) {
+    EXPECT_TRUE(site.isRunning());
+    EXPECT_GT(site.port(), 0);
+    EXPECT_EQ(site.url(), "127.0.0.1:" + std::to_string(site.port()));
+    EXPECT_FALSE(site.start()) << "already running";
+
+    Website second;
+    EXPECT_FALSE(second.start(site.port())) << "the port is taken";
+
+    const int port = site.port();
+    site.stop();
+    EXPECT_FALSE(site.isRunning());
+    EXPECT_FALSE(post("function=getversion&intern_ts=1")) << "nobody listens after stop()";
+    ASSERT_TRUE(site.start(port)) << "restarts on the same port";
+    EXPECT_EQ(answer("function=getversion&intern_ts=1").rfind("DATASTART\nSUCCESS\n", 0), 0u);
+}
+
+TEST_F(WebsiteTest, Getversion_answersTheSuccessFrameWithTheExpectedVersion) {
+    EXPECT_EQ(answer("function=getversion&intern_ts=1"),
+              "DATASTART\nSUCCESS\nVersion|BetaVersion|FSUIPC_FS2004|FSUIPC_FSX|SimConnect\n"
+              "v2.0.10b||3.99|4.97|10.0.61259.0\nDATAEND\n");
+    site.setClientVersion("v2.1.0", "v2.1.1b");
+    const Frame frame = readFrame(answer("function=getversion&intern_ts=1"));
+    EXPECT_EQ(frame.value("Version"), "v2.1.0");
+    EXPECT_EQ(frame.value("BetaVersion"), "v2.1.1b");
+}
+
+TEST_F(WebsiteTest, Getpilot_answersThePilotWithTheDigestAsPassword) {
+    const Frame frame = readFrame(
+        answer("function=getpilot&user=demo&pass=" + kDemoPass + "&system=0040A0B0&intern_ts=3"));
+    ASSERT_EQ(frame.word, "SUCCESS");
+    EXPECT_TRUE(frame.ended);
+    EXPECT_EQ(frame.header, (std::vector<std::string>{"ID", "Name", "Surname", "User", "Password",
+                                                      "VA_ID", "VA_User", "Rank", "Location",
+                                                      "Budget", "Status", "WeightUnit"}));
+    EXPECT_EQ(frame.value("User"), "demo");
+    EXPECT_EQ(frame.value("Password"), kDemoPass) << "what the writing requests send back";
+    EXPECT_EQ(frame.value("Status"), "1");
+    EXPECT_EQ(frame.value("WeightUnit"), "0");
+}
+
+TEST_F(WebsiteTest, RejectedRequests_answerTheirWordInABareFrame) {
+    struct Case {
+        const char* situation;
+        std::string body;
+        const char* word;
+    };
+    const std::string login = "&system=0040A0B0&intern_ts=3";
+    const Case cases[] = {
+        {"unknown user", "function=getpilot&user=nobody&pass=" + kDemoPass + login, "NO USER"},
+        {"wrong password", "function=getpilot&user=demo&pass=" + md5Hex("demo!") + login,
+         "BAD LOGINDATA"},
+        {"route of a wrong password", "function=getroute&intern_ts=3&user=demo&pass=x",
+         "BAD LOGINDATA"},
+        {"unknown airport", "function=getfuelprice&icao=ZZZZ&intern_ts=3", "NOT FOUND"},
+        {"unknown function", "function=getweather&intern_ts=3", "INVALID"},
+        {"no function", "user=demo&function=getversion", "INVALID"},
+        {"keys out of order", "function=getroute&user=demo&intern_ts=3&pass=" + kDemoPass,
+         "INVALID"},
+        {"no number for the box",
+         "function=getclosestairport&Lon1=a&Lon2=9&Lat1=49&Lat2=51&intern_ts=3", "INVALID"},
+        {"another pilot's flight", positionBody("2", 0, "0"), "NO LOG"},
+        {"events of no report",
+         withCode("function=writeeventlog&intern_ts=3&user=demo&pass=" + kDemoPass +
+                  "&timestamp=5&speed=0&flightstate=Taxi&text=x&reportid=9"),
+         "NOT FOUND"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(answer(c.body), frameOf(c.word)) << c.situation;
+    }
+    const auto rejected = site.requests("getroute");
+    ASSERT_EQ(rejected.size(), 2u);
+    EXPECT_NE(rejected[1].problem.find("expected intern_ts&user&pass"), std::string::npos)
+        << rejected[1].problem;
+}
+
+TEST_F(WebsiteTest, RequestCode_onlyTheClientsCodeIsAccepted) {
+    // A body whose code holds a letter and reads differently backwards, so
+    // that every case below can tell a wrong code from the right one.
+    std::string body;
+    std::string good;
+    std::string code;
+    for (int internTs = 42; internTs < 1000; ++internTs) {
+        body = "function=resetpositionlog&intern_ts=" + std::to_string(internTs) +
+               "&logid=1&user=demo&pass=" + kDemoPass + "&intern_ts=" + std::to_string(internTs);
+        good = withCode(body);
+        code = good.substr(good.size() - 3);
+        if (code[0] != code[2] && std::any_of(code.begin(), code.end(), ::isalpha)) {
+            break;
+        }
+    }
+    std::string upper = code;
+    for (char& c : upper) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    std::string otherText = body;
+    otherText.replace(otherText.find("&logid=1"), 8, "&logid=2");
+    struct Case {
+        const char* situation;
+        std::string body;
+        const char* word;
+    };
+    const Case cases[] = {
+        {"the client's code", good, "SUCCESS"},
+        {"no code", body, "WRONG CODE"},
+        {"empty code", body + "&code=", "WRONG CODE"},
+        {"code in capitals", body + "&code=" + upper, "WRONG CODE"},
+        {"digits in another order", body + "&code=" + std::string{code[2], code[1], code[0]},
+         "WRONG CODE"},
+        {"code of another text", otherText + "&code=" + code, "WRONG CODE"},
+        {"code with a fourth character", good + "0", "WRONG CODE"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(readFrame(answer(c.body)).word, c.word) << c.situation;
+    }
+    EXPECT_EQ(readFrame(answer("function=gettimestamp&intern_ts=42")).word, "SUCCESS")
+        << "reading requests carry no code";
+}
+
+TEST_F(WebsiteTest, Requests_keepTheBodyAndRepeatedKeysInOrder) {
+    const std::string body =
+        withCode("function=resetflight&intern_ts=11&flighttype=0&user=demo&pass=" + kDemoPass +
+                 "&intern_ts=22");
+    EXPECT_EQ(answer(body), frameOf("SUCCESS"));
+    const auto received = site.requests("resetflight");
+    ASSERT_EQ(received.size(), 1u);
+    EXPECT_EQ(received[0].body, body);
+    EXPECT_EQ(received[0].answer, frameOf("SUCCESS"));
+    const FormFields expected = {{"function", "resetflight"},
+                                 {"intern_ts", "11"},
+                                 {"flighttype", "0"},
+                                 {"user", "demo"},
+                                 {"pass", kDemoPass},
+                                 {"intern_ts", "22"},
+                                 {"code", body.substr(body.size() - 3)}};
+    EXPECT_EQ(received[0].fields, expected);
+    EXPECT_GT(received[0].receivedMs, 0);
+}
+
+TEST_F(WebsiteTest, Getroute_answersEveryKeyTheClientReads_withinOneBlock) {
+    const char* const keys[] = {
+        "r_ID",         "r_VA_ID",        "r_Airline",    "r_Dep",         "r_Arr",
+        "r_DepTime",    "r_ArrTime",      "r_Route",      "r_Type",        "r_ACDB_ID",
+        "r_AC_ID",      "r_Number",       "r_Price",      "r_Remarks",     "r_Simrate",
+        "r_FlightType", "l_ID",           "l_AC_ID",      "l_User_ID",     "l_Route_ID",
+        "l_Departure",  "l_Arrival",      "l_Dist",       "l_Duration",    "l_Status",
+        "l_Passengers", "l_Cargo",        "l_Multiplier", "l_FlightType",  "l_Lon",
+        "l_Lat",        "l_FlightState",  "l_Timestamp",  "a_StateEng1",   "a_StateEng2",
+        "a_StateEng3",  "a_StateEng4",    "a_StateGear",  "a_StateHull",   "a_Fuel",
+        "a_Value",      "a_ID",           "a_ACDB_ID",    "a_Location",    "a_Owner",
+        "a_Status",     "a_Registration", "a_Type",       "a_Description", "a_FuelMult",
+        "v_Reputation", "v_Pilotcharge",  "v_ID",         "v_Name",        "v_Multiplier",
+        "d_Price",      "d_DOW",          "d_MTOW",       "d_Engines",     "d_Ticket",
+        "ad_lat",       "ad_lon",         "ad_fuel",      "aa_lat",        "aa_lon",
+        "aa_fuel"};
+    const std::string request = "function=getroute&intern_ts=3&user=demo&pass=" + kDemoPass;
+    const std::string text = answer(request);
+    EXPECT_LT(text.size(), 4096u);
+    const Frame frame = readFrame(text);
+    ASSERT_EQ(frame.word, "SUCCESS");
+    ASSERT_EQ(frame.rows.size(), 1u);
+    ASSERT_EQ(frame.rows[0].size(), frame.header.size());
+    for (const char* key : keys) {
+        EXPECT_NE(std::find(frame.header.begin(), frame.header.end(), key), frame.header.end())
+            << key;
+    }
+    EXPECT_EQ(frame.value("r_Dep") + "-" + frame.value("r_Arr"), "EDDF-EDDS");
+    EXPECT_EQ(frame.value("l_ID"), "1");
+    EXPECT_EQ(
+        frame.value("l_Passengers") + "/" + frame.value("l_Cargo") + "/" + frame.value("l_Dist"),
+        "120/2000/85");
+    EXPECT_EQ(frame.value("d_MTOW") + "/" + frame.value("d_DOW") + "/" + frame.value("d_Engines"),
+              "78000/42600/2");
+    EXPECT_DOUBLE_EQ(std::stod(frame.value("ad_lat")), 50.0333);
+    EXPECT_DOUBLE_EQ(std::stod(frame.value("aa_lon")), 9.2220);
+
+    // A route text far beyond the block is cut; every key stays.
+    testbed::Booking long_route;
+    long_route.user = "demo";
+    long_route.routeId = 1;
+    long_route.aircraftId = 1;
+    long_route.answerOverrides = {{"r_Route", std::string(5000, 'R')}, {"a_FuelMult", "2"}};
+    ASSERT_GT(site.book(long_route), 1);
+    const std::string cut = answer(request);
+    EXPECT_LE(cut.size(), 4095u);
+    const Frame cutFrame = readFrame(cut);
+    EXPECT_TRUE(cutFrame.ended);
+    EXPECT_EQ(cutFrame.header, frame.header);
+    EXPECT_EQ(cutFrame.value("a_FuelMult"), "2") << "the newest booking, overrides applied";
+    EXPECT_EQ(cutFrame.value("r_Route").find_first_not_of('R'), std::string::npos);
+
+    site.cancelBookings("demo");
+    EXPECT_EQ(answer(request), frameOf("NOT FOUND"));
+}
+
+TEST_F(WebsiteTest, Getclosestairport_answersTheAirportsInTheBox_nearestFirst) {
+    const Frame frame =
+        readFrame(answer("function=getclosestairport&Lon1=7.570600&Lon2=9.570600&Lat1=49.033300&"
+                         "Lat2=51.033300&intern_ts=3"));
+    ASSERT_EQ(frame.word, "SUCCESS");
+    EXPECT_EQ(frame.header, (std::vector<std::string>{"lon", "lat", "id", "icao", "fuel"}));
+    std::vector<std::string> icaos;
+    for (std::size_t row = 0; row < frame.rows.size(); ++row) {
+        icaos.push_back(frame.value("icao", row));
+    }
+    EXPECT_EQ(icaos, (std::vector<std::string>{"EDDF", "EDFE", "ETOU", "EDFZ"}))
+        << "Stuttgart and Munich lie outside";
+    EXPECT_EQ(frame.value("lon") + " " + frame.value("lat"), "8.570600 50.033300");
+    EXPECT_EQ(frame.value("fuel"), "0.82");
+
+    site.addAirport({"EDDS", "Stuttgart", 48.6899, 9.2220, 1276, 1.25});
+    const Frame stuttgart =
+        readFrame(answer("function=getclosestairport&Lon1=8.222000&Lon2=10.222000&Lat1=47.689900&"
+                         "Lat2=49.689900&intern_ts=3"));
+    EXPECT_EQ(stuttgart.value("icao"), "EDDS");
+    EXPECT_EQ(stuttgart.value("fuel"), "1.25") << "a second addAirport replaces the first";
+
+    EXPECT_EQ(answer("function=getclosestairport&Lon1=-31.000000&Lon2=-29.000000&Lat1=-1.000000&"
+                     "Lat2=1.000000"
+                     "&intern_ts=3"),
+              frameOf("NOT FOUND"));
+}
+
+TEST_F(WebsiteTest, Writereport_storesEveryField_andASecondUploadIsRefused) {
+    const FormFields fields = reportFields();
+    const Frame first = readFrame(answer(withCode(bodyOf("writereport", fields))));
+    ASSERT_EQ(first.word, "SUCCESS");
+    EXPECT_EQ(first.header, std::vector<std::string>{"ReportId"});
+    const std::string reportId = first.value("ReportId");
+    EXPECT_GT(std::stoi(reportId), 0) << "the client's empty report has ReportId 0";
+
+    const auto reports = site.reports();
+    ASSERT_EQ(reports.size(), 1u);
+    for (const auto& [key, value] : fields) {
+        const auto stored = reports[0].find(key);
+        ASSERT_NE(stored, reports[0].end()) << key;
+        EXPECT_EQ(stored->second, value) << key;
+    }
+    EXPECT_EQ(reports[0].at("ReportId"), reportId);
+    EXPECT_EQ(site.flightLogs().at(0).at("l_Status"), "completed");
+
+    // Manual upload of the backed-up copy of the same flight.
+    FormFields again = fields;
+    again.back().second = "0040A0B0";
+    EXPECT_EQ(answer(withCode(bodyOf("writereport", again))), frameOf("ALREADY UPLOADED"));
+    EXPECT_EQ(site.reports().size(), 1u);
+
+    // The event log follows the report.
+    const std::string event =
+        withCode("function=writeeventlog&intern_ts=7&user=demo&pass=" + kDemoPass +
+                 "&timestamp=95&speed=24&flightstate=Taxi&text=Taxi speed 24 kts"
+                 "&reportid=" +
+                 reportId);
+    EXPECT_EQ(answer(event), frameOf("SUCCESS"));
+    const auto events = site.eventLogs();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].at("text"), "Taxi speed 24 kts");
+    EXPECT_EQ(events[0].at("reportid"), reportId);
+}
+
+TEST_F(WebsiteTest, PositionAndTracker_storeTheFlightsTrack) {
+    EXPECT_EQ(answer(positionBody("1", 0, "0")), frameOf("SUCCESS"));
+    EXPECT_EQ(answer(positionBody("1", 1, "0")), frameOf("SUCCESS"));
+    EXPECT_EQ(answer(positionBody("1", 0, "17")), frameOf("SUCCESS")) << "re-sent after the report";
+    auto positions = site.positionLogs();
+    ASSERT_EQ(positions.size(), 2u);
+    EXPECT_EQ(positions[0].at("PositionId") + "/" + positions[0].at("ReportId"), "0/17");
+    EXPECT_EQ(positions[1].at("PositionId") + "/" + positions[1].at("ReportId"), "1/0");
+    EXPECT_EQ(positions[1].at("Longitude"), "8.570600");
+
+    const std::string tracker =
+        withCode("function=writelog&intern_ts=7&user=demo&pass=" + kDemoPass +
+                 "&Lon=8.570600&Lat=50.033300&FlightState=Take Off"
+                 "&system=0040A0B0&fuel=5100");
+    EXPECT_EQ(answer(tracker), frameOf("SUCCESS"));
+    ASSERT_EQ(site.trackerUpdates().size(), 1u);
+    EXPECT_EQ(site.trackerUpdates()[0].at("FlightState"), "Take Off");
+    const auto log = site.flightLogs().at(0);
+    EXPECT_EQ(log.at("l_FlightState") + "|" + log.at("l_Lat") + "|" + log.at("l_Status"),
+              "Take Off|50.033300|flying");
+
+    EXPECT_EQ(answer(withCode("function=resetpositionlog&intern_ts=7&logid=1&user=demo&pass=" +
+                              kDemoPass + "&intern_ts=7")),
+              frameOf("SUCCESS"));
+    EXPECT_TRUE(site.positionLogs().empty());
+}
+
+TEST_F(WebsiteTest, InjectedFailures_eachBreaksTheAnswerAsNamed) {
+    const std::string request = "function=getversion&intern_ts=1";
+
+    site.injectFailure("getversion", Failure::httpError(503), 1);
+    auto result = post(request);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->status, 503);
+    EXPECT_EQ(result->body.find("DATASTART"), std::string::npos);
+
+    site.injectFailure("getversion", Failure::garbage(), 1);
+    result = post(request);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->status, 200);
+    EXPECT_EQ(result->body.find("DATASTART"), std::string::npos);
+    EXPECT_NE(result->body.find("<html>"), std::string::npos);
+
+    site.injectFailure("getversion", Failure::missingDataEnd(), 1);
+    Frame frame = readFrame(answer(request));
+    EXPECT_EQ(frame.word, "SUCCESS");
+    EXPECT_EQ(frame.value("Version"), "v2.0.10b");
+    EXPECT_FALSE(frame.ended);
+
+    site.injectFailure("getversion", Failure::oversized(), 1);
+    std::string text = answer(request);
+    EXPECT_GT(text.size(), 4096u);
+    EXPECT_EQ(text.rfind("DATASTART\nSUCCESS\nVersion|", 0), 0u);
+    const std::size_t filler = text.find("\nxxxx");
+    ASSERT_NE(filler, std::string::npos);
+    EXPECT_GT(text.find('\n', filler + 1) - filler, 4096u)
+        << "no block of 4096 bytes holds a whole frame";
+
+    site.injectFailure("getversion", Failure::answerWord("NO LOG"), 1);
+    EXPECT_EQ(answer(request), frameOf("NO LOG"));
+
+    site.injectFailure("getversion", Failure::refuse(), 1);
+    result = post(request);
+    EXPECT_FALSE(result) << "closed without an answer";
+
+    site.injectFailure("getversion", Failure::delay(300), 1);
+    const auto before = Clock::now();
+    EXPECT_EQ(readFrame(answer(request)).word, "SUCCESS");
+    EXPECT_GE(Clock::now() - before, std::chrono::milliseconds(300));
+
+    EXPECT_EQ(readFrame(answer(request)).word, "SUCCESS") << "each failure was for one request";
+    const auto received = site.requests("getversion");
+    ASSERT_EQ(received.size(), 8u);
+    EXPECT_EQ(received[5].injected, Failure::Kind::Refuse);
+    EXPECT_EQ(received[5].answer, "");
+    EXPECT_EQ(received[7].injected, Failure::Kind::None);
+    for (const auto& each : received) {
+        EXPECT_EQ(each.problem, "") << "a failure injected is not the request's fault";
+    }
+}
+
+TEST_F(WebsiteTest, InjectedFailures_forOneFunctionWinOverAll_andCount) {
+    site.injectFailure("", Failure::answerWord("INVALID"));
+    site.injectFailure("gettimestamp", Failure::answerWord("NOT FOUND"), 2);
+    EXPECT_EQ(answer("function=getnews&intern_ts=1"), frameOf("INVALID"));
+    EXPECT_EQ(answer("function=gettimestamp&intern_ts=1"), frameOf("NOT FOUND"));
+    EXPECT_EQ(answer("function=gettimestamp&intern_ts=1"), frameOf("NOT FOUND"));
+    EXPECT_EQ(answer("function=gettimestamp&intern_ts=1"), frameOf("INVALID"))
+        << "back to the one for all";
+
+    // A failure word keeps the request from taking effect.
+    EXPECT_EQ(answer(positionBody("1", 0, "0")), frameOf("INVALID"));
+    EXPECT_TRUE(site.positionLogs().empty());
+
+    site.clearFailures();
+    site.setFixedTime(1700000000);
+    const Frame frame = readFrame(answer("function=gettimestamp&intern_ts=1"));
+    EXPECT_EQ(frame.value("UNIX_TIMESTAMP()"), "1700000000");
+}
+
+TEST_F(WebsiteTest, NoAnswer_holdsTheRequest_untilTheLimitOrAPromptStop) {
+    site.injectFailure("getnews", Failure::noAnswer());
+    site.setNoAnswerLimit(std::chrono::milliseconds(300));
+    auto before = Clock::now();
+    EXPECT_FALSE(post("function=getnews&intern_ts=1")) << "dropped at the limit without an answer";
+    EXPECT_GE(Clock::now() - before, std::chrono::milliseconds(300));
+    EXPECT_LT(Clock::now() - before, std::chrono::seconds(5));
+
+    site.setNoAnswerLimit(std::chrono::minutes(10));
+    auto held = std::async(std::launch::async, [this] {
+        httplib::Client own("127.0.0.1", site.port());
+        own.set_read_timeout(60, 0);
+        return static_cast<bool>(post("function=getnews&intern_ts=2", &own));
+    });
+    const auto deadline = Clock::now() + std::chrono::seconds(5);
+    while (site.requests("getnews").size() < 2 && Clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    ASSERT_EQ(site.requests("getnews").size(), 2u);
+    EXPECT_EQ(held.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout)
+        << "still held";
+
+    before = Clock::now();
+    site.stop();
+    EXPECT_LT(Clock::now() - before, std::chrono::seconds(2))
+        << "stop() waited for the held request";
+    ASSERT_EQ(held.wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    EXPECT_FALSE(held.get()) << "the held request ends without an answer";
+    EXPECT_TRUE(site.waitForRequests("getnews", 2, std::chrono::seconds(1)));
+}
+
+TEST(WebsiteStorageTest, DatabaseFile_keepsDataBetweenRuns) {
+    quelby_test::ScratchFolder folder("quelby-website");
+    const std::string path = folder.file("site.db");
+    {
+        Website site(path);
+        site.seedDemo();
+        site.seedDemo();  // fixed ids: seeding again changes nothing
+        site.addNews("Second", "News", 7);
+    }
+    Website site(path);
+    ASSERT_TRUE(site.start());
+    httplib::Client client("127.0.0.1", site.port());
+    const auto news = client.Post(testbed::kWebsiteScript, "function=getnews&intern_ts=1",
+                                  "application/x-www-form-urlencoded");
+    ASSERT_TRUE(news);
+    EXPECT_EQ(readFrame(news->body).value("ID"), "7");
+    EXPECT_EQ(site.flightLogs().size(), 1u);
+}
+
+}  // namespace
