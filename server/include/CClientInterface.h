@@ -77,6 +77,8 @@ public:
 
     int readURL(const char* request);
     static void callURLAsync(const std::string& url, const std::string& body);
+    // MD5 of a text as 32 lower-case hexadecimal digits.
+    static std::string md5Hex(const char* text, std::size_t length);
     // The request code of a request text: digits 10, 5 and 2 of its MD5.
     static std::string calcCode(const char* request);
 

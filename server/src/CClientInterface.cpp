@@ -159,14 +159,19 @@ int CClientInterface::getSystemInfo(char* buffer, std::size_t size) const {
 
 void CClientInterface::abortTransfers(bool abort) { g_abortTransfers = abort; }
 
-std::string CClientInterface::calcCode(const char* request) {
+std::string CClientInterface::md5Hex(const char* text, std::size_t length) {
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int digestBytes = 0;
-    EVP_Digest(request, std::strlen(request), digest, &digestBytes, EVP_md5(), nullptr);
+    EVP_Digest(text, length, digest, &digestBytes, EVP_md5(), nullptr);
     char hex[2 * EVP_MAX_MD_SIZE + 1] = {0};
     for (unsigned int i = 0; i < digestBytes; ++i) {
         std::snprintf(hex + 2 * i, 3, "%02x", digest[i]);
     }
+    return std::string(hex, 2 * digestBytes);
+}
+
+std::string CClientInterface::calcCode(const char* request) {
+    const std::string hex = md5Hex(request, std::strlen(request));
     return std::string{hex[10], hex[5], hex[2]};
 }
 
