@@ -25,19 +25,8 @@ using quelby_test::readFile;
 using quelby_test::writeFile;
 using Bytes = std::vector<unsigned char>;
 
-class IniParserTest : public ::testing::Test {
+class IniParserTest : public quelby_test::FolderTest {
 protected:
-    void SetUp() override {
-        CClientConfig::instance()->setIniPath(m_folder.path());
-        CClientConfig::instance()->setLogPath(m_folder.path());
-        CLogger::resetForTests();
-    }
-    void TearDown() override {
-        CIniParser::destroyInstance();
-        CClientConfig::instance()->restoreDefaults();
-        CLogger::resetForTests();
-    }
-
     static CIniParser& parser() { return *CIniParser::instance(); }
     // Drops the parser, which saves; the next parser() reads the files anew.
     static void reopen() { CIniParser::destroyInstance(); }
@@ -50,9 +39,6 @@ protected:
 
     std::string configFile() const { return m_folder.file("quelby.ini"); }
     std::string reportFile() const { return m_folder.file("quelby_report.ini"); }
-    std::string log() const { return readFile(m_folder.file("quelby_debug.txt")); }
-
-    quelby_test::ScratchFolder m_folder{"quelby-ini"};
 };
 
 TEST_F(IniParserTest, MissingFilesAndKeys_areCreatedEmptyAndReadAsDefaults) {

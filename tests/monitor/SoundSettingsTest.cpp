@@ -19,20 +19,8 @@ public:
     void play(unsigned int) override {}
 };
 
-class SoundSettingsTest : public ::testing::Test {
+class SoundSettingsTest : public quelby_test::FolderTest {
 protected:
-    void SetUp() override {
-        CClientConfig::instance()->setIniPath(m_folder.path());
-        CClientConfig::instance()->setLogPath(m_folder.path());
-        CLogger::resetForTests();
-    }
-    void TearDown() override {
-        CIniParser::destroyInstance();
-        CClientConfig::instance()->restoreDefaults();
-        CLogger::resetForTests();
-    }
-    std::string log() const { return quelby_test::readFile(m_folder.file("quelby_debug.txt")); }
-
     // Where the line is in the log, failing the test when it is missing.
     std::size_t lineAt(const std::string& line) const {
         const std::string text = log();
@@ -40,8 +28,6 @@ protected:
         EXPECT_NE(at, std::string::npos) << "missing \"" << line << "\" in:\n" << text;
         return at;
     }
-
-    quelby_test::ScratchFolder m_folder{"quelby-sound"};
 };
 
 TEST_F(SoundSettingsTest, DefaultConstruction_usesSoundFolderInEnglishAndIsEnabled) {

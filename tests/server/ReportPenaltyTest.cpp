@@ -13,27 +13,13 @@
 
 namespace {
 
-class ReportPenaltyTest : public ::testing::Test {
+class ReportPenaltyTest : public quelby_test::FolderTest {
 protected:
-    void SetUp() override {
-        CClientConfig::instance()->setIniPath(m_folder.path());
-        CClientConfig::instance()->setLogPath(m_folder.path());
-        CLogger::resetForTests();
-    }
-    void TearDown() override {
-        CIniParser::destroyInstance();
-        CClientConfig::instance()->restoreDefaults();
-        CLogger::resetForTests();
-    }
-    std::string log() const { return quelby_test::readFile(m_folder.file("quelby_debug.txt")); }
-
     static bool isEmptySlot(const struct_penalty& slot) {
         struct_penalty empty;
         std::memset(&empty, 0, sizeof(empty));
         return std::memcmp(&slot, &empty, sizeof(empty)) == 0;
     }
-
-    quelby_test::ScratchFolder m_folder{"quelby-report"};
 };
 
 TEST_F(ReportPenaltyTest, EachKind_raisesItsSlotWithTheCatalogueEntry) {

@@ -9,6 +9,8 @@
 #include <stdexcept>
 
 #include "CClientConfig.h"
+#include "CIniParser.h"
+#include "CLogger.h"
 
 namespace fs = std::filesystem;
 
@@ -60,5 +62,19 @@ void writeFile(const std::string& path, const std::string& contents) {
 bool fileExists(const std::string& path) { return fs::exists(path); }
 
 std::string pluginPath() { return QUELBY_PLUGIN_PATH; }
+
+void FolderTest::SetUp() {
+    CClientConfig::instance()->setIniPath(m_folder.path());
+    CClientConfig::instance()->setLogPath(m_folder.path());
+    CLogger::resetForTests();
+}
+
+void FolderTest::TearDown() {
+    CIniParser::destroyInstance();
+    CClientConfig::instance()->restoreDefaults();
+    CLogger::resetForTests();
+}
+
+std::string FolderTest::log() const { return readFile(m_folder.file("quelby_debug.txt")); }
 
 }  // namespace quelby_test

@@ -1,6 +1,8 @@
 // Helpers shared by the test programs: scratch folders and file contents.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 
 namespace quelby_test {
@@ -42,6 +44,18 @@ public:
 };
 
 std::string readFile(const std::string& path);
+
+// A test whose log and INI files live in a scratch folder of its own, with a
+// fresh log header and a fresh INI parser for every test.
+class FolderTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    // The debug log's contents so far.
+    std::string log() const;
+
+    ScratchFolder m_folder{"quelby-test"};
+};
 void writeFile(const std::string& path, const std::string& contents);
 bool fileExists(const std::string& path);
 
