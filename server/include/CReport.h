@@ -1,5 +1,6 @@
-// The flight report: for now the penalties raised during a flight, kept in 11
-// slots that the rating and the report backup read.
+// The flight report: the penalties raised during a flight, kept in 11 slots
+// that the rating and the report backup read, and the report record built
+// from the finished flight.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +9,35 @@
 #include <string>
 #include <type_traits>
 
+class CClientInterface;
+class CFlightSimulatorInterface;
 class CLogger;
+
+// What the report needs of the finished flight that the simulator snapshot
+// does not hold. The flight workflow fills it before the report is made.
+struct tFlightFacts {
+    // Passengers on board, as loaded for the booked flight.
+    int passengers = 0;
+    // Cargo on board, kg, as loaded for the booked flight.
+    int cargoKg = 0;
+    // 1 when the pilot declared an emergency landing (the user interface's
+    // button), else 0.
+    int emergencyLanding = 0;
+    // The simulator clock at arrival, "HHMM": zulu and local time.
+    std::string arrivalTime;
+    std::string localArrivalTime;
+    // Vertical speed at touchdown, ft/min, negative when descending.
+    int landingVerticalSpeedFpm = 0;
+    // Whether the aircraft was damaged during the flight (failures or a hard
+    // landing), and by how much: percent points off each part's state.
+    bool damaged = false;
+    float damagePercent = 0.0f;
+    // Fuel on board, kg: at departure (flight start), at take-off and at
+    // landing.
+    int fuelDepartureKg = 0;
+    int fuelTakeOffKg = 0;
+    int fuelLandingKg = 0;
+};
 
 // One penalty slot. Saved byte for byte into the report backup, so its 268
 // bytes are a file format.
@@ -33,11 +62,19 @@ static_assert(offsetof(struct_penalty, reputationDeduction) == 264, "saved penal
 //
 // Penalty kinds 0 to 9 can be raised; slot 10 is counted in the rating and
 // saved with the backup, but never raised here.
+//
+// The report is written into the client interface's records (m_report, and
+// the log, route, aircraft and airline records it adjusts); the simulator
+// interface gives the aircraft's position, flight state and flight timer.
+// Neither is owned.
 class CReport {
 public:
     static constexpr int kNumPenaltySlots = 11;
+    // The flight state number of a crashed aircraft.
+    static constexpr int kFlightStateCrashed = 8;
 
     CReport();
+    CReport(CFlightSimulatorInterface* simulator, CClientInterface* client);
     ~CReport();
     CReport(const CReport&) = delete;
     CReport& operator=(const CReport&) = delete;
@@ -59,7 +96,24 @@ public:
     // The flight recorder's event for a penalty kind; empty for an unknown kind.
     static std::string getPenaltyEventName(int kind);
 
+    void setFlightSimulatorInterface(CFlightSimulatorInterface* simulator) {
+        m_pSimulator = simulator;
+    }
+    void setClientInterface(CClientInterface* client) { m_pClient = client; }
+    void setFlightFacts(const tFlightFacts& facts) { m_facts = facts; }
+    const tFlightFacts& getFlightFacts() const { return m_facts; }
+
+    // Fills the client's report record from the finished flight: route and
+    // crew, arrival airport and times, aircraft wear, fuel, revenue, salary,
+    // rating and the airline's reputation change. Called once when the pilot
+    // ends the flight, before the report is uploaded. Without both interfaces
+    // set it changes nothing. Returns 1.
+    int createReport();
+
 private:
     std::unique_ptr<CLogger> m_pLogger;
+    CFlightSimulatorInterface* m_pSimulator = nullptr;
+    CClientInterface* m_pClient = nullptr;
+    tFlightFacts m_facts;
     struct_penalty m_penalties[kNumPenaltySlots];
 };

@@ -1,4 +1,5 @@
-// The penalty catalogue and the penalty slots of the flight report.
+// The penalty catalogue and the penalty slots of the flight report; the
+// report itself is made in CReportCreate.cpp.
 #include "CReport.h"
 
 #include <boost/format.hpp>
@@ -39,7 +40,10 @@ bool isSlot(int slot) { return slot >= 0 && slot < CReport::kNumPenaltySlots; }
 
 }  // namespace
 
-CReport::CReport() : m_pLogger(std::make_unique<CLogger>("CReport")) {
+CReport::CReport() : CReport(nullptr, nullptr) {}
+
+CReport::CReport(CFlightSimulatorInterface* simulator, CClientInterface* client)
+    : m_pLogger(std::make_unique<CLogger>("CReport")), m_pSimulator(simulator), m_pClient(client) {
     std::memset(m_penalties, 0, sizeof(m_penalties));
 }
 

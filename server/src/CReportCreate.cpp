@@ -1,0 +1,302 @@
+// Making the flight report: from the finished flight and the booked records
+// to the report record, the aircraft's wear and fuel, the money and the rating.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <iomanip>
+#include <locale>
+#include <sstream>
+#include <string>
+
+#include "CClientConfig.h"
+#include "CClientInterface.h"
+#include "CFlightSimulatorInterface.h"
+#include "CLogger.h"
+#include "CNumberText.h"
+#include "CReport.h"
+#include "QuelbyVersion.h"
+
+namespace {
+
+constexpr int kCrashKind = 2;
+constexpr int kFuelExhaustedKind = 8;
+constexpr int kPositioningFlightType = 2;
+
+// Writes text into a record's text field: cut at the field's width and
+// zero-filled behind, so a text that fills the field has no terminator, as in
+// every record.
+template <std::size_t N>
+void putText(char (&field)[N], const std::string& text) {
+    std::memset(field, 0, N);
+    std::memcpy(field, text.data(), std::min(N, text.size()));
+}
+
+template <std::size_t N>
+int textToInt(const char (&field)[N]) {
+    return CNumberText::toInt(recordText(field).c_str());
+}
+
+template <std::size_t N>
+double textToDouble(const char (&field)[N]) {
+    return CNumberText::toDouble(recordText(field).c_str());
+}
+
+// "%d" and "%.1f" in the "C" locale, whatever locale the simulator set.
+std::string intText(int value) { return std::to_string(value); }
+
+std::string oneDecimalText(double value) {
+    std::ostringstream out;
+    out.imbue(std::locale::classic());
+    out << std::fixed << std::setprecision(1) << value;
+    return out.str();
+}
+
+// Every conversion to a whole figure cuts toward zero.
+int32_t truncated(double value) { return static_cast<int32_t>(value); }
+
+double bonusRate(int simulationRate) {
+    switch (simulationRate) {
+        case 1:
+            return 0.2;
+        case 2:
+            return 0.1;
+        case 4:
+            return 0.05;
+        default:
+            return 0.0;
+    }
+}
+
+// The revenue of W kg of cargo over L (the log's distance): the rate per kg
+// falls with distance up to 1000 and rises slowly beyond; heavy loads pay less
+// per kg.
+int32_t cargoRevenue(int distance, int cargoKg) {
+    const double x = distance / 1000.0;
+    double distanceFactor = std::exp(-x) * 1.6;
+    if (x > 1.0) {
+        distanceFactor += (1.0 - std::exp(1.0 - x)) * 0.2;
+    }
+    const double weightFactor = std::exp(-cargoKg / 1000.0 / 7.0) * 0.8 + 0.2;
+    return truncated(cargoKg * (weightFactor / 100.0 * distanceFactor * distance));
+}
+
+// The tank keeps one multiplier for all the fuel in it. Of the fuel on board
+// at arrival (B), the part that the booking brought (A) keeps the old
+// multiplier f, the rest takes this flight's m; which part counts as left over
+// depends on which multiplier is the higher.
+float blendedFuelMultiplier(float oldMultiplier, double flightMultiplier, int bookedKg,
+                            int afterKg) {
+    int oldPartKg = bookedKg;
+    int newPartKg = afterKg;
+    if (oldMultiplier > flightMultiplier) {
+        oldPartKg = std::min(bookedKg, afterKg);
+        newPartKg = afterKg - oldPartKg;
+    } else if (flightMultiplier > oldMultiplier) {
+        newPartKg = std::min(bookedKg, afterKg);
+        oldPartKg = bookedKg - newPartKg;
+    }
+    const int totalKg = oldPartKg + newPartKg;
+    if (totalKg == 0) {
+        return 0.0f;
+    }
+    return static_cast<float>((oldMultiplier * oldPartKg + flightMultiplier * newPartKg) / totalKg);
+}
+
+}  // namespace
+
+int CReport::createReport() {
+    if (m_pSimulator == nullptr || m_pClient == nullptr) {
+        m_pLogger->error("createReport without simulator or client interface");
+        return 1;
+    }
+    CClientInterface& client = *m_pClient;
+    const tagAircraftData& aircraftData = m_pSimulator->m_aircraftData;
+    tTarvex_Reports& report = client.m_report;
+    tTarvex_Logs& log = client.m_log;
+    tTarvex_Routes& route = client.m_route;
+    tTarvex_Aircrafts& aircraft = client.m_aircraft;
+    tTarvex_VirtualAirlines& airline = client.m_virtualAirline;
+
+    // 1. The load as flown.
+    putText(log.Passengers, intText(m_facts.passengers));
+    putText(log.Cargo, intText(m_facts.cargoKg));
+
+    // 2. Who flew what from where.
+    putText(report.AC_Type, recordText(aircraft.Type));
+    putText(report.AC_ID, recordText(log.AC_ID));
+    putText(report.PIC, recordText(client.m_pilot.Name) + " " + recordText(client.m_pilot.Surname));
+    putText(report.Pilot_ID, recordText(client.m_pilot.ID));
+    putText(report.PID, recordText(client.m_pilot.VA_User));
+    putText(report.VA, recordText(airline.Name));
+    putText(report.VA_ID, recordText(airline.ID));
+    putText(report.Number, recordText(route.Number));
+    putText(report.Dep, recordText(log.Departure));
+    putText(report.Pln_Arr, recordText(route.Arr));
+
+    // 3. Where it ended; a wreck is not looked up, and no airport found
+    // leaves Arr as it was.
+    if (!isPenalty(kCrashKind)) {
+        client.readClosestAirport(aircraftData.dLongitude, aircraftData.dLatitude);
+        const std::string closest = recordText(client.m_closestAirport);
+        if (!closest.empty()) {
+            putText(report.Arr, closest);
+        }
+    }
+
+    // 4. and 5. Arrival and block time.
+    putText(report.Arrtime, m_facts.arrivalTime);
+    putText(report.Loc_Arrtime, m_facts.localArrivalTime);
+    report.ArrivalTime = aircraftData.dFlightTimeS;
+    {
+        std::ostringstream text;
+        text.imbue(std::locale::classic());
+        text << "FlightTimer.dArriveSeconds = " << std::fixed << std::setprecision(2)
+             << report.ArrivalTime;
+        m_pLogger->debug(text.str());
+    }
+    const float hours = static_cast<float>((report.ArrivalTime - report.DepartureTime) / 3600.0);
+    putText(report.Hours, oneDecimalText(hours));
+
+    // 6. and 7. The flight's keys.
+    putText(report.TS, intText(log.Timestamp));
+    putText(report.FlightState, "On Block");
+    putText(report.Distance, recordText(log.Dist));
+    putText(report.PAX, recordText(log.Passengers));
+    putText(report.Ticket, recordText(route.Price));
+    putText(report.Version, std::string(kClientVersion) + " Plugin");
+    const int logFlightType = textToInt(log.FlightType);
+    putText(report.Multiplier, logFlightType != 0 ? std::string("1") : recordText(log.Multiplier));
+    putText(report.FlightType, recordText(route.FlightType));
+    putText(report.Cheat, "");
+    report.EmergencyLanding = m_facts.emergencyLanding;
+    putText(report.OS, CClientConfig::instance()->getOS());
+
+    // 8. Wear: landing loads the gear and hull, flight time the engines and
+    // hull, more so on flights with a higher multiplier.
+    const double multiplier = textToDouble(log.Multiplier);
+    const float wearFactor = std::sqrt(static_cast<float>(multiplier)) / 10.0f;
+    const int verticalSpeedFpm = std::min(m_facts.landingVerticalSpeedFpm, 0);
+    const int durationMin = textToInt(log.Duration);
+    report.VS = verticalSpeedFpm;
+    aircraft.StateGear += verticalSpeedFpm * 0.001 * wearFactor;
+    const double engineWear = durationMin * (-0.001) * wearFactor;
+    float* const engines[] = {&aircraft.StateEng1, &aircraft.StateEng2, &aircraft.StateEng3,
+                              &aircraft.StateEng4};
+    for (float* engine : engines) {
+        *engine += engineWear;
+    }
+    aircraft.StateHull += engineWear + verticalSpeedFpm * 0.0005;
+    if (m_facts.damaged) {
+        const double damage = std::fabs(m_facts.damagePercent) * 0.1;
+        aircraft.StateGear -= damage;
+        for (float* engine : engines) {
+            *engine -= damage;
+        }
+        aircraft.StateHull -= damage;
+    }
+    float* const states[] = {&aircraft.StateGear, &aircraft.StateEng1, &aircraft.StateEng2,
+                             &aircraft.StateEng3, &aircraft.StateEng4, &aircraft.StateHull};
+    for (float* state : states) {
+        *state = std::max(*state, 0.0f);
+    }
+    // Only engine 1 stands for the engines in the value.
+    const float price = static_cast<float>(client.m_aircraftType.Price);
+    aircraft.Value =
+        truncated(price * aircraft.StateGear / 100 * 0.2 + price * aircraft.StateEng1 / 100 * 0.6 +
+                  price * aircraft.StateHull / 100 * 0.2);
+
+    // 9. A wreck keeps no fuel.
+    if (aircraftData.nFlightState == kFlightStateCrashed) {
+        aircraft.FuelAfter = 0;
+        m_pLogger->debug("Arrival fuel set to 0, crash detected");
+    }
+
+    // 10. Fuel bought before departure and burnt on the way.
+    const int fuelDepartureKg = m_facts.fuelDepartureKg;
+    const int fuelBoughtKg = std::max(0, fuelDepartureKg - aircraft.Fuel);
+    const int fuelUsedKg = std::max(0, fuelDepartureKg - aircraft.FuelAfter);
+    putText(report.Fuel_Bought, intText(fuelBoughtKg));
+    putText(report.Fuel_Used, intText(fuelUsedKg));
+    report.Fuel_Dep = fuelDepartureKg;
+    report.Fuel_TakeOff = m_facts.fuelTakeOffKg;
+    report.Fuel_Land = m_facts.fuelLandingKg;
+    const double fuelPrice = textToDouble(report.Fuelprice);
+
+    // 11. The tank's multiplier after this flight.
+    const double flightMultiplier = textToInt(route.FlightType) != 0 ? 1.0 : multiplier;
+    aircraft.FuelMult = blendedFuelMultiplier(aircraft.FuelMult, flightMultiplier,
+                                              aircraft.FuelBooked, aircraft.FuelAfter);
+
+    // 12. Cargo revenue.
+    const int cargoKg = textToInt(log.Cargo);
+    int32_t cargoMoney = cargoRevenue(textToInt(log.Dist), cargoKg);
+    putText(report.Cargo, intText(cargoMoney));
+    putText(report.Cargo_kg, intText(cargoKg));
+
+    // 13. Only an intact flight to the booked airport earns anything.
+    const bool earns = !isPenalty(kCrashKind) && !isPenalty(kFuelExhaustedKind) &&
+                       recordText(report.Arr) == recordText(route.Arr);
+    if (!earns) {
+        putText(report.Cargo, "0");
+        putText(route.Price, "0");
+        putText(report.Ticket, "0");
+        cargoMoney = 0;
+    }
+
+    // 14. to 18. Money: tickets and cargo less crew and fuel, a bonus for
+    // flying in real time, the pilot's share.
+    const double rate = bonusRate(report.Simrate);
+    const double ticketFactor =
+        client.m_aircraftType.Ticket > 0.0 ? client.m_aircraftType.Ticket : 1.0;
+    const int passengers = textToInt(log.Passengers);
+    report.Crew = truncated(passengers * 5 * ticketFactor);
+    const float fuelCost =
+        static_cast<float>(fuelBoughtKg) * static_cast<float>(fuelPrice) * 1.234f;
+    const int32_t profitBeforeBonus =
+        truncated(textToDouble(route.Price) * passengers * ticketFactor - report.Crew -
+                  truncated(fuelCost) + cargoMoney);
+    if (profitBeforeBonus < 1) {
+        report.Bonus = 0;
+        report.Salary = 0;
+        report.Profit = profitBeforeBonus;
+    } else {
+        report.Bonus = truncated(profitBeforeBonus * rate);
+        const int32_t withBonus = profitBeforeBonus + report.Bonus;
+        const int32_t pilotShare =
+            truncated(static_cast<double>(withBonus) * airline.Pilotcharge / 100.0);
+        report.Profit = withBonus - pilotShare;
+        report.Salary = std::max(0, pilotShare);
+    }
+
+    // 19. Rating and the airline's reputation change.
+    int rating = 100;
+    airline.Reputation = 1;
+    std::string reasons;
+    for (const struct_penalty& penalty : m_penalties) {
+        if (penalty.active == 0) {
+            continue;
+        }
+        rating -= penalty.ratingDeduction;
+        airline.Reputation -= penalty.reputationDeduction;
+        reasons += recordText(penalty.text) + " | ";
+    }
+    putText(report.Rating, intText(rating));
+    putText(report.Ratingreasons, reasons);
+
+    // 20. A positioning flight earns nothing and is not rated: the pilot pays
+    // the fuel.
+    if (logFlightType == kPositioningFlightType) {
+        putText(report.Dep, recordText(log.Departure));
+        putText(report.Pln_Arr, recordText(log.Arrival));
+        putText(report.FlightType, "2");
+        report.Bonus = 0;
+        report.Crew = 0;
+        report.Profit = 0;
+        report.Salary = -truncated(textToDouble(report.Fuel_Bought) * fuelPrice);
+        putText(report.Rating, "100");
+        putText(report.Ratingreasons, "");
+        airline.Reputation = 0;
+    }
+    return 1;
+}
