@@ -192,19 +192,7 @@ TEST_F(FlightFaultTest, Detach_stopsTheModel_andTheHookIsGone) {
     EXPECT_FALSE(model.isAttached());
 }
 
-class FlightWithPluginTest : public TestbedTest {
-protected:
-    void SetUp() override {
-        TestbedTest::SetUp();
-        sim().setRootFolder(root.path());
-    }
-    void TearDown() override {
-        if (sim().isPluginLoaded()) {
-            sim().unloadPlugin();
-        }
-    }
-    quelby_test::ScratchFolder root{"quelby-testbed-flight"};
-};
+using FlightWithPluginTest = PluginTestbedTest;
 
 TEST_F(FlightWithPluginTest, RealPluginLoaded_flightArrives_withoutMisuseOfTheSdk) {
     FlightModel model(flight_test::frankfurtToMunich().build());

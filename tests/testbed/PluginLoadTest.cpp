@@ -13,19 +13,7 @@
 
 namespace {
 
-class PluginLoadTest : public TestbedTest {
-protected:
-    void SetUp() override {
-        TestbedTest::SetUp();
-        sim().setRootFolder(root.path());
-    }
-    void TearDown() override {
-        if (sim().isPluginLoaded()) {
-            sim().unloadPlugin();
-        }
-    }
-    quelby_test::ScratchFolder root{"quelby-testbed-root"};
-};
+using PluginLoadTest = PluginTestbedTest;
 
 TEST_F(PluginLoadTest, RealPlugin_loadsUnloadsAndLoadsAgain) {
     const std::string before = std::filesystem::current_path().string();
