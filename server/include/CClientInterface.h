@@ -164,6 +164,9 @@ private:
     bool format(const char* fmt, ...) __attribute__((format(printf, 2, 3)));
     // Appends "&code=" and the request code.
     bool appendCode();
+    // Sends the request just formatted (with its code when the site wants
+    // one); a request that could not be formatted is not sent.
+    int send(bool formatted, bool withCode);
     int parseAnswer();
     bool appendLine(const char* line, bool header);
     void setClosestAirport(const std::string& icao);

@@ -28,13 +28,18 @@ void copyText(char (&field)[N], const char* text) {
 
 }  // namespace
 
-int CClientInterface::readPilot() {
-    m_pilot.reset();
-    if (!format("function=getpilot&user=%s&pass=%s&system=%s&intern_ts=%d", m_loginUser,
-                m_loginPassword, m_systemToken.c_str(), m_internTs)) {
+int CClientInterface::send(bool formatted, bool withCode) {
+    if (!formatted || (withCode && !appendCode())) {
         return setError(kBadData);
     }
-    const int result = readURL(m_request.data());
+    return readURL(m_request.data());
+}
+
+int CClientInterface::readPilot() {
+    m_pilot.reset();
+    const int result = send(format("function=getpilot&user=%s&pass=%s&system=%s&intern_ts=%d",
+                                   m_loginUser, m_loginPassword, m_systemToken.c_str(), m_internTs),
+                            false);
     if (result == kSuccess) {
         m_pilot.fill(*this, 0);
         const std::string id = recordText(m_pilot.ID);
@@ -51,11 +56,9 @@ int CClientInterface::readRoute() {
     m_log.reset();
     m_aircraft.reset();
     m_virtualAirline.reset();
-    if (!format("function=getroute&intern_ts=%d&user=%s&pass=%s", m_internTs, m_loginUser,
-                m_loginPassword)) {
-        return setError(kBadData);
-    }
-    const int result = readURL(m_request.data());
+    const int result = send(format("function=getroute&intern_ts=%d&user=%s&pass=%s", m_internTs,
+                                   m_loginUser, m_loginPassword),
+                            false);
     if (result != kSuccess) {
         return result;
     }
@@ -137,11 +140,10 @@ int CClientInterface::readClosestAirport(double lon, double lat) {
         setClosestAirport(cached);
         return kSuccess;
     }
-    if (!format("function=getclosestairport&Lon1=%f&Lon2=%f&Lat1=%f&Lat2=%f&intern_ts=%d",
-                lon - 1.0, lon + 1.0, lat - 1.0, lat + 1.0, m_internTs)) {
-        return setError(kBadData);
-    }
-    const int result = readURL(m_request.data());
+    const int result =
+        send(format("function=getclosestairport&Lon1=%f&Lon2=%f&Lat1=%f&Lat2=%f&intern_ts=%d",
+                    lon - 1.0, lon + 1.0, lat - 1.0, lat + 1.0, m_internTs),
+             false);
     if (result == kSuccess) {
         for (int row = 0;; ++row) {
             double airportLon = 0.0, airportLat = 0.0, fuelPrice = 0.0;
@@ -160,10 +162,7 @@ int CClientInterface::readClosestAirport(double lon, double lat) {
 }
 
 int CClientInterface::readNews() {
-    if (!format("function=getnews&intern_ts=%d", m_internTs)) {
-        return setError(kBadData);
-    }
-    const int result = readURL(m_request.data());
+    const int result = send(format("function=getnews&intern_ts=%d", m_internTs), false);
     if (result == kSuccess) {
         m_news.fill(*this, 0);
     }
@@ -188,10 +187,7 @@ float CClientInterface::readFuelPrice(const char* icao) {
 }
 
 int CClientInterface::readTimestamp() {
-    if (!format("function=gettimestamp&intern_ts=%d", m_internTs)) {
-        return setError(kBadData);
-    }
-    const int result = readURL(m_request.data());
+    const int result = send(format("function=gettimestamp&intern_ts=%d", m_internTs), false);
     if (result == kSuccess) {
         int timestamp = 0;
         if (getData("UNIX_TIMESTAMP()", 0, timestamp) == 0) m_log.Timestamp = timestamp;
@@ -200,10 +196,7 @@ int CClientInterface::readTimestamp() {
 }
 
 int CClientInterface::readClient() {
-    if (!format("function=getversion&intern_ts=%d", m_internTs)) {
-        return setError(kBadData);
-    }
-    const int result = readURL(m_request.data());
+    const int result = send(format("function=getversion&intern_ts=%d", m_internTs), false);
     if (result == kSuccess) {
         static const char* const kKeys[5] = {"Version", "BetaVersion", "FSUIPC_FS2004",
                                              "FSUIPC_FSX", "SimConnect"};
@@ -218,23 +211,18 @@ int CClientInterface::readClient() {
 }
 
 int CClientInterface::resetFlight() {
-    if (!format("function=resetflight&intern_ts=%d&flighttype=%s&user=%s&pass=%s&intern_ts=%d",
-                m_internTs, recordText(m_route.FlightType).c_str(), m_loginUser, m_loginPassword,
-                m_internTs) ||
-        !appendCode()) {
-        return setError(kBadData);
-    }
-    return readURL(m_request.data());
+    return send(
+        format("function=resetflight&intern_ts=%d&flighttype=%s&user=%s&pass=%s&intern_ts=%d",
+               m_internTs, recordText(m_route.FlightType).c_str(), m_loginUser, m_loginPassword,
+               m_internTs),
+        true);
 }
 
 int CClientInterface::resetPositionLog() {
-    if (!format("function=resetpositionlog&intern_ts=%d&logid=%s&user=%s&pass=%s&intern_ts=%d",
-                m_internTs, recordText(m_log.ID).c_str(), m_loginUser, m_loginPassword,
-                m_internTs) ||
-        !appendCode()) {
-        return setError(kBadData);
-    }
-    const int result = readURL(m_request.data());
+    const int result = send(
+        format("function=resetpositionlog&intern_ts=%d&logid=%s&user=%s&pass=%s&intern_ts=%d",
+               m_internTs, recordText(m_log.ID).c_str(), m_loginUser, m_loginPassword, m_internTs),
+        true);
     if (result != kSuccess) {
         m_pLogger->error(m_lastMessage);
     }
