@@ -21,14 +21,21 @@
 struct tagAircraftData {
     // The flight phase lives in the first field so that every reader of the
     // record sees the phase the flight state machine keeps.
-    int32_t nFlightState;           // 0
-    uint8_t flags[4];               // 4
-    double dLatitude;               // 8, degrees
-    double dLongitude;              // 16, degrees
-    double dReserved24;             // 24
-    double dReserved32;             // 32
-    float fHeading;                 // 40, degrees
-    uint8_t reserved44[4];          // 44
+    int32_t nFlightState;  // 0
+    // The flight's status flags. Set by the flight workflow, never read
+    // from the simulator.
+    bool bEmergency;         // 4, the pilot declared an emergency
+    bool bDamaged;           // 5, the aircraft took damage in flight
+    uint8_t flags6[2];       // 6
+    double dLatitude;        // 8, degrees
+    double dLongitude;       // 16, degrees
+    double dStartLatitude;   // 24, degrees, where the flight started
+    double dStartLongitude;  // 32, degrees
+    float fHeading;          // 40, degrees
+    // How hard the aircraft was damaged, in tenths of a percentage point
+    // taken off each part's condition (1000 takes it all); counts only
+    // while bDamaged is set.
+    float fDamageAmount;            // 44
     bool bParkingBrake;             // 48
     bool bOnGround;                 // 49
     uint8_t pad50[2];               // 50
@@ -45,11 +52,16 @@ struct tagAircraftData {
     bool bGearDown;                 // 89
     uint8_t pad90[2];               // 90
     float fFlapsRatio;              // 92, handle ratio 0..1
-    int32_t nReserved96[3];         // 96
-    int32_t nReserved108;           // 108, -1 after reset()
-    int32_t nReserved112;           // 112, -1 after reset()
-    uint8_t reserved116[12];        // 116
-    int32_t nSimulationRate;        // 128, factor
+    // The load as flown, set when the booked flight is confirmed.
+    int32_t nPassengers;               // 96
+    int32_t nCargoKg;                  // 100
+    int32_t nFuelDepartureKg;          // 104, fuel on board at flight start
+    int32_t nReserved108;              // 108, -1 after reset()
+    int32_t nReserved112;              // 112, -1 after reset()
+    int32_t nFuelTakeOffKg;            // 116, fuel on board at take-off
+    int32_t nFuelLandingKg;            // 120, fuel on board at landing
+    int32_t nLandingVerticalSpeedFpm;  // 124, at touchdown, negative descending
+    int32_t nSimulationRate;           // 128, factor
     // ICAO code of the nearest airport (up to 4 letters and the terminator),
     // filled by the simulator adapter from the closest-airport query; it
     // takes the first 5 of the 12 bytes that were spare here.
@@ -86,13 +98,15 @@ static_assert(std::is_standard_layout<tagAircraftData>::value &&
               "the record is saved byte for byte");
 static_assert(sizeof(tagAircraftData) == 192, "saved record size");
 static_assert(offsetof(tagAircraftData, nFlightState) == 0, "saved record layout");
-static_assert(offsetof(tagAircraftData, flags) == 4, "saved record layout");
+static_assert(offsetof(tagAircraftData, bEmergency) == 4, "saved record layout");
+static_assert(offsetof(tagAircraftData, bDamaged) == 5, "saved record layout");
+static_assert(offsetof(tagAircraftData, flags6) == 6, "saved record layout");
 static_assert(offsetof(tagAircraftData, dLatitude) == 8, "saved record layout");
 static_assert(offsetof(tagAircraftData, dLongitude) == 16, "saved record layout");
-static_assert(offsetof(tagAircraftData, dReserved24) == 24, "saved record layout");
-static_assert(offsetof(tagAircraftData, dReserved32) == 32, "saved record layout");
+static_assert(offsetof(tagAircraftData, dStartLatitude) == 24, "saved record layout");
+static_assert(offsetof(tagAircraftData, dStartLongitude) == 32, "saved record layout");
 static_assert(offsetof(tagAircraftData, fHeading) == 40, "saved record layout");
-static_assert(offsetof(tagAircraftData, reserved44) == 44, "saved record layout");
+static_assert(offsetof(tagAircraftData, fDamageAmount) == 44, "saved record layout");
 static_assert(offsetof(tagAircraftData, bParkingBrake) == 48, "saved record layout");
 static_assert(offsetof(tagAircraftData, bOnGround) == 49, "saved record layout");
 static_assert(offsetof(tagAircraftData, pad50) == 50, "saved record layout");
@@ -109,10 +123,14 @@ static_assert(offsetof(tagAircraftData, bLandingLights) == 88, "saved record lay
 static_assert(offsetof(tagAircraftData, bGearDown) == 89, "saved record layout");
 static_assert(offsetof(tagAircraftData, pad90) == 90, "saved record layout");
 static_assert(offsetof(tagAircraftData, fFlapsRatio) == 92, "saved record layout");
-static_assert(offsetof(tagAircraftData, nReserved96) == 96, "saved record layout");
+static_assert(offsetof(tagAircraftData, nPassengers) == 96, "saved record layout");
+static_assert(offsetof(tagAircraftData, nCargoKg) == 100, "saved record layout");
+static_assert(offsetof(tagAircraftData, nFuelDepartureKg) == 104, "saved record layout");
 static_assert(offsetof(tagAircraftData, nReserved108) == 108, "saved record layout");
 static_assert(offsetof(tagAircraftData, nReserved112) == 112, "saved record layout");
-static_assert(offsetof(tagAircraftData, reserved116) == 116, "saved record layout");
+static_assert(offsetof(tagAircraftData, nFuelTakeOffKg) == 116, "saved record layout");
+static_assert(offsetof(tagAircraftData, nFuelLandingKg) == 120, "saved record layout");
+static_assert(offsetof(tagAircraftData, nLandingVerticalSpeedFpm) == 124, "saved record layout");
 static_assert(offsetof(tagAircraftData, nSimulationRate) == 128, "saved record layout");
 static_assert(offsetof(tagAircraftData, closestAirport) == 132, "saved record layout");
 static_assert(offsetof(tagAircraftData, reserved137) == 137, "saved record layout");

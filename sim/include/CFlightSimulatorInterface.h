@@ -76,6 +76,16 @@ public:
     // The fuel on board: the sum of all tank quantities, rounded to whole kg.
     int getTotalFuelKg() const;
 
+    // The flight-data status that lets a position entry below 1500 ft go to
+    // the website at once: the aircraft is off the ground (the approach and
+    // the climb-out, not the taxi).
+    bool isAirborne() const { return !m_aircraftData.bOnGround; }
+    // The simulator reported a crash: the wreck is damaged beyond repair, so
+    // the report takes every part's condition to 0.
+    void setCrashed();
+    // Damage amount of a total loss, in the record's tenths of a percentage point.
+    static constexpr float kTotalLossDamage = 1000.0f;
+
 protected:
     std::string m_interfaceName;
     bool m_bLandingLightOverride = false;

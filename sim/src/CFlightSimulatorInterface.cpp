@@ -79,3 +79,9 @@ int CFlightSimulatorInterface::getTotalFuelKg() const {
     }
     return static_cast<int>(totalKg + 0.5f);
 }
+
+void CFlightSimulatorInterface::setCrashed() {
+    m_aircraftData.bCrashed = true;
+    m_aircraftData.bDamaged = true;
+    m_aircraftData.fDamageAmount = kTotalLossDamage;
+}
