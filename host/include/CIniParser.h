@@ -66,6 +66,15 @@ public:
     // Writes the settings file, then the report file. Each is replaced as a
     // whole or not at all; returns true when both were saved.
     bool saveFiles();
+    // One file alone, for callers that must control which of the two
+    // reaches the disk first.
+    bool saveConfigFile();
+    bool saveReportFile();
+    // The exact bytes the report file receives at its next save.
+    std::string getReportFileText() const;
+    // The bytes of the report file as it is on disk now; empty when it
+    // cannot be read.
+    std::string readReportFileFromDisk() const;
     // Empties the report store in memory; callers save afterwards.
     void resetBackupFile();
     const std::string& getBackupReportFilename() const { return m_reportFileName; }

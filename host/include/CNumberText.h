@@ -5,9 +5,24 @@
 // Threads: any.
 #pragma once
 
+#include <locale.h>
+
 namespace CNumberText {
 
 double toDouble(const char* text);
 int toInt(const char* text);
+
+// While it lives, printf-style formatting on this thread writes numbers in
+// the "C" locale (a point as decimal separator), whatever the simulator set.
+class CClassicFormatting {
+public:
+    CClassicFormatting();
+    ~CClassicFormatting();
+    CClassicFormatting(const CClassicFormatting&) = delete;
+    CClassicFormatting& operator=(const CClassicFormatting&) = delete;
+
+private:
+    locale_t m_previous;
+};
 
 }  // namespace CNumberText

@@ -249,9 +249,34 @@ bool CIniParser::saveStore(const CSimpleIniA& store, const std::string& fileName
 }
 
 bool CIniParser::saveFiles() {
-    const bool configSaved = saveStore(m_configStore, m_configFileName);
-    const bool reportSaved = saveStore(m_reportStore, m_reportFileName);
+    const bool configSaved = saveConfigFile();
+    const bool reportSaved = saveReportFile();
     return configSaved && reportSaved;
+}
+
+bool CIniParser::saveConfigFile() { return saveStore(m_configStore, m_configFileName); }
+
+bool CIniParser::saveReportFile() { return saveStore(m_reportStore, m_reportFileName); }
+
+std::string CIniParser::getReportFileText() const {
+    std::string data;
+    try {
+        if (m_reportStore.Save(data) < 0) {
+            data.clear();
+        }
+    } catch (const std::exception& e) {
+        m_pLogger->error(std::string("Could not format the report INI-file: ") + e.what());
+        data.clear();
+    }
+    return data;
+}
+
+std::string CIniParser::readReportFileFromDisk() const {
+    std::ifstream in(m_reportFileName, std::ios::binary);
+    if (!in) {
+        return std::string();
+    }
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 void CIniParser::resetBackupFile() { m_reportStore.Reset(); }

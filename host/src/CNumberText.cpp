@@ -41,4 +41,8 @@ int toInt(const char* text) {
     return static_cast<int>(value);
 }
 
+CClassicFormatting::CClassicFormatting() : m_previous(uselocale(cLocale())) {}
+
+CClassicFormatting::~CClassicFormatting() { uselocale(m_previous); }
+
 }  // namespace CNumberText
