@@ -145,18 +145,7 @@ public:
     double m_fuelPrice = 0.0;
 
     // The position that writePositionLog sends; the tracker fills it.
-    struct tPosition {
-        int timestamp = 0;
-        float longitude = 0.0f;
-        float latitude = 0.0f;
-        int heading = 0;
-        int altitude = 0;
-        int groundElevation = 0;
-        int groundSpeed = 0;
-        int simulationRate = 0;
-        int fuel = 0;
-        int positionId = 0;
-    } m_position;
+    tquelby_position_logs m_position{};
 
 private:
     // Formats a request into the request buffer; false (logged) when it does

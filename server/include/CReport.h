@@ -8,36 +8,13 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <vector>
+
+#include "ServerRecords.h"
 
 class CClientInterface;
 class CFlightSimulatorInterface;
 class CLogger;
-
-// What the report needs of the finished flight that the simulator snapshot
-// does not hold. The flight workflow fills it before the report is made.
-struct tFlightFacts {
-    // Passengers on board, as loaded for the booked flight.
-    int passengers = 0;
-    // Cargo on board, kg, as loaded for the booked flight.
-    int cargoKg = 0;
-    // 1 when the pilot declared an emergency landing (the user interface's
-    // button), else 0.
-    int emergencyLanding = 0;
-    // The simulator clock at arrival, "HHMM": zulu and local time.
-    std::string arrivalTime;
-    std::string localArrivalTime;
-    // Vertical speed at touchdown, ft/min, negative when descending.
-    int landingVerticalSpeedFpm = 0;
-    // Whether the aircraft was damaged during the flight (failures or a hard
-    // landing), and by how much: percent points off each part's state.
-    bool damaged = false;
-    float damagePercent = 0.0f;
-    // Fuel on board, kg: at departure (flight start), at take-off and at
-    // landing.
-    int fuelDepartureKg = 0;
-    int fuelTakeOffKg = 0;
-    int fuelLandingKg = 0;
-};
 
 // One penalty slot. Saved byte for byte into the report backup, so its 268
 // bytes are a file format.
@@ -65,13 +42,22 @@ static_assert(offsetof(struct_penalty, reputationDeduction) == 264, "saved penal
 //
 // The report is written into the client interface's records (m_report, and
 // the log, route, aircraft and airline records it adjusts); the simulator
-// interface gives the aircraft's position, flight state and flight timer.
-// Neither is owned.
+// interface gives the flight's facts: position, flight state, flight timer,
+// load, fuel readings, touchdown and damage. Neither is owned.
+//
+// A report that cannot be uploaded is kept in the report file, sealed by a
+// code in the settings file. Sealing is ordered so that a plug-in or
+// simulator that dies at any moment leaves either the previous backup or the
+// new one complete and valid on disk.
 class CReport {
 public:
     static constexpr int kNumPenaltySlots = 11;
     // The flight state number of a crashed aircraft.
     static constexpr int kFlightStateCrashed = 8;
+    // Tracker failures in a row after which position uploads stop for good.
+    static constexpr int kMaxTrackerFailures = 16;
+    // Entries below this height above ground wait for the end of the flight.
+    static constexpr int kPositionLogMinHeightFt = 1500;
 
     CReport();
     CReport(CFlightSimulatorInterface* simulator, CClientInterface* client);
@@ -88,7 +74,9 @@ public:
     bool isPenalty(int kind) const;
     // Clears the slot's active flag.
     void deletePenalty(int kind);
-    // Starts a new flight's penalties: slots 0 to 9 emptied, slot 10 kept.
+    // Starts a new flight: the airline, pilot (keeping the login) and report
+    // records reset, penalty slots 0 to 9 emptied, slot 10 kept, the kept
+    // position entries dropped.
     void resetCReport();
 
     // The slot (0 to 10), or null when there is no such slot.
@@ -100,8 +88,6 @@ public:
         m_pSimulator = simulator;
     }
     void setClientInterface(CClientInterface* client) { m_pClient = client; }
-    void setFlightFacts(const tFlightFacts& facts) { m_facts = facts; }
-    const tFlightFacts& getFlightFacts() const { return m_facts; }
 
     // Fills the client's report record from the finished flight: route and
     // crew, arrival airport and times, aircraft wear, fuel, revenue, salary,
@@ -110,10 +96,86 @@ public:
     // set it changes nothing. Returns 1.
     int createReport();
 
+    // --- upload, or keep the report for later ---
+
+    // Uploads the report; on any failure writes the backup instead. Returns 1
+    // when uploaded.
+    int writeReport(bool manual);
+    // Writes the backup and seals it. Returns 1, or 0 (logged) when the files
+    // could not be written, in which case the previous files stay as they were.
+    int createBackup();
+    // The code of the report file as it is on disk now: three characters.
+    std::string calcBackupCode();
+    // The code of a report file's bytes.
+    static std::string backupCodeOf(const std::string& fileText);
+    // Whether the settings' code matches the report file.
+    bool checkBackupCode();
+    // Whether a backup waits for upload. Completes a sealing that a crash
+    // interrupted first.
+    bool isBackupReport();
+    // Verifies the backup, loads its records (not the logged-in pilot) and
+    // makes the report again from them. Returns 1 when loaded, 0 when the
+    // code is wrong.
+    int loadBackup();
+    // Drops the backup. Returns 1.
+    int deleteBackup();
+
+    // Standard base64 without line breaks. Encoding stops before an input
+    // byte once the output holds limit characters or more, so the output
+    // holds at most limit rounded up to a multiple of 4 characters.
+    static std::string base64_encode(const std::string& source, int limit);
+    // Stops at the first "=", at the first character outside the alphabet,
+    // or when limit bytes are decoded.
+    static std::string base64_decode(const std::string& source, int limit);
+
+    // --- position tracker ---
+
+    // One live-map step; returns 0 when it failed.
+    int uploadTrackerData();
+    // Takes one position entry and sends it when it should go now; otherwise
+    // (or when sending fails) keeps it for after the report. Returns 1 when sent.
+    int uploadPositionLog();
+    // Sends every kept entry once, in order, with the number it was given.
+    void uploadFailedPositionLogs();
+    // At flight start: the website drops the flight's position log, the kept
+    // entries go and numbering starts again at 0.
+    void resetPositionLog();
+    // Switches the tracker and the position upload.
+    void setTracker(bool on) { m_bTrackerEnabled = on; }
+    bool isTrackerEnabled() const { return m_bTrackerEnabled; }
+    // The kept entries into or out of the report store.
+    void backupPositionLogs();
+    void loadPositionLogs();
+    const std::vector<tquelby_position_logs>& getFailedPositionLogs() const {
+        return m_failedPositionLogs;
+    }
+
+    // Called after each step of sealing a backup that reached the disk, with
+    // the step's number: 1 the code announced, 2 the report file written,
+    // 3 the backup marked. Crash tests end the process there.
+    using BackupStepHook = void (*)(int step);
+    static void setBackupStepHookForTests(BackupStepHook hook);
+
 private:
+    bool finishInterruptedBackup();
+    void writePenaltySlots() const;
+    void readPenaltySlots();
+
     std::unique_ptr<CLogger> m_pLogger;
     CFlightSimulatorInterface* m_pSimulator = nullptr;
     CClientInterface* m_pClient = nullptr;
-    tFlightFacts m_facts;
     struct_penalty m_penalties[kNumPenaltySlots];
+
+    // The aircraft record as the flight left it, before the report added its
+    // wear and fuel multiplier: the backup keeps this one, so that making
+    // the report again from the backup gives the same report.
+    tTarvex_Aircrafts m_aircraftBeforeReport;
+    bool m_bHaveAircraftBeforeReport = false;
+    // The last code computed, as a terminated text.
+    char m_backupCode[4] = {0};
+
+    bool m_bTrackerEnabled = true;
+    std::vector<tquelby_position_logs> m_failedPositionLogs;
+    int m_nextPositionId = 0;
+    int m_trackerFailures = 0;
 };

@@ -36,6 +36,15 @@ std::string recordText(const char (&field)[N]) {
     return std::string(field, length);
 }
 
+// Writes a text into a record's text field: cut at the field's width and
+// zero-filled behind, so a text that fills the field has no terminator, as a
+// field filled from an answer.
+template <std::size_t N>
+void setRecordText(char (&field)[N], const std::string& text) {
+    std::memset(field, 0, N);
+    std::memcpy(field, text.data(), text.size() < N ? text.size() : N);
+}
+
 static_assert(sizeof(float) == 4 && sizeof(double) == 8,
               "the saved records need IEEE single and double floats");
 
@@ -453,8 +462,10 @@ static_assert(offsetof(tTarvex_Reports, OS) == 4296, "saved record layout");
 
 // Threads: the client thread.
 //
-// The booked aircraft type's figures, from "getroute" ("d_" keys). Only kept
-// while the client runs, never saved.
+// The booked aircraft type's figures, from "getroute" ("d_" keys). Saved
+// with a report backup, because the report's money and the aircraft's value
+// depend on them and the next booking may be of another type.
+#pragma pack(push, 4)
 struct tAircraftTypeData {
     int32_t Price = 0;
     int32_t DOW = 0;   // dry operating weight, kg
@@ -465,7 +476,54 @@ struct tAircraftTypeData {
     // Every figure 0.
     void reset() { *this = tAircraftTypeData(); }
     void fill(CAnswerFields& answer, int row);
+    // Section "Report", key "AircraftType" of the report store.
+    bool backup() const;
+    bool load();
 };
+
+// Threads: the client thread (the position tracker).
+//
+// One position of the flight's position log, as sent to the website and as
+// kept in the report backup ("positiondata" entries), so its 40 bytes are a
+// file format.
+struct tquelby_position_logs {
+    int32_t Timestamp;        // flight time, s
+    float Longitude;          // degrees
+    float Latitude;           // degrees
+    int32_t Heading;          // degrees, truncated
+    int32_t Altitude;         // ft: height above ground plus ground elevation
+    int32_t GroundElevation;  // ft
+    int32_t GroundSpeed;      // kts
+    int32_t Fuel;             // kg on board
+    int32_t SimulationRate;   // factor
+    int32_t PositionId;       // running number of the entry in its flight, from 0
+};
+#pragma pack(pop)
+
+static_assert(std::is_standard_layout<tAircraftTypeData>::value &&
+                  std::is_trivially_copyable<tAircraftTypeData>::value,
+              "the record is saved byte for byte");
+static_assert(sizeof(tAircraftTypeData) == 24, "saved record size");
+static_assert(offsetof(tAircraftTypeData, Price) == 0, "saved record layout");
+static_assert(offsetof(tAircraftTypeData, DOW) == 4, "saved record layout");
+static_assert(offsetof(tAircraftTypeData, MTOW) == 8, "saved record layout");
+static_assert(offsetof(tAircraftTypeData, Engines) == 12, "saved record layout");
+static_assert(offsetof(tAircraftTypeData, Ticket) == 16, "saved record layout");
+
+static_assert(std::is_standard_layout<tquelby_position_logs>::value &&
+                  std::is_trivially_copyable<tquelby_position_logs>::value,
+              "the entry is saved byte for byte");
+static_assert(sizeof(tquelby_position_logs) == 40, "saved entry size");
+static_assert(offsetof(tquelby_position_logs, Timestamp) == 0, "saved entry layout");
+static_assert(offsetof(tquelby_position_logs, Longitude) == 4, "saved entry layout");
+static_assert(offsetof(tquelby_position_logs, Latitude) == 8, "saved entry layout");
+static_assert(offsetof(tquelby_position_logs, Heading) == 12, "saved entry layout");
+static_assert(offsetof(tquelby_position_logs, Altitude) == 16, "saved entry layout");
+static_assert(offsetof(tquelby_position_logs, GroundElevation) == 20, "saved entry layout");
+static_assert(offsetof(tquelby_position_logs, GroundSpeed) == 24, "saved entry layout");
+static_assert(offsetof(tquelby_position_logs, Fuel) == 28, "saved entry layout");
+static_assert(offsetof(tquelby_position_logs, SimulationRate) == 32, "saved entry layout");
+static_assert(offsetof(tquelby_position_logs, PositionId) == 36, "saved entry layout");
 
 // Threads: as CAirportCache (client thread).
 //

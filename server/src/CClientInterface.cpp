@@ -176,6 +176,7 @@ std::string CClientInterface::calcCode(const char* request) {
 }
 
 bool CClientInterface::format(const char* fmt, ...) {
+    const CNumberText::CClassicFormatting classic;
     va_list args;
     va_start(args, fmt);
     const int length = std::vsnprintf(m_request.data(), m_request.size(), fmt, args);

@@ -17,15 +17,6 @@ namespace {
 // Two airports nearer than 0.05 degrees (squared) count as the same place.
 constexpr double kNearbyDegreesSquared = 0.0025;
 
-// A record's text field takes at most its width; a text that fills it has no
-// terminator, as a field filled from an answer.
-template <size_t N>
-void copyText(char (&field)[N], const char* text) {
-    const size_t length = std::strlen(text);
-    std::memset(field, 0, N);
-    std::memcpy(field, text, length < N ? length : N);
-}
-
 }  // namespace
 
 int CClientInterface::send(bool formatted, bool withCode) {
@@ -182,7 +173,7 @@ float CClientInterface::readFuelPrice(const char* icao) {
     m_fuelPrice = static_cast<float>(price);
     char text[64];
     std::snprintf(text, sizeof(text), "%f", static_cast<float>(price));
-    copyText(m_report.Fuelprice, text);
+    setRecordText(m_report.Fuelprice, text);
     return static_cast<float>(price);
 }
 
@@ -245,15 +236,15 @@ int CClientInterface::writeLog() {
 }
 
 int CClientInterface::writePositionLog() {
-    const tPosition& p = m_position;
+    const tquelby_position_logs& p = m_position;
     if (!format("function=writepositionlog&intern_ts=%d&user=%s&pass=%s&LogId=%d&Timestamp=%d&"
                 "Longitude=%f&Latitude=%f&Heading=%d&Altitude=%d&GroundElevation=%d&GroundSpeed=%d&"
                 "SimulationRate=%d&ReportId=%s&Fuel=%d&PositionId=%d",
                 m_internTs, recordText(m_pilot.User).c_str(), recordText(m_pilot.Password).c_str(),
-                CNumberText::toInt(recordText(m_log.ID).c_str()), p.timestamp,
-                static_cast<double>(p.longitude), static_cast<double>(p.latitude), p.heading,
-                p.altitude, p.groundElevation, p.groundSpeed, p.simulationRate,
-                recordText(m_report.ReportId).c_str(), p.fuel, p.positionId) ||
+                CNumberText::toInt(recordText(m_log.ID).c_str()), p.Timestamp,
+                static_cast<double>(p.Longitude), static_cast<double>(p.Latitude), p.Heading,
+                p.Altitude, p.GroundElevation, p.GroundSpeed, p.SimulationRate,
+                recordText(m_report.ReportId).c_str(), p.Fuel, p.PositionId) ||
         !appendCode()) {
         return 0;
     }
@@ -283,9 +274,9 @@ int CClientInterface::writeEventLog(int timestamp, int speed, const char* flight
 
 int CClientInterface::writeReport(bool manual) {
     tTarvex_Reports& r = m_report;
-    if (recordText(r.Fuelprice).empty()) copyText(r.Fuelprice, "1.25");
-    if (recordText(r.Deptime).empty()) copyText(r.Deptime, "0");
-    if (recordText(r.Loc_Deptime).empty()) copyText(r.Loc_Deptime, "0");
+    if (recordText(r.Fuelprice).empty()) setRecordText(r.Fuelprice, "1.25");
+    if (recordText(r.Deptime).empty()) setRecordText(r.Deptime, "0");
+    if (recordText(r.Loc_Deptime).empty()) setRecordText(r.Loc_Deptime, "0");
     const int profitMultiplied = CNumberText::toInt(recordText(r.Multiplier).c_str()) * r.Profit;
     if (!format(
             "function=writereport&intern_ts=%d&user=%s&pass=%s&AC_Type=%s&AC_ID=%s&PIC=%s&Pilot_ID="

@@ -5,6 +5,7 @@
 #include <boost/format.hpp>
 #include <cstring>
 
+#include "CClientInterface.h"
 #include "CLogger.h"
 
 namespace {
@@ -45,6 +46,7 @@ CReport::CReport() : CReport(nullptr, nullptr) {}
 CReport::CReport(CFlightSimulatorInterface* simulator, CClientInterface* client)
     : m_pLogger(std::make_unique<CLogger>("CReport")), m_pSimulator(simulator), m_pClient(client) {
     std::memset(m_penalties, 0, sizeof(m_penalties));
+    std::memset(&m_aircraftBeforeReport, 0, sizeof(m_aircraftBeforeReport));
 }
 
 CReport::~CReport() = default;
@@ -77,9 +79,24 @@ void CReport::deletePenalty(int kind) {
 }
 
 void CReport::resetCReport() {
+    if (m_pClient != nullptr) {
+        // The login outlives the flight.
+        tTarvex_Pilots& pilot = m_pClient->m_pilot;
+        char user[sizeof(pilot.User)];
+        char password[sizeof(pilot.Password)];
+        std::memcpy(user, pilot.User, sizeof(user));
+        std::memcpy(password, pilot.Password, sizeof(password));
+        pilot.reset();
+        std::memcpy(pilot.User, user, sizeof(user));
+        std::memcpy(pilot.Password, password, sizeof(password));
+        m_pClient->m_virtualAirline.reset();
+        m_pClient->m_report.reset();
+    }
     for (int slot = 0; slot < kNumPenaltyKinds; ++slot) {
         std::memset(&m_penalties[slot], 0, sizeof(m_penalties[slot]));
     }
+    m_failedPositionLogs.clear();
+    m_bHaveAircraftBeforeReport = false;
 }
 
 const struct_penalty* CReport::getPenalty(int slot) const {

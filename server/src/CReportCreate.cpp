@@ -23,15 +23,6 @@ constexpr int kCrashKind = 2;
 constexpr int kFuelExhaustedKind = 8;
 constexpr int kPositioningFlightType = 2;
 
-// Writes text into a record's text field: cut at the field's width and
-// zero-filled behind, so a text that fills the field has no terminator, as in
-// every record.
-template <std::size_t N>
-void putText(char (&field)[N], const std::string& text) {
-    std::memset(field, 0, N);
-    std::memcpy(field, text.data(), std::min(N, text.size()));
-}
-
 template <std::size_t N>
 int textToInt(const char (&field)[N]) {
     return CNumberText::toInt(recordText(field).c_str());
@@ -117,22 +108,25 @@ int CReport::createReport() {
     tTarvex_Routes& route = client.m_route;
     tTarvex_Aircrafts& aircraft = client.m_aircraft;
     tTarvex_VirtualAirlines& airline = client.m_virtualAirline;
+    m_aircraftBeforeReport = aircraft;
+    m_bHaveAircraftBeforeReport = true;
 
     // 1. The load as flown.
-    putText(log.Passengers, intText(m_facts.passengers));
-    putText(log.Cargo, intText(m_facts.cargoKg));
+    setRecordText(log.Passengers, intText(aircraftData.nPassengers));
+    setRecordText(log.Cargo, intText(aircraftData.nCargoKg));
 
     // 2. Who flew what from where.
-    putText(report.AC_Type, recordText(aircraft.Type));
-    putText(report.AC_ID, recordText(log.AC_ID));
-    putText(report.PIC, recordText(client.m_pilot.Name) + " " + recordText(client.m_pilot.Surname));
-    putText(report.Pilot_ID, recordText(client.m_pilot.ID));
-    putText(report.PID, recordText(client.m_pilot.VA_User));
-    putText(report.VA, recordText(airline.Name));
-    putText(report.VA_ID, recordText(airline.ID));
-    putText(report.Number, recordText(route.Number));
-    putText(report.Dep, recordText(log.Departure));
-    putText(report.Pln_Arr, recordText(route.Arr));
+    setRecordText(report.AC_Type, recordText(aircraft.Type));
+    setRecordText(report.AC_ID, recordText(log.AC_ID));
+    setRecordText(report.PIC,
+                  recordText(client.m_pilot.Name) + " " + recordText(client.m_pilot.Surname));
+    setRecordText(report.Pilot_ID, recordText(client.m_pilot.ID));
+    setRecordText(report.PID, recordText(client.m_pilot.VA_User));
+    setRecordText(report.VA, recordText(airline.Name));
+    setRecordText(report.VA_ID, recordText(airline.ID));
+    setRecordText(report.Number, recordText(route.Number));
+    setRecordText(report.Dep, recordText(log.Departure));
+    setRecordText(report.Pln_Arr, recordText(route.Arr));
 
     // 3. Where it ended; a wreck is not looked up, and no airport found
     // leaves Arr as it was.
@@ -140,13 +134,14 @@ int CReport::createReport() {
         client.readClosestAirport(aircraftData.dLongitude, aircraftData.dLatitude);
         const std::string closest = recordText(client.m_closestAirport);
         if (!closest.empty()) {
-            putText(report.Arr, closest);
+            setRecordText(report.Arr, closest);
         }
     }
 
-    // 4. and 5. Arrival and block time.
-    putText(report.Arrtime, m_facts.arrivalTime);
-    putText(report.Loc_Arrtime, m_facts.localArrivalTime);
+    // 4. and 5. Arrival and block time: the clock and the flight timer as
+    // the simulator interface read them last, at arrival.
+    setRecordText(report.Arrtime, recordText(aircraftData.zuluTime));
+    setRecordText(report.Loc_Arrtime, recordText(aircraftData.localTime));
     report.ArrivalTime = aircraftData.dFlightTimeS;
     {
         std::ostringstream text;
@@ -156,27 +151,28 @@ int CReport::createReport() {
         m_pLogger->debug(text.str());
     }
     const float hours = static_cast<float>((report.ArrivalTime - report.DepartureTime) / 3600.0);
-    putText(report.Hours, oneDecimalText(hours));
+    setRecordText(report.Hours, oneDecimalText(hours));
 
     // 6. and 7. The flight's keys.
-    putText(report.TS, intText(log.Timestamp));
-    putText(report.FlightState, "On Block");
-    putText(report.Distance, recordText(log.Dist));
-    putText(report.PAX, recordText(log.Passengers));
-    putText(report.Ticket, recordText(route.Price));
-    putText(report.Version, std::string(kClientVersion) + " Plugin");
+    setRecordText(report.TS, intText(log.Timestamp));
+    setRecordText(report.FlightState, "On Block");
+    setRecordText(report.Distance, recordText(log.Dist));
+    setRecordText(report.PAX, recordText(log.Passengers));
+    setRecordText(report.Ticket, recordText(route.Price));
+    setRecordText(report.Version, std::string(kClientVersion) + " Plugin");
     const int logFlightType = textToInt(log.FlightType);
-    putText(report.Multiplier, logFlightType != 0 ? std::string("1") : recordText(log.Multiplier));
-    putText(report.FlightType, recordText(route.FlightType));
-    putText(report.Cheat, "");
-    report.EmergencyLanding = m_facts.emergencyLanding;
-    putText(report.OS, CClientConfig::instance()->getOS());
+    setRecordText(report.Multiplier,
+                  logFlightType != 0 ? std::string("1") : recordText(log.Multiplier));
+    setRecordText(report.FlightType, recordText(route.FlightType));
+    setRecordText(report.Cheat, "");
+    report.EmergencyLanding = aircraftData.bEmergency ? 1 : 0;
+    setRecordText(report.OS, CClientConfig::instance()->getOS());
 
     // 8. Wear: landing loads the gear and hull, flight time the engines and
     // hull, more so on flights with a higher multiplier.
     const double multiplier = textToDouble(log.Multiplier);
     const float wearFactor = std::sqrt(static_cast<float>(multiplier)) / 10.0f;
-    const int verticalSpeedFpm = std::min(m_facts.landingVerticalSpeedFpm, 0);
+    const int verticalSpeedFpm = std::min(aircraftData.nLandingVerticalSpeedFpm, 0);
     const int durationMin = textToInt(log.Duration);
     report.VS = verticalSpeedFpm;
     aircraft.StateGear += verticalSpeedFpm * 0.001 * wearFactor;
@@ -187,8 +183,8 @@ int CReport::createReport() {
         *engine += engineWear;
     }
     aircraft.StateHull += engineWear + verticalSpeedFpm * 0.0005;
-    if (m_facts.damaged) {
-        const double damage = std::fabs(m_facts.damagePercent) * 0.1;
+    if (aircraftData.bDamaged) {
+        const double damage = std::fabs(aircraftData.fDamageAmount) * 0.1;
         aircraft.StateGear -= damage;
         for (float* engine : engines) {
             *engine -= damage;
@@ -213,14 +209,14 @@ int CReport::createReport() {
     }
 
     // 10. Fuel bought before departure and burnt on the way.
-    const int fuelDepartureKg = m_facts.fuelDepartureKg;
+    const int fuelDepartureKg = aircraftData.nFuelDepartureKg;
     const int fuelBoughtKg = std::max(0, fuelDepartureKg - aircraft.Fuel);
     const int fuelUsedKg = std::max(0, fuelDepartureKg - aircraft.FuelAfter);
-    putText(report.Fuel_Bought, intText(fuelBoughtKg));
-    putText(report.Fuel_Used, intText(fuelUsedKg));
+    setRecordText(report.Fuel_Bought, intText(fuelBoughtKg));
+    setRecordText(report.Fuel_Used, intText(fuelUsedKg));
     report.Fuel_Dep = fuelDepartureKg;
-    report.Fuel_TakeOff = m_facts.fuelTakeOffKg;
-    report.Fuel_Land = m_facts.fuelLandingKg;
+    report.Fuel_TakeOff = aircraftData.nFuelTakeOffKg;
+    report.Fuel_Land = aircraftData.nFuelLandingKg;
     const double fuelPrice = textToDouble(report.Fuelprice);
 
     // 11. The tank's multiplier after this flight.
@@ -231,16 +227,16 @@ int CReport::createReport() {
     // 12. Cargo revenue.
     const int cargoKg = textToInt(log.Cargo);
     int32_t cargoMoney = cargoRevenue(textToInt(log.Dist), cargoKg);
-    putText(report.Cargo, intText(cargoMoney));
-    putText(report.Cargo_kg, intText(cargoKg));
+    setRecordText(report.Cargo, intText(cargoMoney));
+    setRecordText(report.Cargo_kg, intText(cargoKg));
 
     // 13. Only an intact flight to the booked airport earns anything.
     const bool earns = !isPenalty(kCrashKind) && !isPenalty(kFuelExhaustedKind) &&
                        recordText(report.Arr) == recordText(route.Arr);
     if (!earns) {
-        putText(report.Cargo, "0");
-        putText(route.Price, "0");
-        putText(report.Ticket, "0");
+        setRecordText(report.Cargo, "0");
+        setRecordText(route.Price, "0");
+        setRecordText(report.Ticket, "0");
         cargoMoney = 0;
     }
 
@@ -281,21 +277,21 @@ int CReport::createReport() {
         airline.Reputation -= penalty.reputationDeduction;
         reasons += recordText(penalty.text) + " | ";
     }
-    putText(report.Rating, intText(rating));
-    putText(report.Ratingreasons, reasons);
+    setRecordText(report.Rating, intText(rating));
+    setRecordText(report.Ratingreasons, reasons);
 
     // 20. A positioning flight earns nothing and is not rated: the pilot pays
     // the fuel.
     if (logFlightType == kPositioningFlightType) {
-        putText(report.Dep, recordText(log.Departure));
-        putText(report.Pln_Arr, recordText(log.Arrival));
-        putText(report.FlightType, "2");
+        setRecordText(report.Dep, recordText(log.Departure));
+        setRecordText(report.Pln_Arr, recordText(log.Arrival));
+        setRecordText(report.FlightType, "2");
         report.Bonus = 0;
         report.Crew = 0;
         report.Profit = 0;
         report.Salary = -truncated(textToDouble(report.Fuel_Bought) * fuelPrice);
-        putText(report.Rating, "100");
-        putText(report.Ratingreasons, "");
+        setRecordText(report.Rating, "100");
+        setRecordText(report.Ratingreasons, "");
         airline.Reputation = 0;
     }
     return 1;

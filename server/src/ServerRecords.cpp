@@ -243,6 +243,10 @@ void tAircraftTypeData::fill(CAnswerFields& answer, int row) {
     fillDouble(answer, "d_Ticket", row, Ticket);
 }
 
+bool tAircraftTypeData::backup() const { return backupRecord("AircraftType", *this); }
+
+bool tAircraftTypeData::load() { return loadRecord("AircraftType", *this); }
+
 // --- CAirportCache
 
 bool CAirportCache::add(const char* icao, double latitudeDeg, double longitudeDeg,

@@ -2,102 +2,15 @@
 // normal flight, a diversion, a crash, an empty tank and a positioning flight.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 
-#include "CClientConfig.h"
-#include "CClientInterface.h"
-#include "CFlightSimulatorInterfaceUsingXpsdk.h"
-#include "CReport.h"
-#include "TestSupport.h"
+#include "FinishedFlightTest.h"
 
 namespace {
 
-template <std::size_t N>
-void put(char (&field)[N], const char* text) {
-    std::memset(field, 0, N);
-    std::memcpy(field, text, std::min(N, std::strlen(text)));
-}
-
-class ReportCreateTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        // Nothing listens there: a lookup that missed the cache would fail.
-        client.setHost("127.0.0.1:1");
-        bookNormalFlight();
-    }
-
-    // Booked EDDF to EGLL, 2000 distance, 120 min, multiplier 4, landed at
-    // EGLL after 1.45 h with 100 passengers and 7000 kg of cargo.
-    void bookNormalFlight() {
-        put(client.m_pilot.ID, "12");
-        put(client.m_pilot.Name, "Anna");
-        put(client.m_pilot.Surname, "Berg");
-        put(client.m_pilot.VA_User, "QBY012");
-        put(client.m_virtualAirline.ID, "3");
-        put(client.m_virtualAirline.Name, "Quelby Air");
-        client.m_virtualAirline.Pilotcharge = 10;
-        put(client.m_route.Number, "QB123");
-        put(client.m_route.Arr, "EGLL");
-        put(client.m_route.Price, "150");
-        put(client.m_route.FlightType, "0");
-        put(client.m_log.AC_ID, "77");
-        put(client.m_log.Departure, "EDDF");
-        put(client.m_log.Arrival, "EGLL");
-        put(client.m_log.Dist, "2000");
-        put(client.m_log.Duration, "120");
-        put(client.m_log.Multiplier, "4");
-        put(client.m_log.FlightType, "0");
-        client.m_log.Timestamp = 1700000000;
-        put(client.m_aircraft.Type, "A320");
-        client.m_aircraft.StateEng1 = client.m_aircraft.StateEng2 = 100.0f;
-        client.m_aircraft.StateEng3 = client.m_aircraft.StateEng4 = 100.0f;
-        client.m_aircraft.StateGear = client.m_aircraft.StateHull = 100.0f;
-        client.m_aircraft.Fuel = 3000;
-        client.m_aircraft.FuelBooked = 3000;
-        client.m_aircraft.FuelAfter = 1500;
-        client.m_aircraft.FuelMult = 2.0f;
-        client.m_aircraftType.Price = 100000;
-        client.m_aircraftType.Ticket = 1.5;
-        put(client.m_report.Fuelprice, "0.5");
-        client.m_report.Simrate = 1;
-        client.m_report.DepartureTime = 1000.0;
-
-        // The arrival airport is known, so the nearest-airport lookup needs no request.
-        client.m_airports.add("EGLL", 51.4775, -0.4614, 0.5);
-        simulator.m_aircraftData.dLatitude = 51.4775;
-        simulator.m_aircraftData.dLongitude = -0.4614;
-        simulator.m_aircraftData.nFlightState = 7;
-        simulator.m_aircraftData.dFlightTimeS = 1000.0 + 5220.0;
-
-        facts.passengers = 100;
-        facts.cargoKg = 7000;
-        facts.arrivalTime = "1430";
-        facts.localArrivalTime = "1530";
-        facts.landingVerticalSpeedFpm = -300;
-        facts.fuelDepartureKg = 5000;
-        facts.fuelTakeOffKg = 4800;
-        facts.fuelLandingKg = 1600;
-    }
-
-    void create() {
-        report.setFlightFacts(facts);
-        EXPECT_EQ(report.createReport(), 1);
-    }
-
-    std::string log() const { return quelby_test::readFile(m_folder.file("quelby_debug.txt")); }
-
-    // Declared before the objects so that their loggers write into the
-    // test's folder from construction to destruction.
-    quelby_test::ScratchFolder m_folder{"quelby-report"};
-    quelby_test::LogInto m_logInto{m_folder.path()};
-    CClientInterface client;
-    CFlightSimulatorInterfaceUsingXpsdk simulator{nullptr};
-    CReport report{&simulator, &client};
-    tFlightFacts facts;
-    const tTarvex_Reports& r = client.m_report;
-};
+using ReportCreateTest = quelby_test::FinishedFlightTest;
+using quelby_test::put;
 
 TEST_F(ReportCreateTest, NormalFlight_earnsTicketsCargoBonusAndSalary) {
     create();
@@ -194,7 +107,7 @@ TEST_F(ReportCreateTest, Diversion_earnsNothingButStillPaysCrewAndFuel) {
 TEST_F(ReportCreateTest, FuelCost_isWorkedOutInSinglePrecision) {
     // A diversion, so that the profit is the crew and fuel cost alone.
     put(client.m_route.Arr, "EGKK");
-    facts.fuelDepartureKg = 3000 + 18349;
+    facts.nFuelDepartureKg = 3000 + 18349;
     put(client.m_report.Fuelprice, "0.75");
     create();
 
@@ -210,10 +123,16 @@ TEST_F(ReportCreateTest, Crash_losesFuelAndReputationWithoutLookingUpTheAirport)
     // A lookup would find EGLL in the cache and overwrite Arr.
     put(client.m_report.Arr, "EDDF");
     simulator.m_aircraftData.nFlightState = CReport::kFlightStateCrashed;
+    simulator.setCrashed();
     report.addPenalty(2);
     create();
 
     EXPECT_EQ(recordText(r.Arr), "EDDF");
+    // The wreck is a total loss: every part at 0, worth nothing.
+    EXPECT_EQ(client.m_aircraft.StateEng1, 0.0f);
+    EXPECT_EQ(client.m_aircraft.StateGear, 0.0f);
+    EXPECT_EQ(client.m_aircraft.StateHull, 0.0f);
+    EXPECT_EQ(client.m_aircraft.Value, 0);
     EXPECT_EQ(client.m_aircraft.FuelAfter, 0);
     EXPECT_NE(log().find("Arrival fuel set to 0, crash detected"), std::string::npos) << log();
     // Used 5000 - 0.
@@ -295,8 +214,8 @@ TEST_F(ReportCreateTest, TicketFactorOfZeroOrLess_countsAsOne) {
 
 TEST_F(ReportCreateTest, BonusRate_dependsOnTheHighestSimulationRate) {
     // No cargo, no fuel bought, ticket factor 1: R = 150 * 100 - 500 = 14500.
-    facts.cargoKg = 0;
-    facts.fuelDepartureKg = 3000;
+    facts.nCargoKg = 0;
+    facts.nFuelDepartureKg = 3000;
     client.m_aircraftType.Ticket = 1.0;
     const struct {
         int simrate;
@@ -361,16 +280,16 @@ TEST_F(ReportCreateTest, CargoRevenue_aroundDistance1000) {
     for (const auto& c : cases) {
         put(client.m_log.Dist, c.dist);
         put(client.m_route.Price, "150");
-        facts.cargoKg = c.cargoKg;
+        facts.nCargoKg = c.cargoKg;
         create();
         EXPECT_EQ(recordText(r.Cargo), c.revenue) << c.dist << " " << c.cargoKg;
     }
 }
 
 TEST_F(ReportCreateTest, Wear_ignoresClimbingTouchdownAndSubtractsDamageDownToZero) {
-    facts.landingVerticalSpeedFpm = 200;
-    facts.damaged = true;
-    facts.damagePercent = -50.0f;
+    facts.nLandingVerticalSpeedFpm = 200;
+    facts.bDamaged = true;
+    facts.fDamageAmount = -50.0f;
     client.m_aircraft.StateEng2 = 3.0f;
     create();
 
@@ -389,11 +308,12 @@ TEST_F(ReportCreateTest, FullWidthTexts_fillTheirFieldsWithoutOverrun) {
     const std::string surname(35, 'S');
     std::memcpy(client.m_pilot.Name, name.data(), 35);
     std::memcpy(client.m_pilot.Surname, surname.data(), 35);
-    facts.arrivalTime = std::string(40, '9');
+    // A clock text with no terminator is read to its field's end.
+    std::memcpy(facts.zuluTime, "12345", 5);
     create();
 
     EXPECT_EQ(recordText(r.PIC), name + " " + surname);
-    EXPECT_EQ(recordText(r.Arrtime), std::string(35, '9'));
+    EXPECT_EQ(recordText(r.Arrtime), "12345");
     EXPECT_EQ(recordText(r.Pilot_ID), "12");
 }
 

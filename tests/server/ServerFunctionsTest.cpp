@@ -125,7 +125,7 @@ TEST_F(ServerFunctionsTest, WritingRequests_carryTheirCodeAndCredentials) {
     EXPECT_EQ(server.lastBody(), withCode("function=resetpositionlog&intern_ts=" + ts() +
                                           "&logid=345&user=pilot1&pass=secret&intern_ts=" + ts()));
 
-    client.m_position = {1700000100, 8.5f, 50.25f, 270, 12000, 364, 310, 1, 5400, 3};
+    client.m_position = {1700000100, 8.5f, 50.25f, 270, 12000, 364, 310, 5400, 1, 3};
     put(client.m_report.ReportId, "0");
     EXPECT_EQ(client.writePositionLog(), 1);
     EXPECT_EQ(

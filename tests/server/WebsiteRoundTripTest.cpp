@@ -82,7 +82,7 @@ TEST_F(WebsiteRoundTripTest, WholeFlight_everyFunctionRoundTrips) {
     EXPECT_EQ(client.m_log.Timestamp, 1700000000);
 
     ASSERT_EQ(client.resetPositionLog(), 0);
-    client.m_position = {1700000100, 8.57f, 50.03f, 250, 3000, 364, 180, 1, 7800, 1};
+    client.m_position = {1700000100, 8.57f, 50.03f, 250, 3000, 364, 180, 7800, 1, 1};
     EXPECT_EQ(client.writePositionLog(), 1);
     put(client.m_log.FlightState, "Climb");
     EXPECT_EQ(client.writeLog(), 1);
