@@ -237,18 +237,28 @@ PilotRuleBreaks ruleBreaks(const std::vector<Sample>& frames) {
 }
 
 TEST_F(FlightModelTest, FlightByTheBook_breaksNoneOfThePilotRules) {
-    FlightModel model(flight_test::frankfurtToMunich().build());
-    model.attach();
-    const auto frames = flight_test::fly(model, kMaxFrames);
-    ASSERT_TRUE(model.hasArrived());
-    const PilotRuleBreaks breaks = ruleBreaks(frames);
-    EXPECT_LT(breaks.longestFastTaxiSeconds, 90.0);
-    EXPECT_EQ(breaks.lightsOffLow, 0);
-    EXPECT_EQ(breaks.lightsOnHigh, 0);
-    EXPECT_EQ(breaks.overspeedLow, 0);
-    EXPECT_TRUE(breaks.brakeSetAtEnd);
-    EXPECT_TRUE(
-        std::any_of(frames.begin(), frames.end(), [](const Sample& s) { return s.landingLights; }));
+    // The demo's hop cruises at 11000 ft: too low to slow to 250 kt in the
+    // descent before 10000 ft without levelling off.
+    const testbed::FlightDescription flights[] = {
+        flight_test::frankfurtToMunich().build(),
+        testbed::loadFlightFile(QUELBY_SOURCE_DIR "/testbed/flights/EDDF-EDDS.flight"),
+    };
+    for (const testbed::FlightDescription& flight : flights) {
+        SCOPED_TRACE(flight.name);
+        sim().reset();
+        FlightModel model(flight);
+        model.attach();
+        const auto frames = flight_test::fly(model, kMaxFrames);
+        ASSERT_TRUE(model.hasArrived());
+        const PilotRuleBreaks breaks = ruleBreaks(frames);
+        EXPECT_LT(breaks.longestFastTaxiSeconds, 90.0);
+        EXPECT_EQ(breaks.lightsOffLow, 0);
+        EXPECT_EQ(breaks.lightsOnHigh, 0);
+        EXPECT_EQ(breaks.overspeedLow, 0);
+        EXPECT_TRUE(breaks.brakeSetAtEnd);
+        EXPECT_TRUE(std::any_of(frames.begin(), frames.end(),
+                                [](const Sample& s) { return s.landingLights; }));
+    }
 }
 
 TEST_F(FlightModelTest, ExamplePenaltyFlight_breaksEachPilotRuleItAsksFor) {

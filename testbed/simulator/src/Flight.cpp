@@ -64,7 +64,7 @@ Setter number(double FlightDescription::*member) {
     };
 }
 
-Setter airportNumber(Airport FlightDescription::*airport, double Airport::*member) {
+Setter airportNumber(FlightEnd FlightDescription::*airport, double FlightEnd::*member) {
     return [airport, member](FlightDescription& flight, const std::string& text) {
         return parseNumber(text, flight.*airport.*member);
     };
@@ -120,14 +120,14 @@ const std::map<std::string, Setter>& fieldSetters() {
         {"name", [](F& f, const std::string& v) { return f.name = v, std::string(); }},
         {"departure.icao",
          [](F& f, const std::string& v) { return f.departure.icao = v, std::string(); }},
-        {"departure.latitude", airportNumber(&F::departure, &Airport::latitudeDeg)},
-        {"departure.longitude", airportNumber(&F::departure, &Airport::longitudeDeg)},
-        {"departure.elevation_ft", airportNumber(&F::departure, &Airport::elevationFt)},
+        {"departure.latitude", airportNumber(&F::departure, &FlightEnd::latitudeDeg)},
+        {"departure.longitude", airportNumber(&F::departure, &FlightEnd::longitudeDeg)},
+        {"departure.elevation_ft", airportNumber(&F::departure, &FlightEnd::elevationFt)},
         {"arrival.icao",
          [](F& f, const std::string& v) { return f.arrival.icao = v, std::string(); }},
-        {"arrival.latitude", airportNumber(&F::arrival, &Airport::latitudeDeg)},
-        {"arrival.longitude", airportNumber(&F::arrival, &Airport::longitudeDeg)},
-        {"arrival.elevation_ft", airportNumber(&F::arrival, &Airport::elevationFt)},
+        {"arrival.latitude", airportNumber(&F::arrival, &FlightEnd::latitudeDeg)},
+        {"arrival.longitude", airportNumber(&F::arrival, &FlightEnd::longitudeDeg)},
+        {"arrival.elevation_ft", airportNumber(&F::arrival, &FlightEnd::elevationFt)},
         {"flight.cruise_altitude_ft", number(&F::cruiseAltitudeFt)},
         {"flight.cruise_speed_kt", number(&F::cruiseSpeedKts)},
         {"flight.climb_rate_fpm", number(&F::climbRateFpm)},
@@ -198,7 +198,7 @@ std::optional<FlightProblem> outside(const std::string& key, double value, doubl
                             " to " + format("%g", high) + " " + unit);
 }
 
-std::optional<FlightProblem> checkAirport(const Airport& airport, const std::string& section) {
+std::optional<FlightProblem> checkAirport(const FlightEnd& airport, const std::string& section) {
     if (airport.icao.empty()) {
         return problem(section + ".icao", "the " + section + " airport is not set");
     }
@@ -443,13 +443,13 @@ FlightBuilder& FlightBuilder::name(const std::string& text) {
 
 FlightBuilder& FlightBuilder::from(const std::string& icao, double latitudeDeg, double longitudeDeg,
                                    double elevationFt) {
-    m_flight.departure = Airport{icao, latitudeDeg, longitudeDeg, elevationFt};
+    m_flight.departure = FlightEnd{icao, latitudeDeg, longitudeDeg, elevationFt};
     return *this;
 }
 
 FlightBuilder& FlightBuilder::to(const std::string& icao, double latitudeDeg, double longitudeDeg,
                                  double elevationFt) {
-    m_flight.arrival = Airport{icao, latitudeDeg, longitudeDeg, elevationFt};
+    m_flight.arrival = FlightEnd{icao, latitudeDeg, longitudeDeg, elevationFt};
     return *this;
 }
 

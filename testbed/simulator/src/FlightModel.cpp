@@ -61,6 +61,10 @@ constexpr double kSecondsBeforeBrakeSet = 5.0;
 // Air handling.
 constexpr double kAirAccelKtsPerSec = 2.0;
 constexpr double kAirDecelKtsPerSec = 1.5;
+// Where the descent levels off to slow to the speed limit, and how close
+// to the limit the speed must be before it goes on.
+constexpr double kLevelOffWindowFt = 600.0;
+constexpr double kLevelOffSpeedMarginKts = 3.0;
 constexpr double kVsChangeFpmPerSec = 600.0;
 constexpr double kLevelOffGainPerMin = 2.0;  // ft/min of vertical speed per ft to go
 constexpr double kMinLevelOffFpm = 300.0;
@@ -383,20 +387,28 @@ struct FlightModel::Impl {
 
     // Follows the descent profile: its slope at the present ground speed,
     // corrected towards it; never climbs back up to it.
-    void followProfile(double dt) {
+    void followProfile(double dt, bool holdLevel = false) {
         const double toTouchdown = toTouchdownNm();
         const double slopeFtPerNm = (profileFt(toTouchdown) - profileFt(toTouchdown - 0.1)) / 0.1;
         double targetFpm = -slopeFtPerNm * groundSpeedKts() / 60.0 +
                            kProfileGainPerMin * (profileFt(toTouchdown) - altitudeFt);
         targetFpm = std::clamp(targetFpm, -(1.5 * flight.descentRateFpm + 500.0), 0.0);
-        steerVerticalSpeed(targetFpm, dt);
+        steerVerticalSpeed(holdLevel ? 0.0 : targetFpm, dt);
+    }
+
+    // A descent from a low cruise reaches 10000 ft before the speed is down
+    // to the limit; the pilot then levels off just above it until it is.
+    bool levelOffToSlowDown() const {
+        return altitudeFt > kSpeedLimitAltitudeFt &&
+               altitudeFt < kSpeedLimitAltitudeFt + kLevelOffWindowFt &&
+               iasKts > belowLimitIas(altitudeFt) + kLevelOffSpeedMarginKts;
     }
 
     void descent(double dt) {
         const double aglFt = heightAboveGroundFt();
         iasKts = moveToward(iasKts, descentIas(altitudeFt, aglFt), kAirAccelKtsPerSec,
                             kAirDecelKtsPerSec, dt);
-        followProfile(dt);
+        followProfile(dt, levelOffToSlowDown());
         if (aglFt <= kGlideGateAglFt || toTouchdownNm() <= kGlideGateAglFt / kGlidePathFtPerNm) {
             enter(FlightPhase::Approach);
         }

@@ -28,7 +28,8 @@
 
 namespace testbed {
 
-struct Airport {
+// Where a flight starts or ends.
+struct FlightEnd {
     std::string icao;
     double latitudeDeg = 0.0;
     double longitudeDeg = 0.0;
@@ -41,8 +42,8 @@ enum class LandingLightUse { Correct, AlwaysOff, AlwaysOn };
 
 struct FlightDescription {
     std::string name;
-    Airport departure;
-    Airport arrival;
+    FlightEnd departure;
+    FlightEnd arrival;
 
     double cruiseAltitudeFt = 24000.0;
     double cruiseSpeedKts = 420.0;  // true airspeed, which is the ground speed (no wind)
