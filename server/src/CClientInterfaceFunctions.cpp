@@ -171,6 +171,7 @@ float CClientInterface::readFuelPrice(const char* icao) {
         if (getData("fuel", 0, answered) == 0) price = answered;
     }
     m_fuelPrice = static_cast<float>(price);
+    const CNumberText::CClassicFormatting classic;
     char text[64];
     std::snprintf(text, sizeof(text), "%f", static_cast<float>(price));
     setRecordText(m_report.Fuelprice, text);
