@@ -14,8 +14,7 @@
 #include "CFlightSimulatorInterfaceUsingXpsdk.h"
 #include "CFlightState.h"
 #include "CReport.h"
-#include "CSound.h"
-#include "CThreadSync.h"
+#include "SimulatorClient.h"
 #include "TestSupport.h"
 #include "XPLMDisplay.h"
 #include "testbed/Flight.h"
@@ -25,19 +24,6 @@
 using namespace std::chrono_literals;
 
 namespace {
-
-int handshake(XPLMDrawingPhase, int, void* refcon) {
-    static_cast<CThreadSync*>(refcon)->trywait();
-    return 1;
-}
-
-class SilentSound : public CSound {
-public:
-    SilentSound() : CSound(nullptr) {}
-    void play(const std::string& name, bool) override { played.push_back(name); }
-    void play(unsigned int) override {}
-    std::vector<std::string> played;
-};
 
 // Frankfurt to Stuttgart at FL120: about 25 simulated minutes gate to gate.
 testbed::FlightBuilder shortHop() {
@@ -57,11 +43,9 @@ protected:
     void SetUp() override {
         sim().reset();
         sim().setFrameRate(200);
-        ASSERT_TRUE(XPLMRegisterDrawCallback(handshake, xplm_Phase_Window, 0, &sync));
     }
     void TearDown() override {
         stopClient();
-        XPLMUnregisterDrawCallback(handshake, xplm_Phase_Window, 0, &sync);
         EXPECT_TRUE(sim().dataRefMisuses().empty());
         EXPECT_TRUE(sim().threadViolations().empty());
     }
@@ -70,11 +54,11 @@ protected:
     // The client thread: reads the aircraft and runs the flight checks every
     // pass, as the client loop does near the ground.
     void startClient() {
-        client = std::thread([this] {
+        client.start([this] {
             if (!adapter.connect()) return;
             CFlightState state(&adapter.m_aircraftData, &report, &sound);
             state.set(0);
-            while (!stop) {
+            while (!client.stopping()) {
                 if (!adapter.getEverything() || adapter.getAircraftTanks() < 0) break;
                 if (crashPosted.exchange(false)) adapter.m_aircraftData.bCrashed = true;
                 if (state.check()) {
@@ -85,12 +69,7 @@ protected:
             }
         });
     }
-    void stopClient() {
-        if (!client.joinable()) return;
-        stop = true;
-        sync.shutdown();
-        client.join();
-    }
+    void stopClient() { client.stop(); }
     std::vector<int> phasesSeen() {
         std::lock_guard<std::mutex> lock(mutex);
         return phases;
@@ -104,12 +83,10 @@ protected:
 
     quelby_test::ScratchFolder folder{"quelby-flight"};
     quelby_test::LogInto logInto{folder.path()};
-    CThreadSync sync;
-    CFlightSimulatorInterfaceUsingXpsdk adapter{&sync};
+    quelby_test::SimulatorClient client;
+    CFlightSimulatorInterfaceUsingXpsdk adapter{&client.sync};
     CReport report;
-    SilentSound sound;
-    std::thread client;
-    std::atomic<bool> stop{false};
+    quelby_test::SilentSound sound;
     std::atomic<bool> crashPosted{false};
     std::mutex mutex;
     std::vector<int> phases;
