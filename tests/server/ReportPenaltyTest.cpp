@@ -6,6 +6,7 @@
 #include <string>
 
 #include "CClientConfig.h"
+#include "CClientInterface.h"
 #include "CIniParser.h"
 #include "CLogger.h"
 #include "CReport.h"
@@ -115,6 +116,24 @@ TEST_F(ReportPenaltyTest, ResetCReport_emptiesEveryRaisedSlot) {
     }
     report.addPenalty(2);
     EXPECT_TRUE(report.isPenalty(2)) << "a reset report takes new penalties";
+}
+
+TEST_F(ReportPenaltyTest, ResetCReport_startsTheFlightsRecordsAgainButKeepsTheLogin) {
+    CClientInterface client;
+    CReport report(nullptr, &client);
+    std::strcpy(client.m_pilot.ID, "12");
+    std::strcpy(client.m_pilot.User, "demo");
+    std::strcpy(client.m_pilot.Password, "fe01ce2a7fbac8fafaed7c982a04e229");
+    std::strcpy(client.m_virtualAirline.Name, "Quelby Air");
+    std::strcpy(client.m_report.Rating, "85");
+    report.resetCReport();
+
+    EXPECT_EQ(recordText(client.m_pilot.ID), "");
+    EXPECT_EQ(recordText(client.m_pilot.User), "demo");
+    EXPECT_EQ(recordText(client.m_pilot.Password), "fe01ce2a7fbac8fafaed7c982a04e229");
+    EXPECT_EQ(recordText(client.m_virtualAirline.Name), "");
+    EXPECT_EQ(recordText(client.m_report.Rating), "");
+    EXPECT_EQ(recordText(client.m_report.ReportId), "0");
 }
 
 }  // namespace
