@@ -24,14 +24,16 @@ struct tagAircraftData {
     int32_t nFlightState;  // 0
     // The flight's status flags. Set by the flight workflow, never read
     // from the simulator.
-    bool bEmergency;         // 4, the pilot declared an emergency
-    bool bDamaged;           // 5, the aircraft took damage in flight
-    uint8_t flags6[2];       // 6
-    double dLatitude;        // 8, degrees
-    double dLongitude;       // 16, degrees
-    double dStartLatitude;   // 24, degrees, where the flight started
-    double dStartLongitude;  // 32, degrees
-    float fHeading;          // 40, degrees
+    bool bEmergency;    // 4, the pilot declared an emergency
+    bool bDamaged;      // 5, the aircraft took damage in flight
+    uint8_t flags6[2];  // 6
+    double dLatitude;   // 8, degrees
+    double dLongitude;  // 16, degrees
+    // The position the cheat detector last accepted; the flight's start
+    // position when the flight starts.
+    double dLastCheckedLatitude;   // 24, degrees
+    double dLastCheckedLongitude;  // 32, degrees
+    float fHeading;                // 40, degrees
     // How hard the aircraft was damaged, in tenths of a percentage point
     // taken off each part's condition (1000 takes it all); counts only
     // while bDamaged is set.
@@ -103,8 +105,8 @@ static_assert(offsetof(tagAircraftData, bDamaged) == 5, "saved record layout");
 static_assert(offsetof(tagAircraftData, flags6) == 6, "saved record layout");
 static_assert(offsetof(tagAircraftData, dLatitude) == 8, "saved record layout");
 static_assert(offsetof(tagAircraftData, dLongitude) == 16, "saved record layout");
-static_assert(offsetof(tagAircraftData, dStartLatitude) == 24, "saved record layout");
-static_assert(offsetof(tagAircraftData, dStartLongitude) == 32, "saved record layout");
+static_assert(offsetof(tagAircraftData, dLastCheckedLatitude) == 24, "saved record layout");
+static_assert(offsetof(tagAircraftData, dLastCheckedLongitude) == 32, "saved record layout");
 static_assert(offsetof(tagAircraftData, fHeading) == 40, "saved record layout");
 static_assert(offsetof(tagAircraftData, fDamageAmount) == 44, "saved record layout");
 static_assert(offsetof(tagAircraftData, bParkingBrake) == 48, "saved record layout");

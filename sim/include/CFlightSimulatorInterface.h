@@ -19,6 +19,14 @@ public:
     tTanksFloat m_tankCapacityKg;
     tTanksFloat m_tankQuantityKg;
     tVerticalSpeedHistory m_verticalSpeedHistory{kVerticalSpeedHistoryCapacity};
+    // The fuel the cheat detector last accepted: it only ever moves down
+    // during a flight. The flight start sets it to the departure fuel.
+    tTanksFloat m_lastTankQuantityKg;
+    int m_nLastFuelKg = 0;
+    // The fuel on board at the detector's last check.
+    int m_nCurrentFuelKg = 0;
+    // In-flight refuellings taken back in this flight.
+    int m_nRefuelCount = 0;
 
     CFlightSimulatorInterface();
     virtual ~CFlightSimulatorInterface();

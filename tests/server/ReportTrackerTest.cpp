@@ -14,47 +14,13 @@
 #include "CIniParser.h"
 #include "CReport.h"
 #include "CSingleton.h"
+#include "FakeSimulator.h"
 #include "TestSupport.h"
 #include "testbed/Website.h"
 
 using namespace std::chrono_literals;
 
 namespace {
-
-// The simulator as the tracker sees it: a snapshot the test sets; reading it
-// again changes nothing.
-class FakeSimulator : public CFlightSimulatorInterface {
-public:
-    bool connect() override { return true; }
-    void disconnect() override {}
-    int getAircraftTanks() override { return getTotalFuelKg(); }
-    bool setAircraftTanks() override { return true; }
-    bool getEverything() override {
-        ++reads;
-        return true;
-    }
-    bool getZuluTime() override { return true; }
-    bool setFailure(int, bool) override { return true; }
-    bool checkFailure(int) override { return true; }
-    bool setSimulationRate(int) override { return true; }
-    int setMenuRestrictions() override { return 0; }
-    bool enableTextMessages(bool) override { return true; }
-    bool displayText(const char* text, int, bool) override {
-        shown = text;
-        return true;
-    }
-    bool isRunning() override { return true; }
-    void setStandardFuel(int) override {}
-    std::string getInterfaceVersion() override { return "test"; }
-    int getRequiredVersion() override { return 0; }
-    bool checkInterfaceVersion() override { return true; }
-    int getFlightSimulatorVersion() override { return 10; }
-    void checkFrequently() override {}
-    void resetFlightTimer() override {}
-
-    int reads = 0;
-    std::string shown;
-};
 
 std::string field(const testbed::Record& record, const char* key) {
     const auto it = record.find(key);
@@ -96,7 +62,7 @@ protected:
     quelby_test::LogInto logInto{folder.path()};
     testbed::Website site;
     CClientInterface client;
-    FakeSimulator simulator;
+    quelby_test::FakeSimulator simulator;
     CReport report{&simulator, &client};
 };
 
