@@ -4,36 +4,23 @@
 // uploaded to the stand-in website as the same report.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <map>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "CClientInterface.h"
 #include "CFlightSimulatorInterfaceUsingXpsdk.h"
-#include "CFlightState.h"
 #include "CIniParser.h"
 #include "CReport.h"
 #include "CSingleton.h"
 #include "FinishedFlightTest.h"
-#include "SimulatorClient.h"
+#include "FlownFlight.h"
 #include "TestSupport.h"
-#include "testbed/Flight.h"
-#include "testbed/FlightModel.h"
 #include "testbed/Simulator.h"
 #include "testbed/Website.h"
 
-using namespace std::chrono_literals;
-
 namespace {
-
-constexpr int kPhaseTakeOff = 2;
-constexpr int kPhaseLanded = 3;
-constexpr int kPhaseOnBlock = 4;
 
 std::map<std::string, std::string> fieldsOf(const testbed::ReceivedRequest& request) {
     return {request.fields.begin(), request.fields.end()};
@@ -62,66 +49,12 @@ protected:
     }
     static testbed::Simulator& sim() { return testbed::Simulator::instance(); }
 
-    // Flies the booked Frankfurt to Stuttgart hop and ends it as the pilot
-    // does on block: the figures the report needs are taken at their phases.
-    void flyAndEnd(CClientInterface& web, CReport& report) {
-        testbed::FlightDescription flight = testbed::loadFlightFile(
-            std::string(QUELBY_SOURCE_DIR) + "/testbed/flights/EDDF-EDDS.flight");
-        flight.timeScale = 45;
-        testbed::FlightModel model(flight);
-        model.attach();
-        std::atomic<bool> ended{false};
-        client.start([&] {
-            if (!adapter.connect()) return;
-            tagAircraftData& data = adapter.m_aircraftData;
-            CFlightState state(&data, &report, &sound);
-            state.set(0);
-            adapter.getEverything();
-            adapter.getZuluTime();
-            data.nPassengers = web.getPassengers();
-            data.nCargoKg = web.getCargoKg();
-            data.nFuelDepartureKg = adapter.getAircraftTanks();
-            web.m_report.DepartureTime = data.dFlightTimeS;
-            web.m_report.Simrate = 1;
-            web.readFuelPrice(recordText(web.m_log.Departure).c_str());
-            report.resetPositionLog();
-            report.uploadPositionLog();
-            int passes = 0;
-            while (!client.stopping() && !ended) {
-                if (!adapter.getEverything() || adapter.getAircraftTanks() < 0) break;
-                adapter.getZuluTime();
-                if (++passes % 100 == 0) report.uploadPositionLog();
-                if (state.check()) {
-                    if (state.get() == kPhaseTakeOff)
-                        data.nFuelTakeOffKg = adapter.getTotalFuelKg();
-                    if (state.get() == kPhaseLanded) {
-                        const auto& history = adapter.m_verticalSpeedHistory;
-                        data.nLandingVerticalSpeedFpm =
-                            history.empty() ? 0 : *std::min_element(history.begin(), history.end());
-                        data.nFuelLandingKg = adapter.getTotalFuelKg();
-                    }
-                    if (state.get() == kPhaseOnBlock) {
-                        report.uploadPositionLog();
-                        web.m_aircraft.FuelAfter = adapter.getTotalFuelKg();
-                        report.createReport();
-                        firstResult = report.writeReport(false);
-                        ended = true;
-                    }
-                }
-                std::this_thread::sleep_for(10ms);
-            }
-        });
-        ASSERT_TRUE(sim().runUntil([&] { return ended.load(); }, 180000ms)) << model.progressLine();
-        client.stop();
-    }
-
     quelby_test::ScratchFolder folder{"quelby-flown"};
     quelby_test::LogInto logInto{folder.path()};
     testbed::Website site;
     quelby_test::SimulatorClient client;
     CFlightSimulatorInterfaceUsingXpsdk adapter{&client.sync};
     quelby_test::SilentSound sound;
-    int firstResult = -1;
 };
 
 TEST_F(FlownReportBackupTest, FailedUpload_isKeptRefusedWhenTamperedAndUploadedByTheNextRun) {
@@ -132,8 +65,10 @@ TEST_F(FlownReportBackupTest, FailedUpload_isKeptRefusedWhenTamperedAndUploadedB
         logIn(web, site);
         CReport report(&adapter, &web);
         site.injectFailure("writereport", testbed::Failure::httpError(503), 1);
-        flyAndEnd(web, report);
-        ASSERT_EQ(firstResult, 0) << "the upload should have failed";
+        testbed::FlightModel model(quelby_test::bookedHop());
+        model.attach();
+        ASSERT_EQ(quelby_test::flyBookedFlight(model, web, report, adapter, client, sound), 0)
+            << "the upload should have failed";
         ASSERT_TRUE(report.isBackupReport());
         EXPECT_TRUE(site.reports().empty());
         for (const tquelby_position_logs& entry : report.getFailedPositionLogs()) {
