@@ -19,6 +19,10 @@
 
 class CLogger;
 
+namespace Blackbox {
+struct tDataRecord;
+}
+
 // One line of an answer; fields are cut in place at every "|".
 struct ClientDataLine {
     static constexpr int kTextBytes = 4096;
@@ -113,7 +117,9 @@ public:
     int resetPositionLog();
     int writeLog();
     int writePositionLog();
-    int writeEventLog(int timestamp, int speed, const char* flightState, const char* text);
+    // One event of the flight recorder's log: its time, speed, phase name and
+    // text. Returns 1 when the website took it, 0 otherwise (or for null).
+    int writeEventLog(const Blackbox::tDataRecord* record);
     int writeReport(bool manual);
 
     // The nearest cached airport to a position (degrees), or "" when none

@@ -16,6 +16,10 @@ class CClientInterface;
 class CFlightSimulatorInterface;
 class CLogger;
 
+namespace Blackbox {
+class CBlackbox;
+}
+
 // One penalty slot. Saved byte for byte into the report backup, so its 268
 // bytes are a file format.
 struct struct_penalty {
@@ -43,7 +47,9 @@ static_assert(offsetof(struct_penalty, reputationDeduction) == 264, "saved penal
 // The report is written into the client interface's records (m_report, and
 // the log, route, aircraft and airline records it adjusts); the simulator
 // interface gives the flight's facts: position, flight state, flight timer,
-// load, fuel readings, touchdown and damage. Neither is owned.
+// load, fuel readings, touchdown and damage. Neither is owned. The flight
+// recorder, when given (not owned either), uploads its event log after the
+// report and keeps it in the report's backup.
 //
 // A report that cannot be uploaded is kept in the report file, sealed by a
 // code in the settings file. Sealing is ordered so that a plug-in or
@@ -60,7 +66,8 @@ public:
     static constexpr int kPositionLogMinHeightFt = 1500;
 
     CReport();
-    CReport(CFlightSimulatorInterface* simulator, CClientInterface* client);
+    CReport(CFlightSimulatorInterface* simulator, CClientInterface* client,
+            Blackbox::CBlackbox* blackbox = nullptr);
     ~CReport();
     CReport(const CReport&) = delete;
     CReport& operator=(const CReport&) = delete;
@@ -88,6 +95,7 @@ public:
         m_pSimulator = simulator;
     }
     void setClientInterface(CClientInterface* client) { m_pClient = client; }
+    void setBlackbox(Blackbox::CBlackbox* blackbox) { m_pBlackbox = blackbox; }
 
     // Fills the client's report record from the finished flight: route and
     // crew, arrival airport and times, aircraft wear, fuel, revenue, salary,
@@ -164,6 +172,7 @@ private:
     std::unique_ptr<CLogger> m_pLogger;
     CFlightSimulatorInterface* m_pSimulator = nullptr;
     CClientInterface* m_pClient = nullptr;
+    Blackbox::CBlackbox* m_pBlackbox = nullptr;
     struct_penalty m_penalties[kNumPenaltySlots];
 
     // The aircraft record as the flight left it, before the report added its

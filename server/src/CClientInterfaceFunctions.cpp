@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "CBlackbox.h"
 #include "CClientInterface.h"
 #include "CIniParser.h"
 #include "CLogger.h"
@@ -256,13 +257,16 @@ int CClientInterface::writePositionLog() {
     return 0;
 }
 
-int CClientInterface::writeEventLog(int timestamp, int speed, const char* flightState,
-                                    const char* text) {
+int CClientInterface::writeEventLog(const Blackbox::tDataRecord* record) {
+    if (record == nullptr) {
+        m_pLogger->error("writeEventLog without an event record");
+        return 0;
+    }
     if (!format("function=writeeventlog&intern_ts=%d&user=%s&pass=%s&timestamp=%d&speed=%d&"
                 "flightstate=%s&text=%s&reportid=%s",
                 m_internTs, recordText(m_pilot.User).c_str(), recordText(m_pilot.Password).c_str(),
-                timestamp, speed, flightState != nullptr ? flightState : "",
-                text != nullptr ? text : "", recordText(m_report.ReportId).c_str()) ||
+                record->timestamp, record->speed, recordText(record->flightState).c_str(),
+                recordText(record->text).c_str(), recordText(m_report.ReportId).c_str()) ||
         !appendCode()) {
         return 0;
     }

@@ -43,8 +43,12 @@ bool isSlot(int slot) { return slot >= 0 && slot < CReport::kNumPenaltySlots; }
 
 CReport::CReport() : CReport(nullptr, nullptr) {}
 
-CReport::CReport(CFlightSimulatorInterface* simulator, CClientInterface* client)
-    : m_pLogger(std::make_unique<CLogger>("CReport")), m_pSimulator(simulator), m_pClient(client) {
+CReport::CReport(CFlightSimulatorInterface* simulator, CClientInterface* client,
+                 Blackbox::CBlackbox* blackbox)
+    : m_pLogger(std::make_unique<CLogger>("CReport")),
+      m_pSimulator(simulator),
+      m_pClient(client),
+      m_pBlackbox(blackbox) {
     std::memset(m_penalties, 0, sizeof(m_penalties));
     std::memset(&m_aircraftBeforeReport, 0, sizeof(m_aircraftBeforeReport));
 }

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <string>
 
+#include "CBlackbox.h"
 #include "CClientInterface.h"
 #include "CFlightSimulatorInterface.h"
 #include "CIniParser.h"
@@ -58,6 +59,10 @@ int CReport::writeReport(bool manual) {
     }
     if (m_pClient->writeReport(manual) == 1) {
         uploadFailedPositionLogs();
+        // The website files the events under the report id it just gave.
+        if (m_pBlackbox != nullptr) {
+            m_pBlackbox->uploadLog();
+        }
         m_pLogger->debug("Report uploaded successfully.");
         return 1;
     }
@@ -94,6 +99,9 @@ int CReport::createBackup() {
     writePenaltySlots();
     client.m_aircraftType.backup();
     backupPositionLogs();
+    if (m_pBlackbox != nullptr) {
+        m_pBlackbox->backup();
+    }
 
     const std::string fileText = ini->getReportFileText();
     const std::string code = backupCodeOf(fileText);
@@ -198,6 +206,9 @@ int CReport::loadBackup() {
     readPenaltySlots();
     client.m_aircraftType.load();
     loadPositionLogs();
+    if (m_pBlackbox != nullptr) {
+        m_pBlackbox->loadBackup();
+    }
 
     createReport();
     m_pLogger->debug("Critical Backup Data: Tarvex_Pilots.ID=" + recordText(client.m_pilot.ID));

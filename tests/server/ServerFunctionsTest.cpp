@@ -7,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include "CBlackbox.h"
 #include "CClientInterface.h"
 #include "CIniParser.h"
 #include "CSingleton.h"
@@ -16,6 +17,17 @@
 using namespace std::chrono_literals;
 
 namespace {
+
+// One event of the flight recorder's log.
+Blackbox::tDataRecord eventRecord(int timestamp, int speed, const char* flightState,
+                                  const char* text) {
+    Blackbox::tDataRecord record{};
+    record.timestamp = timestamp;
+    record.speed = speed;
+    std::strncpy(record.flightState, flightState, sizeof(record.flightState) - 1);
+    std::strncpy(record.text, text, sizeof(record.text) - 1);
+    return record;
+}
 
 template <size_t N>
 void put(char (&field)[N], const std::string& text) {
@@ -136,14 +148,17 @@ TEST_F(ServerFunctionsTest, WritingRequests_carryTheirCodeAndCredentials) {
             "Latitude=50.250000&Heading=270&Altitude=12000&GroundElevation=364&GroundSpeed=310&"
             "SimulationRate=1&ReportId=0&Fuel=5400&PositionId=3"));
 
-    EXPECT_EQ(client.writeEventLog(1700000200, 145, "Take Off", "Gear up"), 1);
+    const Blackbox::tDataRecord gearUp = eventRecord(1700000200, 145, "Take Off", "Gear up");
+    EXPECT_EQ(client.writeEventLog(&gearUp), 1);
     EXPECT_EQ(server.lastBody(), withCode("function=writeeventlog&intern_ts=" + ts() +
                                           "&user=P-USER&pass=P-PASS&timestamp=1700000200&speed=145&"
                                           "flightstate=Take Off&text=Gear up&reportid=0"));
 
     server.answer("DATASTART\nNO LOG\n");
     EXPECT_EQ(client.writePositionLog(), 0);
-    EXPECT_EQ(client.writeEventLog(1, 2, "Taxi", "x"), 0);
+    const Blackbox::tDataRecord taxi = eventRecord(1, 2, "Taxi", "x");
+    EXPECT_EQ(client.writeEventLog(&taxi), 0);
+    EXPECT_EQ(client.writeEventLog(nullptr), 0);
 }
 
 TEST_F(ServerFunctionsTest, WriteLog_sendsOnItsOwnThread_andReturnsAtOnce) {

@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 
+#include "CBlackbox.h"
 #include "CClientInterface.h"
 #include "CFlightSimulatorInterfaceUsingXpsdk.h"
 #include "CIniParser.h"
@@ -18,6 +19,17 @@
 using namespace std::chrono_literals;
 
 namespace {
+
+// One event of the flight recorder's log.
+Blackbox::tDataRecord eventRecord(int timestamp, int speed, const char* flightState,
+                                  const char* text) {
+    Blackbox::tDataRecord record{};
+    record.timestamp = timestamp;
+    record.speed = speed;
+    std::strncpy(record.flightState, flightState, sizeof(record.flightState) - 1);
+    std::strncpy(record.text, text, sizeof(record.text) - 1);
+    return record;
+}
 
 template <size_t N>
 void put(char (&field)[N], const std::string& text) {
@@ -99,8 +111,9 @@ TEST_F(WebsiteRoundTripTest, WholeFlight_everyFunctionRoundTrips) {
     ASSERT_EQ(client.writeReport(false), 1);
     EXPECT_NE(recordText(report.ReportId), "0");
     // The flight's events follow the report, under the id the site gave it.
-    EXPECT_EQ(client.writeEventLog(1700000200, 150, "Take Off", "Gear up above 500 ft"), 1)
-        << client.getLastMessage();
+    const Blackbox::tDataRecord takeOff =
+        eventRecord(1700000200, 150, "Take Off", "Gear up above 500 ft");
+    EXPECT_EQ(client.writeEventLog(&takeOff), 1) << client.getLastMessage();
     ASSERT_EQ(site.reports().size(), 1u);
     const testbed::Record stored = site.reports().front();
     EXPECT_EQ(stored.at("Profit"), "12345");
@@ -196,7 +209,8 @@ TEST_F(WebsiteRoundTripTest, EveryFunction_reportsARefusedConnectionAndAWordAnsw
          }},
         {"writeeventlog",
          [&] {
-             client.writeEventLog(1, 2, "Taxi", "x");
+             const Blackbox::tDataRecord taxi = eventRecord(1, 2, "Taxi", "x");
+             client.writeEventLog(&taxi);
              return client.getLastResult();
          }},
         {"writereport",

@@ -1,0 +1,146 @@
+// The flight recorder's rules, each built from one element of the rule file:
+// a value rule, a combination of value rules and the start-of-flight rule.
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "BlackboxValues.h"
+
+class CLogger;
+
+namespace pugi {
+class xml_node;
+}
+
+namespace Blackbox {
+
+class CBlackbox;
+
+// Threads: thrown and caught on the client thread.
+//
+// A rule's "value" that is not a number although its variable is one. The
+// rule cannot be built; the rule file reader reports it and leaves the rule
+// out.
+class CBadValueError : public std::invalid_argument {
+public:
+    explicit CBadValueError(const std::string& value);
+    // The value as the rule file gives it.
+    const std::string& getValueText() const { return m_valueText; }
+
+private:
+    std::string m_valueText;
+};
+
+// Threads: the client thread only (built by the recorder's rule file reader,
+// evaluated by its check cycle).
+//
+// What every rule has: the text it logs, the sound it plays and whether it
+// may fire more than once. A rule that is not multiple fires once per flight:
+// the recorder drops it after it fired.
+class CEventBase {
+public:
+    virtual ~CEventBase();
+    CEventBase(const CEventBase&) = delete;
+    CEventBase& operator=(const CEventBase&) = delete;
+
+    // At flight start, after the recorder refreshed its current data.
+    virtual void init() = 0;
+    // True when the rule fires now. level true: whenever the condition holds;
+    // false: only when it has just become true.
+    virtual bool check(bool level) = 0;
+
+    // Empty when the rule logs nothing.
+    const std::string& getOutput() const { return m_text; }
+    // Empty when the rule plays nothing.
+    const std::string& getSound() const { return m_sound; }
+    bool isMultiple() const { return m_bMultiple; }
+
+protected:
+    explicit CEventBase(const char* loggerName);
+    // "text", "sound" and "multiple" (true only for exactly "1").
+    void readCommon(const pugi::xml_node& node);
+    // The debug line's part for them: ` text="..." sound="..." multiple=0`.
+    std::string describeCommon() const;
+
+    std::unique_ptr<CLogger> m_pLogger;
+    std::string m_text;
+    std::string m_sound;
+    bool m_bMultiple = false;
+    bool m_bLastResult = false;
+};
+
+// Threads: the client thread only.
+//
+// Compares one variable of the recorder's current data with the rule's value:
+// 0 equal, 1 less, 2 greater. "Equal" also fires when the variable stepped
+// over the value between two samples, so a fast-changing number cannot slip
+// past it.
+class CValueEvent : public CEventBase {
+public:
+    enum Method { kEqual = 0, kLess = 1, kGreater = 2 };
+
+    // Binds the variable inside blackbox's current data (blackbox must not be
+    // null); flightState is the aircraft record's phase, read at every check.
+    // Throws CBadValueError when "value" is not a number for a numeric
+    // variable.
+    CValueEvent(const pugi::xml_node* node, CBlackbox* blackbox, bool debug, int& flightState);
+    ~CValueEvent() override;
+
+    // Arms the crossing memory of a number with the current value.
+    void init() override;
+    bool check(bool level) override;
+
+private:
+    int m_method = kEqual;
+    // Inside the recorder's current data; not owned.
+    CValueBase* m_pCurrent = nullptr;
+    std::unique_ptr<CValueBase> m_pRuleValue;
+    // The variable at the previous evaluation.
+    std::unique_ptr<CValueBase> m_pPrevious;
+    // Phase number, or -1 for every phase.
+    int m_stateFilter = -1;
+    int& m_rFlightState;
+    CBlackbox* m_pBlackbox;
+};
+
+// Threads: the client thread only.
+//
+// Fires once when all of its value rules hold together, and again only after
+// at least one of them has been false. The children are evaluated in order
+// and the first false one ends the cycle: the ones after it are not evaluated
+// and keep their crossing memory.
+class CCombinationEvent : public CEventBase {
+public:
+    // Throws CBadValueError when a child's value is bad: a combination that
+    // lost one of its conditions would fire where the airline did not want
+    // it, so the whole combination is left out.
+    CCombinationEvent(const pugi::xml_node* node, CBlackbox* blackbox, bool debug,
+                      int& flightState);
+    ~CCombinationEvent() override;
+
+    void init() override;
+    // Always reports edges, whatever level says.
+    bool check(bool level) override;
+
+private:
+    std::vector<std::unique_ptr<CValueEvent>> m_children;
+};
+
+// Threads: the client thread only.
+//
+// Fires in the first check after it was built and, never being multiple, is
+// then dropped: a line and a sound at the start of each flight.
+class CStartFlightEvent : public CEventBase {
+public:
+    CStartFlightEvent(const pugi::xml_node* node, CBlackbox* blackbox, bool debug,
+                      int& flightState);
+    ~CStartFlightEvent() override;
+
+    void init() override {}
+    bool check(bool) override { return true; }
+};
+
+}  // namespace Blackbox

@@ -1,0 +1,200 @@
+// Building the recorder's rules from their rule file elements and evaluating
+// them once per check cycle.
+#include "BlackboxEvents.h"
+
+#include <boost/lexical_cast.hpp>
+#include <pugixml.hpp>
+
+#include "CBlackbox.h"
+#include "CFlightState.h"
+#include "CLogger.h"
+
+namespace Blackbox {
+
+namespace {
+
+std::unique_ptr<CValueBase> makeValue(int classId) {
+    if (classId == CValueBase::kStringClassId) {
+        return std::make_unique<CStringValue>();
+    }
+    return std::make_unique<CDoubleValue>();
+}
+
+const char* methodName(int method) {
+    switch (method) {
+        case CValueEvent::kGreater:
+            return "greater";
+        case CValueEvent::kLess:
+            return "less";
+        default:
+            return "equal";
+    }
+}
+
+}  // namespace
+
+CBadValueError::CBadValueError(const std::string& value)
+    : std::invalid_argument("value is not a number: " + value), m_valueText(value) {}
+
+// --- common part ---
+
+// The rules are rebuilt every flight; their loggers write no "Init:"/"Delete:"
+// lines.
+CEventBase::CEventBase(const char* loggerName)
+    : m_pLogger(std::make_unique<CLogger>(loggerName, false)) {}
+
+CEventBase::~CEventBase() = default;
+
+void CEventBase::readCommon(const pugi::xml_node& node) {
+    m_text = node.attribute("text").as_string();
+    m_sound = node.attribute("sound").as_string();
+    m_bMultiple = std::string(node.attribute("multiple").as_string()) == "1";
+}
+
+std::string CEventBase::describeCommon() const {
+    return " text=\"" + m_text + "\" sound=\"" + m_sound +
+           "\" multiple=" + (m_bMultiple ? "1" : "0");
+}
+
+// --- value rule ---
+
+CValueEvent::CValueEvent(const pugi::xml_node* node, CBlackbox* blackbox, bool debug,
+                         int& flightState)
+    : CEventBase("CEventBase"), m_rFlightState(flightState), m_pBlackbox(blackbox) {
+    const pugi::xml_node element = node != nullptr ? *node : pugi::xml_node();
+    readCommon(element);
+
+    std::string variable = element.attribute("var").as_string();
+    for (char& c : variable) {
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
+    }
+    tCurrentData* data = m_pBlackbox->getCurrentData();
+    m_pCurrent = data->find(variable);
+    if (m_pCurrent == nullptr) {
+        // An unknown or missing variable is no error: it watches the speed.
+        variable = "ias";
+        m_pCurrent = &data->ias;
+    }
+    m_pRuleValue = makeValue(m_pCurrent->getClassId());
+    m_pPrevious = makeValue(m_pCurrent->getClassId());
+
+    std::string value = element.attribute("value").as_string();
+    if (value.empty()) {
+        value = "0";
+    }
+    const std::string valueAsGiven = value;
+    try {
+        m_pRuleValue->setValue(value);
+    } catch (const boost::bad_lexical_cast&) {
+        throw CBadValueError(valueAsGiven);
+    }
+
+    m_stateFilter = CFlightState::stringToState(element.attribute("flightstate").as_string());
+
+    const std::string method = element.attribute("method").as_string();
+    m_method = method == "greater" ? kGreater : method == "less" ? kLess : kEqual;
+
+    std::string zero = "0";
+    m_pPrevious->setValue(zero);
+
+    if (debug) {
+        m_pLogger->debug("<event" + describeCommon() + " var=" + variable + " value=" + value +
+                         " flightstate=" + CFlightState::stateToString(m_stateFilter) +
+                         " method=" + methodName(m_method) + ">");
+    }
+}
+
+CValueEvent::~CValueEvent() = default;
+
+void CValueEvent::init() {
+    // A text has no crossing to remember.
+    if (m_pPrevious->getClassId() == CValueBase::kNumberClassId) {
+        *m_pPrevious = *m_pCurrent;
+    }
+}
+
+bool CValueEvent::check(bool level) {
+    const bool wasTrue = m_bLastResult;
+    if (m_stateFilter >= 0 && m_stateFilter != m_rFlightState) {
+        // Outside its phase the rule re-arms; the crossing memory waits.
+        m_bLastResult = false;
+        return false;
+    }
+    const CValueBase& current = *m_pCurrent;
+    const CValueBase& rule = *m_pRuleValue;
+    const CValueBase& previous = *m_pPrevious;
+    bool result = false;
+    switch (m_method) {
+        case kLess:
+            result = current < rule;
+            break;
+        case kGreater:
+            result = current > rule;
+            break;
+        default:
+            result = (current >= rule && previous < rule) || (current <= rule && previous > rule) ||
+                     current == rule;
+            break;
+    }
+    m_bLastResult = result;
+    *m_pPrevious = current;
+    return level ? result : result && !wasTrue;
+}
+
+// --- combination ---
+
+CCombinationEvent::CCombinationEvent(const pugi::xml_node* node, CBlackbox* blackbox, bool debug,
+                                     int& flightState)
+    : CEventBase("CEventCombination") {
+    const pugi::xml_node element = node != nullptr ? *node : pugi::xml_node();
+    readCommon(element);
+    if (debug) {
+        m_pLogger->debug("<combination" + describeCommon() + ">");
+    }
+    for (const pugi::xml_node child : element.children("event")) {
+        m_children.push_back(std::make_unique<CValueEvent>(&child, blackbox, debug, flightState));
+    }
+    if (debug) {
+        m_pLogger->debug("</combination>");
+    }
+}
+
+CCombinationEvent::~CCombinationEvent() = default;
+
+void CCombinationEvent::init() {
+    for (const std::unique_ptr<CValueEvent>& child : m_children) {
+        child->init();
+    }
+}
+
+bool CCombinationEvent::check(bool) {
+    for (const std::unique_ptr<CValueEvent>& child : m_children) {
+        if (!child->check(true)) {
+            m_bLastResult = false;
+            return false;
+        }
+    }
+    if (m_bLastResult) {
+        return false;
+    }
+    m_bLastResult = true;
+    return true;
+}
+
+// --- start of flight ---
+
+CStartFlightEvent::CStartFlightEvent(const pugi::xml_node* node, CBlackbox*, bool debug, int&)
+    : CEventBase("CStartFlightEvent") {
+    const pugi::xml_node element = node != nullptr ? *node : pugi::xml_node();
+    readCommon(element);
+    m_bMultiple = false;
+    if (debug) {
+        m_pLogger->debug("<startflight text=\"" + m_text + "\" sound=\"" + m_sound + "\">");
+    }
+}
+
+CStartFlightEvent::~CStartFlightEvent() = default;
+
+}  // namespace Blackbox

@@ -1,0 +1,282 @@
+// The event recorder: the rule file reader, the check cycle, the rate-limited
+// event log and its upload, backup and restore.
+#include "CBlackbox.h"
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <pugixml.hpp>
+
+#include "AircraftData.h"
+#include "BlackboxEvents.h"
+#include "CClientConfig.h"
+#include "CClientInterface.h"
+#include "CFlightState.h"
+#include "CIniParser.h"
+#include "CLogger.h"
+#include "CSound.h"
+#include "ServerRecords.h"
+
+namespace Blackbox {
+
+namespace {
+
+const char* const kRuleFileName = "blackbox.xml";
+const char* const kSection = "report";
+const char* const kCountKey = "numeventlogs";
+const char* const kRecordKey = "eventdata";
+// Far more than a day's flight can log at 10 events a minute; a larger count
+// in the backup is damage, and honouring it would exhaust the memory.
+constexpr int kMaxBackupRecords = 100000;
+
+// Truncated toward zero as a cast would, but a value no int can hold (NaN,
+// infinity, out of range) gives 0 instead of undefined behaviour.
+int truncateToInt(double value) {
+    if (!std::isfinite(value) ||
+        value <= static_cast<double>(std::numeric_limits<int>::min()) - 1.0 ||
+        value >= static_cast<double>(std::numeric_limits<int>::max()) + 1.0) {
+        return 0;
+    }
+    return static_cast<int>(value);
+}
+
+// Copies text into a fixed field, cut to leave room for the terminator and
+// zero-filled behind. A cut never splits a UTF-8 character.
+template <std::size_t N>
+void copyText(char (&field)[N], const std::string& text) {
+    static_assert(N > 0, "a field holds at least its terminator");
+    std::memset(field, 0, N);
+    std::size_t length = text.size();
+    if (length > N - 1) {
+        length = N - 1;
+        // Back off continuation bytes (10xxxxxx) to the start of their character.
+        while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) {
+            --length;
+        }
+    }
+    std::memcpy(field, text.data(), length);
+}
+
+}  // namespace
+
+CValueBase* tCurrentData::find(const std::string& name) {
+    struct tVariable {
+        const char* name;
+        CValueBase* value;
+    };
+    const tVariable variables[] = {
+        {"ias", &ias},
+        {"landinglights", &landinglights},
+        {"gear", &gear},
+        {"flaps", &flaps},
+        {"altitudestd", &altitudestd},
+        {"altitudeagl", &altitudeagl},
+        {"vs", &vs},
+        {"groundspeed", &groundspeed},
+        {"flightstate", &flightstate},
+        {"aircrafttype", &aircrafttype},
+        {"destination", &destination},
+        {"closestairport", &closestairport},
+    };
+    for (const tVariable& variable : variables) {
+        if (name == variable.name) {
+            return variable.value;
+        }
+    }
+    return nullptr;
+}
+
+CBlackbox::CBlackbox(CSound* sound, tagAircraftData* aircraftData, CClientInterface* client)
+    : m_pSound(sound),
+      m_pAircraftData(aircraftData),
+      m_pClient(client),
+      m_pLogger(std::make_unique<CLogger>("CBlackbox")),
+      m_dataPath(CClientConfig::instance()->getDataPath()),
+      m_recentEvents(kRecentEventsCapacity) {
+    // The first minute of flight counts as having had one event at 0 s.
+    m_recentEvents.push_back(0);
+    parseXml();
+}
+
+CBlackbox::~CBlackbox() = default;
+
+void CBlackbox::parseXml() {
+    m_pLogger->debug("parse blackbox.xml");
+    pugi::xml_document document;
+    const pugi::xml_parse_result result = document.load_file((m_dataPath + kRuleFileName).c_str());
+    if (!result) {
+        m_pLogger->error(std::string("parsing blackbox.xml failed: ") + result.description());
+        return;
+    }
+    const pugi::xml_node root = document.child("blackbox");
+    if (!root) {
+        m_pLogger->warn("blackbox.xml has no blackbox element: no rules");
+        return;
+    }
+    const bool debug = std::string(root.attribute("debug").as_string()) == "true";
+    int& flightState = m_pAircraftData != nullptr ? m_pAircraftData->nFlightState : m_noFlightState;
+
+    for (const pugi::xml_node node : root.children()) {
+        const std::string name = node.name();
+        std::unique_ptr<CEventBase> rule;
+        try {
+            if (name == "event") {
+                rule = std::make_unique<CValueEvent>(&node, this, debug, flightState);
+            } else if (name == "combination") {
+                rule = std::make_unique<CCombinationEvent>(&node, this, debug, flightState);
+            } else if (name == "startflight") {
+                rule = std::make_unique<CStartFlightEvent>(&node, this, debug, flightState);
+            } else {
+                m_pLogger->warn("invalid node: " + name + ";");
+                continue;
+            }
+        } catch (const CBadValueError& bad) {
+            m_pLogger->error("rule \"" + std::string(node.attribute("text").as_string()) +
+                             "\" left out: value \"" + bad.getValueText() + "\" is not a number");
+            continue;
+        }
+        if (rule->getOutput().size() >= sizeof(tDataRecord::text)) {
+            m_pLogger->warn("rule text longer than " +
+                            std::to_string(sizeof(tDataRecord::text) - 1) +
+                            " characters is cut in the log: " + rule->getOutput());
+        }
+        m_events.push_back(std::move(rule));
+    }
+}
+
+void CBlackbox::init() {
+    updateData();
+    for (const std::unique_ptr<CEventBase>& event : m_events) {
+        event->init();
+    }
+}
+
+void CBlackbox::check() {
+    updateData();
+    std::size_t index = 0;
+    while (index < m_events.size()) {
+        CEventBase& event = *m_events[index];
+        if (event.check(false)) {
+            executeEvent(event.getOutput(), event.getSound());
+            if (!event.isMultiple()) {
+                // The next rule moves into this place.
+                m_events.erase(m_events.begin() + static_cast<std::ptrdiff_t>(index));
+                continue;
+            }
+        }
+        ++index;
+    }
+}
+
+void CBlackbox::updateData() {
+    if (m_pAircraftData != nullptr) {
+        const tagAircraftData& data = *m_pAircraftData;
+        m_currentData.ias.setValue(data.nIndicatedAirspeedKts);
+        m_currentData.landinglights.setValue(data.bLandingLights ? 1.0 : 0.0);
+        m_currentData.gear.setValue(data.bGearDown ? 1.0 : 0.0);
+        m_currentData.flaps.setValue(data.fFlapsRatio);
+        m_currentData.altitudestd.setValue(data.dAltitudeFt);
+        m_currentData.altitudeagl.setValue(data.nHeightAglFt);
+        m_currentData.vs.setValue(data.nVerticalSpeedFpm);
+        m_currentData.groundspeed.setValue(data.nGroundSpeedKts);
+        m_currentData.flightstate.setValue(data.nFlightState);
+        std::string closestAirport = recordText(data.closestAirport);
+        m_currentData.closestairport.setValue(closestAirport);
+    }
+    if (m_pClient != nullptr) {
+        std::string aircraftType = recordText(m_pClient->m_aircraft.Type);
+        m_currentData.aircrafttype.setValue(aircraftType);
+        std::string destination = recordText(m_pClient->m_route.Arr);
+        m_currentData.destination.setValue(destination);
+    }
+}
+
+int CBlackbox::flightTimeS() const {
+    if (m_pAircraftData == nullptr) {
+        return 0;
+    }
+    return truncateToInt(m_pAircraftData->dFlightTimeS) - m_pAircraftData->nFlightTimeOffsetS;
+}
+
+void CBlackbox::executeEvent(const std::string& text, const std::string& sound) {
+    if (!text.empty()) {
+        const int now = flightTimeS();
+        if (m_recentEvents.full() && now < m_recentEvents.front() + kRateLimitWindowS) {
+            m_pLogger->warn("Blocking event log: Too many events!");
+            return;
+        }
+        tDataRecord record;
+        std::memset(&record, 0, sizeof(record));
+        record.timestamp = now;
+        if (m_pAircraftData != nullptr) {
+            record.altitude = truncateToInt(m_pAircraftData->dAltitudeFt);
+            record.speed = m_pAircraftData->nIndicatedAirspeedKts;
+            copyText(record.flightState,
+                     CFlightState::stateToString(m_pAircraftData->nFlightState));
+        }
+        copyText(record.text, text);
+        m_flightData.push_back(record);
+        m_recentEvents.push_back(now);
+        m_pLogger->debug("Event logged: " + text);
+    }
+    if (!sound.empty()) {
+        if (m_pSound != nullptr) {
+            m_pSound->play(sound, true);
+        }
+        m_pLogger->debug("Play sound: " + sound);
+    }
+}
+
+void CBlackbox::uploadLog() {
+    if (m_pClient == nullptr) {
+        m_pLogger->error("uploadLog without client interface: the event log is kept");
+        return;
+    }
+    // What the website answers is not looked at: the log goes either way.
+    for (const tDataRecord& record : m_flightData) {
+        m_pClient->writeEventLog(&record);
+    }
+    clearFlightData();
+}
+
+void CBlackbox::backup() {
+    CIniParser* ini = CIniParser::instance();
+    ini->writeStringToReport(kSection, kCountKey, std::to_string(m_flightData.size()));
+    for (std::size_t i = 0; i < m_flightData.size(); ++i) {
+        ini->writeStructToReport(kSection, kRecordKey + std::to_string(i), &m_flightData[i],
+                                 sizeof(tDataRecord));
+    }
+}
+
+void CBlackbox::loadBackup() {
+    CIniParser* ini = CIniParser::instance();
+    int count = ini->getIntFromReport(kSection, kCountKey);
+    if (count > kMaxBackupRecords) {
+        m_pLogger->warn("Report-Backup claims " + std::to_string(count) +
+                        " event records; loading the first " + std::to_string(kMaxBackupRecords));
+        count = kMaxBackupRecords;
+    }
+    clearFlightData();
+    for (int i = 0; i < count; ++i) {
+        tDataRecord record;
+        std::memset(&record, 0, sizeof(record));
+        // A missing key reads as zeros: an empty record.
+        ini->getStructFromReport(kSection, kRecordKey + std::to_string(i), &record, sizeof(record));
+        // A damaged file must not leave a text without its terminator.
+        record.flightState[sizeof(record.flightState) - 1] = '\0';
+        record.text[sizeof(record.text) - 1] = '\0';
+        m_flightData.push_back(record);
+    }
+}
+
+void CBlackbox::reset() {
+    clearFlightData();
+    clearEventList();
+    parseXml();
+}
+
+void CBlackbox::clearEventList() { m_events.clear(); }
+
+void CBlackbox::clearFlightData() { m_flightData.clear(); }
+
+}  // namespace Blackbox

@@ -1,0 +1,426 @@
+// The flight recorder: when its rules fire, re-arm and are dropped, the record
+// an event leaves, the rate limit, the backup, and rule files that are broken,
+// partly broken or as shipped. The upload is tested with the report.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "AircraftData.h"
+#include "CBlackbox.h"
+#include "CClientConfig.h"
+#include "CClientInterface.h"
+#include "CIniParser.h"
+#include "CSingleton.h"
+#include "CSound.h"
+#include "TestSupport.h"
+
+namespace {
+
+using Blackbox::tDataRecord;
+
+constexpr int kClimb = 5;
+constexpr int kCruise = 6;
+constexpr int kDescent = 7;
+constexpr int kLanded = 3;
+
+class RecordingSound : public CSound {
+public:
+    RecordingSound() : CSound(nullptr) {}
+    void play(const std::string& name, bool common) override { played.emplace_back(name, common); }
+    void play(unsigned int) override {}
+    std::vector<std::pair<std::string, bool>> played;
+};
+
+class CBlackboxTest : public quelby_test::FolderTest {
+protected:
+    void SetUp() override {
+        FolderTest::SetUp();
+        CClientConfig::instance()->setDataPath(m_folder.path());
+        aircraft.reset();
+        // Made after the log moved into the test's folder.
+        client = std::make_unique<CClientInterface>();
+        sound = std::make_unique<RecordingSound>();
+    }
+    void TearDown() override {
+        recorder.reset();
+        sound.reset();
+        client.reset();
+        FolderTest::TearDown();
+    }
+    // A rule file holding rules in its root, and a recorder over it.
+    void load(const std::string& rules) {
+        writeRuleFile("<blackbox>" + rules + "</blackbox>");
+        build();
+    }
+    void writeRuleFile(const std::string& text) {
+        quelby_test::writeFile(m_folder.file("blackbox.xml"), text);
+    }
+    void build() {
+        recorder.reset();
+        recorder = std::make_unique<Blackbox::CBlackbox>(sound.get(), &aircraft, client.get());
+    }
+    // Check cycles, one per count: "1" for each that logged an event, else "0".
+    std::string step(int count = 1) {
+        std::string fired;
+        for (int i = 0; i < count; ++i) {
+            const std::size_t before = recorder->getFlightData().size();
+            recorder->check();
+            fired += recorder->getFlightData().size() > before ? "1" : "0";
+        }
+        return fired;
+    }
+    std::vector<std::string> logged() const {
+        std::vector<std::string> texts;
+        for (const tDataRecord& record : recorder->getFlightData()) texts.emplace_back(record.text);
+        return texts;
+    }
+    int countInLog(const std::string& text) const {
+        const std::string all = log();
+        int count = 0;
+        for (std::size_t at = all.find(text); at != std::string::npos;
+             at = all.find(text, at + 1)) {
+            ++count;
+        }
+        return count;
+    }
+
+    tagAircraftData aircraft;
+    std::unique_ptr<CClientInterface> client;
+    std::unique_ptr<RecordingSound> sound;
+    std::unique_ptr<Blackbox::CBlackbox> recorder;
+};
+
+TEST_F(CBlackboxTest, GreaterRule_firesOnRising_andAgainAfterFallingBackOnlyWhenMultiple) {
+    struct {
+        const char* multiple;
+        std::vector<int> speedsKts;
+        const char* fired;
+    } const cases[] = {
+        {"", {240, 260, 270, 250, 260}, "01000"},
+        {"true", {240, 260, 270, 250, 260}, "01000"},  // only "1" means multiple
+        {"1", {240, 260, 270, 250, 260}, "01001"},
+        {"1", {250, 250, 251}, "001"},  // 250 is not above 250
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string("multiple=") + c.multiple);
+        load(std::string("<event text=\"Fast\" var=\"IAS\" value=\"250\" method=\"greater\" ") +
+             "multiple=\"" + c.multiple + "\"/>");
+        std::string fired;
+        for (int speed : c.speedsKts) {
+            aircraft.nIndicatedAirspeedKts = speed;
+            fired += step();
+        }
+        EXPECT_EQ(fired, c.fired);
+    }
+}
+
+TEST_F(CBlackboxTest, EqualRule_firesWhenTheValueIsTouchedOrCrossedBetweenSamples) {
+    struct {
+        const char* rule;
+        bool init;
+        double firstFt, secondFt;
+        const char* fired;
+    } const cases[] = {
+        {"value=\"10000\"", true, 9990.0, 10010.0, "01"},
+        {"value=\"10000\"", true, 10010.0, 9990.0, "01"},
+        {"value=\"10000\"", true, 9980.0, 9990.0, "00"},
+        {"value=\"10000\"", true, 10010.0, 10020.0, "00"},
+        // Without init the crossing memory starts at 0, below the value.
+        {"value=\"10000\"", false, 10010.0, 10020.0, "10"},
+        // No value compares with 0; an unknown method means equal.
+        {"method=\"around\"", true, -10.0, 10.0, "01"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.rule) + " from " + std::to_string(c.firstFt) + " to " +
+                     std::to_string(c.secondFt) + (c.init ? "" : " without init"));
+        load(std::string("<event text=\"Level\" var=\"altitudestd\" ") + c.rule + "/>");
+        aircraft.dAltitudeFt = c.firstFt;
+        if (c.init) recorder->init();
+        std::string fired = step();
+        aircraft.dAltitudeFt = c.secondFt;
+        fired += step();
+        EXPECT_EQ(fired, c.fired);
+    }
+}
+
+TEST_F(CBlackboxTest, PhaseFilter_keepsTheRuleQuietOutsideItsPhase_andReArmsIt) {
+    load(
+        "<event text=\"Fast in cruise\" var=\"ias\" value=\"250\" method=\"greater\" "
+        "flightstate=\"cruise\" multiple=\"1\"/>");
+    aircraft.nIndicatedAirspeedKts = 300;
+    std::string fired;
+    for (int phase : {kClimb, kCruise, kCruise, kDescent, kCruise}) {
+        aircraft.nFlightState = phase;
+        fired += step();
+    }
+    EXPECT_EQ(fired, "01001");
+}
+
+TEST_F(CBlackboxTest, Combination_stopsAtTheFirstFalseChild_firesOnceAndReArms) {
+    // The altitude child is an "equal" rule: had it been evaluated while the
+    // gear was up, its memory would hold 10010, which crosses nothing.
+    load(
+        "<combination text=\"Gear down at 10000\" multiple=\"1\">"
+        "<event var=\"gear\" value=\"1\" text=\"ignored\"/>"
+        "<event var=\"altitudestd\" value=\"10000\"/>"
+        "<other var=\"ias\" value=\"9999\" method=\"greater\"/></combination>");
+    const std::pair<bool, double> samples[] = {{false, 9990.0}, {false, 10010.0}, {true, 10010.0},
+                                               {true, 10000.0}, {false, 10000.0}, {true, 10000.0}};
+    std::string fired;
+    for (const auto& [gearDown, altitudeFt] : samples) {
+        aircraft.bGearDown = gearDown;
+        aircraft.dAltitudeFt = altitudeFt;
+        fired += step();
+    }
+    EXPECT_EQ(fired, "001001");
+}
+
+TEST_F(CBlackboxTest, Texts_compareWithoutCase_andNeverOrder) {
+    std::strcpy(client->m_route.Arr, "edds");
+    std::strcpy(client->m_aircraft.Type, "A320");
+    std::strcpy(aircraft.closestAirport, "EDDF");
+    load(
+        "<event text=\"Destination\" var=\"destination\" value=\"EDDS\"/>"
+        "<event text=\"Type\" var=\"aircrafttype\" value=\"a320\"/>"
+        "<event text=\"Closest\" var=\"closestairport\" value=\"eddf\"/>"
+        "<event text=\"Before\" var=\"destination\" value=\"ZZZZ\" method=\"less\"/>"
+        "<event text=\"After\" var=\"destination\" value=\"AAAA\" method=\"greater\"/>"
+        "<event text=\"Elsewhere\" var=\"destination\" value=\"EGLL\"/>");
+    recorder->check();
+    recorder->check();
+    EXPECT_EQ(logged(), (std::vector<std::string>{"Destination", "Type", "Closest"}));
+}
+
+TEST_F(CBlackboxTest, StartFlight_firesInTheFirstCycleAfterEachReset) {
+    load("<startflight text=\"Welcome aboard\" sound=\"en/welcome.wav\" multiple=\"1\"/>");
+    EXPECT_EQ(step(2), "10") << "never multiple, whatever the file says";
+    ASSERT_EQ(sound->played.size(), 1u);
+    EXPECT_EQ(sound->played[0], std::make_pair(std::string("en/welcome.wav"), true))
+        << "rule sounds are looked up in the sound folder itself";
+    recorder->reset();
+    EXPECT_TRUE(logged().empty()) << "a reset starts a new log";
+    EXPECT_EQ(step(2), "10");
+}
+
+TEST_F(CBlackboxTest, DebugSwitch_describesEveryRuleAsBuilt) {
+    writeRuleFile(
+        "<blackbox debug=\"true\">"
+        "<event text=\"Lights\" sound=\"penalty.wav\" var=\"LandingLights\" "
+        "value=\"0\" flightstate=\"climb\"/>"
+        "<combination text=\"Gear\" multiple=\"1\">"
+        "<event var=\"nosuch\" value=\"250\" method=\"greater\"/></combination>"
+        "<event text=\"Home\" var=\"destination\" value=\"EDDS\" method=\"less\"/>"
+        "<startflight text=\"Hello\"/></blackbox>");
+    build();
+    const std::string lines[] = {
+        "[CEventBase] <event text=\"Lights\" sound=\"penalty.wav\" multiple=0 var=landinglights "
+        "value=0 flightstate=Climb method=equal>",
+        "[CEventCombination] <combination text=\"Gear\" sound=\"\" multiple=1>",
+        "[CEventBase] <event text=\"\" sound=\"\" multiple=0 var=ias value=250 "
+        "flightstate=Undefined method=greater>",
+        "[CEventCombination] </combination>",
+        "[CEventBase] <event text=\"Home\" sound=\"\" multiple=0 var=destination value=edds "
+        "flightstate=Undefined method=less>",
+        "[CStartFlightEvent] <startflight text=\"Hello\" sound=\"\">",
+    };
+    const std::string text = log();
+    std::size_t previous = 0;
+    for (const std::string& line : lines) {
+        const std::size_t at = text.find("Debug: " + line);
+        ASSERT_NE(at, std::string::npos) << "missing " << line << " in:\n" << text;
+        EXPECT_GT(at, previous) << line << " out of order";
+        previous = at;
+    }
+}
+
+TEST_F(CBlackboxTest, Event_recordsFlightTimeAltitudeSpeedPhaseAndText) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    struct {
+        double flightTimeS, altitudeFt;
+        int timestamp, altitude;
+    } const cases[] = {
+        {125.9, 10500.7, 120, 10500},
+        {60.99, -10.7, 55, -10},
+        {nan, 1e300, -5, 0},  // no int holds them: 0, never undefined behaviour
+    };
+    load("");
+    aircraft.nFlightTimeOffsetS = 5;
+    aircraft.nIndicatedAirspeedKts = 287;
+    aircraft.nFlightState = kCruise;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.flightTimeS) + " s at " + std::to_string(c.altitudeFt));
+        recorder->clearFlightData();
+        aircraft.dFlightTimeS = c.flightTimeS;
+        aircraft.dAltitudeFt = c.altitudeFt;
+        recorder->executeEvent("Overspeed", "");
+        ASSERT_EQ(recorder->getFlightData().size(), 1u);
+        const tDataRecord& record = recorder->getFlightData()[0];
+        EXPECT_EQ(record.timestamp, c.timestamp);
+        EXPECT_EQ(record.altitude, c.altitude);
+        EXPECT_EQ(record.speed, 287);
+        EXPECT_STREQ(record.flightState, "Cruise");
+        EXPECT_STREQ(record.text, "Overspeed");
+    }
+}
+
+TEST_F(CBlackboxTest, LongText_isCutInsideItsField) {
+    const std::pair<std::string, std::string> cases[] = {
+        {std::string(65, 'a'), std::string(65, 'a')},
+        {std::string(100, 'b'), std::string(65, 'b')},
+        // A two-byte character across the cut goes whole.
+        {std::string(64, 'c') + "\xC3\xA9tail", std::string(64, 'c')},
+    };
+    for (const auto& [text, kept] : cases) {
+        SCOPED_TRACE(std::to_string(text.size()) + " bytes");
+        load("<event text=\"" + text + "\" var=\"gear\" value=\"1\"/>");
+        aircraft.bGearDown = true;
+        recorder->check();
+        ASSERT_EQ(recorder->getFlightData().size(), 1u);
+        EXPECT_EQ(std::string(recorder->getFlightData()[0].text), kept);
+    }
+    EXPECT_EQ(countInLog("characters is cut in the log"), 2);
+}
+
+TEST_F(CBlackboxTest, RateLimit_logsNineEventsInTheFirstMinute_andDropsTheRestSilently) {
+    std::string rules;
+    for (int i = 0; i < 11; ++i) {
+        rules += "<startflight text=\"Event " + std::to_string(i) + "\" sound=\"en/penalty.wav\"/>";
+    }
+    load(rules);
+    recorder->check();
+    ASSERT_EQ(recorder->getFlightData().size(), 9u);
+    EXPECT_STREQ(recorder->getFlightData().back().text, "Event 8");
+    EXPECT_EQ(sound->played.size(), 9u) << "a blocked event plays nothing";
+    EXPECT_EQ(countInLog("Warn: [CBlackbox] Blocking event log: Too many events!"), 2);
+
+    // The window is 60 s of flight time from the oldest of the last ten.
+    aircraft.dFlightTimeS = 59.9;
+    recorder->executeEvent("Late", "en/penalty.wav");
+    recorder->executeEvent("", "en/gear.wav");  // a bare sound is never held back
+    EXPECT_EQ(recorder->getFlightData().size(), 9u);
+    EXPECT_EQ(sound->played.size(), 10u);
+    aircraft.dFlightTimeS = 60.0;
+    recorder->executeEvent("Next minute", "");
+    EXPECT_EQ(recorder->getFlightData().size(), 10u);
+}
+
+TEST_F(CBlackboxTest, Backup_restoresTheRecordsByteForByteInOrder) {
+    load("");
+    for (int i = 0; i < 3; ++i) {
+        aircraft.dFlightTimeS = 100.0 * (i + 1);
+        aircraft.dAltitudeFt = 1000.0 * i;
+        aircraft.nFlightState = kDescent;
+        recorder->executeEvent("Event " + std::to_string(i), "");
+    }
+    const std::vector<tDataRecord> saved = recorder->getFlightData();
+    recorder->backup();
+    ASSERT_TRUE(CIniParser::instance()->saveReportFile());
+    // A later run reads the file afresh into a recorder with a log of its own.
+    CSingleton<CIniParser>::destroyInstance();
+    build();
+    for (int i = 0; i < 4; ++i) recorder->executeEvent("Another flight", "");
+    ASSERT_EQ(CIniParser::instance()->getIntFromReport("report", "numeventlogs"), 3);
+    recorder->loadBackup();
+    const std::vector<tDataRecord>& loaded = recorder->getFlightData();
+    ASSERT_EQ(loaded.size(), 3u);
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(std::memcmp(&loaded[i], &saved[i], sizeof(tDataRecord)), 0) << "record " << i;
+    }
+    EXPECT_EQ(logged(), (std::vector<std::string>{"Event 0", "Event 1", "Event 2"}));
+
+    // A damaged record keeps its texts terminated; a missing one is empty.
+    tDataRecord damaged;
+    std::memset(&damaged, 'x', sizeof(damaged));
+    CIniParser::instance()->writeStructToReport("report", "eventdata0", &damaged, sizeof(damaged));
+    CIniParser::instance()->writeStringToReport("report", "numeventlogs", "4");
+    recorder->loadBackup();
+    ASSERT_EQ(recorder->getFlightData().size(), 4u);
+    EXPECT_EQ(std::strlen(recorder->getFlightData()[0].flightState), 9u);
+    EXPECT_EQ(std::strlen(recorder->getFlightData()[0].text), 65u);
+    EXPECT_STREQ(recorder->getFlightData()[3].text, "");
+}
+
+// A bad number leaves out its rule, or the whole combination holding it.
+TEST_F(CBlackboxTest, BadRules_areLeftOutWithALogLine_andTheOthersKept) {
+    load(
+        "<event text=\"Fast\" var=\"ias\" value=\"250\" method=\"greater\"/><rule text=\"x\"/>"
+        "<event text=\"Bad speed\" var=\"ias\" value=\"fast\" method=\"greater\"/>"
+        "<combination text=\"Bad combination\"><event var=\"gear\" value=\"1\"/>"
+        "<event var=\"altitudeagl\" value=\"1000ft\" method=\"less\"/></combination>"
+        "<event text=\"Known airport\" var=\"destination\" value=\"not a number\"/>"
+        "<event text=\"Slow\" var=\"ias\" value=\"100\" method=\"less\"/>");
+    EXPECT_EQ(recorder->getNumEvents(), 3u);
+    EXPECT_EQ(countInLog("Warn: [CBlackbox] invalid node: rule;"), 1);
+    EXPECT_EQ(countInLog("Error: [CBlackbox] rule \"Bad speed\" left out: value \"fast\" is not "
+                         "a number"),
+              1);
+    EXPECT_EQ(countInLog("Error: [CBlackbox] rule \"Bad combination\" left out: value "
+                         "\"1000ft\" is not a number"),
+              1);
+    aircraft.nIndicatedAirspeedKts = 300;
+    aircraft.bGearDown = true;
+    aircraft.nHeightAglFt = 500;
+    recorder->check();
+    aircraft.nIndicatedAirspeedKts = 50;
+    recorder->check();
+    EXPECT_EQ(logged(), (std::vector<std::string>{"Fast", "Slow"}));
+}
+
+TEST_F(CBlackboxTest, BrokenOrMissingFile_givesNoRules) {
+    const char* const failed = "Error: [CBlackbox] parsing blackbox.xml failed: ";
+    const std::pair<const char*, const char*> cases[] = {
+        {nullptr, "Error: [CBlackbox] parsing blackbox.xml failed: File was not found"},
+        {"", failed},
+        {"<blackbox><event text=\"x\"/>", failed},
+        {"gear down, flaps 30", failed},
+        {"<rules><startflight text=\"x\"/></rules>", "blackbox.xml has no blackbox element"},
+    };
+    for (const auto& [file, logLine] : cases) {
+        SCOPED_TRACE(file != nullptr ? file : "no file");
+        std::remove(m_folder.file("blackbox.xml").c_str());
+        if (file != nullptr) writeRuleFile(file);
+        const int before = countInLog(logLine);
+        build();
+        EXPECT_EQ(recorder->getNumEvents(), 0u);
+        EXPECT_EQ(countInLog(logLine), before + 1) << log();
+        recorder->init();
+        recorder->check();
+        EXPECT_TRUE(recorder->getFlightData().empty());
+    }
+}
+
+TEST_F(CBlackboxTest, ShippedRuleFile_buildsEveryRule_andWarnsOfGearUpOnFinal) {
+    CClientConfig::instance()->setDataPath(std::string(QUELBY_SOURCE_DIR) + "/data");
+    aircraft.bGearDown = true;
+    build();
+    EXPECT_EQ(recorder->getNumEvents(), 7u);
+    for (const char* problem : {"invalid node", "parsing blackbox.xml failed", "left out",
+                                "is cut in the log", "<startflight"}) {
+        EXPECT_EQ(countInLog(problem), 0) << problem;
+    }
+    recorder->init();
+    recorder->check();
+    aircraft.nFlightState = kDescent;  // final approach with the gear still up
+    aircraft.bGearDown = false;
+    aircraft.nHeightAglFt = 800;
+    aircraft.nVerticalSpeedFpm = -700;
+    aircraft.nIndicatedAirspeedKts = 150;
+    recorder->check();
+    aircraft.nFlightState = kLanded;
+    aircraft.nHeightAglFt = 0;
+    aircraft.nVerticalSpeedFpm = 0;
+    recorder->check();
+    EXPECT_EQ(logged(),
+              (std::vector<std::string>{"Flight recorder on - have a good flight",
+                                        "Gear up below 1000 ft AGL in the descent", "Touchdown"}));
+    ASSERT_EQ(sound->played.size(), 1u);
+    EXPECT_EQ(sound->played[0].first, "en/penalty.wav");
+}
+
+}  // namespace
