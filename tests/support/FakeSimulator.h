@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "CFlightSimulatorInterface.h"
 
@@ -24,8 +25,14 @@ public:
         return true;
     }
     bool getZuluTime() override { return true; }
-    bool setFailure(int, bool) override { return true; }
-    bool checkFailure(int) override { return true; }
+    bool setFailure(int which, bool) override {
+        failuresSet.push_back(which);
+        return true;
+    }
+    bool checkFailure(int which) override {
+        failuresChecked.push_back(which);
+        return true;
+    }
     bool setSimulationRate(int rate) override {
         rateSet = rate;
         return true;
@@ -49,6 +56,8 @@ public:
     int tankWrites = 0;
     int rateSet = 0;
     std::string shown;
+    std::vector<int> failuresSet;
+    std::vector<int> failuresChecked;
 };
 
 }  // namespace quelby_test
