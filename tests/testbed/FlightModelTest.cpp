@@ -219,6 +219,7 @@ struct PilotRuleBreaks {
     int lightsOffLow = 0;  // 51 <= height < 951 ft, lights off
     int lightsOnHigh = 0;  // altitude >= 10100 ft, height >= 3001 ft, lights on
     int overspeedLow = 0;  // altitude < 9900 ft, indicated >= 261 kt
+    int flapsFast = 0;     // flaps out above 230 kt
     bool brakeSetAtEnd = false;
 };
 
@@ -231,6 +232,7 @@ PilotRuleBreaks ruleBreaks(const std::vector<Sample>& frames) {
         breaks.lightsOnHigh += s.altitudeFt >= 10100.0 && h >= 3001 && s.landingLights ? 1 : 0;
         breaks.overspeedLow +=
             s.altitudeFt < 9900.0 && static_cast<int>(s.indicatedKts) >= 261 ? 1 : 0;
+        breaks.flapsFast += s.flaps > 0.0 && s.indicatedKts > 230.0 ? 1 : 0;
     }
     breaks.brakeSetAtEnd = frames.back().parkingBrake;
     return breaks;
@@ -255,6 +257,7 @@ TEST_F(FlightModelTest, FlightByTheBook_breaksNoneOfThePilotRules) {
         EXPECT_EQ(breaks.lightsOffLow, 0);
         EXPECT_EQ(breaks.lightsOnHigh, 0);
         EXPECT_EQ(breaks.overspeedLow, 0);
+        EXPECT_EQ(breaks.flapsFast, 0);
         EXPECT_TRUE(breaks.brakeSetAtEnd);
         EXPECT_TRUE(std::any_of(frames.begin(), frames.end(),
                                 [](const Sample& s) { return s.landingLights; }));

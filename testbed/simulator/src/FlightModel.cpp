@@ -64,6 +64,9 @@ constexpr double kAirDecelKtsPerSec = 1.5;
 // Where the descent levels off to slow to the speed limit, and how close
 // to the limit the speed must be before it goes on.
 constexpr double kLevelOffWindowFt = 600.0;
+// Where the climb retracts its take-off flaps, whichever comes first.
+constexpr double kFlapsUpAglFt = 1000.0;
+constexpr double kFlapsUpIasKts = 200.0;
 constexpr double kLevelOffSpeedMarginKts = 3.0;
 constexpr double kVsChangeFpmPerSec = 600.0;
 constexpr double kLevelOffGainPerMin = 2.0;  // ft/min of vertical speed per ft to go
@@ -358,7 +361,9 @@ struct FlightModel::Impl {
 
     void climb(double dt) {
         const double aglFt = heightAboveGroundFt();
-        flapRatio = aglFt >= 2500.0 ? 0.0 : 0.1;
+        // Flaps up once clear of the ground or fast enough, as the speed
+        // limits for extended flaps demand.
+        flapRatio = aglFt >= kFlapsUpAglFt || iasKts >= kFlapsUpIasKts ? 0.0 : 0.1;
         iasKts =
             moveToward(iasKts, climbIas(altitudeFt), kAirAccelKtsPerSec, kAirDecelKtsPerSec, dt);
         const double toGoFt = flight.cruiseAltitudeFt - altitudeFt;
