@@ -33,11 +33,11 @@ struct FlightHooks {
 };
 
 // The example hop from Frankfurt to Stuttgart (the demo airline's booked
-// route), flown faster than the demo.
-inline testbed::FlightDescription bookedHop() {
+// route), at timeScale simulated seconds per real second.
+inline testbed::FlightDescription bookedHop(double timeScale = 45.0) {
     testbed::FlightDescription flight = testbed::loadFlightFile(
         std::string(QUELBY_SOURCE_DIR) + "/testbed/flights/EDDF-EDDS.flight");
-    flight.timeScale = 45;
+    flight.timeScale = timeScale;
     return flight;
 }
 
