@@ -1,0 +1,28 @@
+// Writes the shipped sounds into the sound folder given on the command line.
+#include <boost/filesystem.hpp>
+#include <fstream>
+#include <iostream>
+#include <string>
+
+#include "SoundGenerator.h"
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::cerr << "usage: quelby-soundgen <sound folder>\n";
+        return 2;
+    }
+    const boost::filesystem::path folder(argv[1]);
+    for (const auto& [name, bytes] : soundgen::makeSounds()) {
+        const boost::filesystem::path file = folder / name;
+        boost::filesystem::create_directories(file.parent_path());
+        std::ofstream out(file.string(), std::ios::binary);
+        out.write(reinterpret_cast<const char*>(bytes.data()),
+                  static_cast<std::streamsize>(bytes.size()));
+        if (!out) {
+            std::cerr << "cannot write " << file.string() << "\n";
+            return 1;
+        }
+        std::cout << file.string() << " (" << bytes.size() << " bytes)\n";
+    }
+    return 0;
+}
