@@ -33,6 +33,19 @@ public:
     // reason is logged as a warning.
     virtual void abortFlight(std::string& reason);
 
+    // The screen shown: one of the menu layers 0 to 16.
+    int getLayer() const { return m_nLayer; }
+    // Stores the layer and shows its controls, every other screen's hidden;
+    // layer 4 and layers above 16 hide nothing. Ends with a repaint.
+    virtual void setMenuLayer(int layer);
+    // Set on the fuel screens (layers 11, 13, 14).
+    bool isFuelScreenActive() const { return m_bFuelScreenActive; }
+    // Whether the logged-in pilot may fly (the pilot's Status at most 1).
+    bool pilotMayFly() const;
+    // Asks for the window to be drawn again. X-Plane draws the window every
+    // frame, so there is nothing to ask for on this platform.
+    virtual void repaint() {}
+
     // The booked flight's records; not owned, null until set.
     CClientInterface* getClientInterface() const { return m_pClient; }
     void setClientInterface(CClientInterface* client) { m_pClient = client; }
@@ -45,4 +58,6 @@ protected:
     CObjectManager m_objectManager;
     std::vector<std::unique_ptr<CUserInterfaceObject>> m_objects;
     CClientInterface* m_pClient = nullptr;
+    int m_nLayer = 0;
+    bool m_bFuelScreenActive = false;
 };

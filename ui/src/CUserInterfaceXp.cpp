@@ -10,6 +10,74 @@ namespace {
 // The window's text is drawn in X-Plane's proportional font, in white.
 constexpr XPLMFontID kTextFont = xplmFont_Proportional;
 float g_textColour[3] = {1.0f, 1.0f, 1.0f};
+
+// One control of the window: where it sits (from the window's top-left
+// corner, y down), what it is and which screen it belongs to.
+struct tControl {
+    int id;
+    int kind;
+    const char* caption;
+    int layer;
+    int x, y, width, height;
+    int option;
+};
+
+constexpr int kButton = CUserInterfaceObject::PushButton;
+constexpr int kField = CUserInterfaceObject::TextField;
+constexpr int kCheck = CUserInterfaceObject::CheckBox;
+constexpr int kCombo = CUserInterfaceObject::ComboBox;
+constexpr int kPassword = CUserInterfaceObjectXp::kPasswordOption;
+
+// In the order they are made: the buttons, then the check boxes and the
+// combo box, then the text fields.
+const tControl kControls[] = {
+    {0, kButton, "Exit", 1, 25, 334, 148, 20, 0},
+    {3, kButton, "Login", 0, 270, 250, 200, 19, 0},
+    {4, kButton, "Home", 1, 25, 238, 148, 20, 0},
+    {5, kButton, "Options", 1, 25, 262, 148, 20, 0},
+    {6, kButton, "Flight Information", 1, 25, 286, 148, 20, 0},
+    {8, kButton, "Fly!", 1, 25, 310, 148, 20, 0},
+    {9, kButton, "End flight", 7, 25, 262, 148, 20, 0},
+    {10, kButton, "Next", 7, 470, 330, 100, 20, 0},
+    {11, kButton, "Save changes", 2, 470, 330, 100, 20, 0},
+    {14, kButton, "Divert!", 5, 25, 238, 148, 20, 0},
+    {15, kButton, "Fuel Up!", 11, 25, 238, 148, 20, 0},
+    {16, kButton, "Load Initial Fuel!", 11, 25, 262, 148, 20, 0},
+    {17, kButton, "Back", 14, 25, 286, 148, 20, 0},
+    {18, kButton, "Back", 13, 25, 262, 148, 20, 0},
+    {19, kButton, "Update now!", 10, 265, 270, 250, 20, 0},
+    {20, kButton, "Abort download!", 16, 330, 200, 120, 20, 0},
+    {21, kButton, "Show saved Report", 12, 265, 240, 250, 20, 0},
+    {22, kButton, "Upload saved Report", 12, 265, 270, 250, 20, 0},
+    {23, kButton, "Delete saved Report", 12, 265, 300, 250, 20, 0},
+    {24, kButton, "Change", 14, 445, 135, 65, 18, 0},
+    {25, kButton, "Change", 14, 445, 160, 65, 18, 0},
+    {26, kButton, "Change", 14, 445, 235, 65, 18, 0},
+    {201, kCheck, "AutoLogin", 2, 500, 140, 12, 12, 0},
+    {202, kCheck, "TrackerOn", 2, 500, 265, 12, 12, 0},
+    {203, kCheck, "FSMessages", 2, 500, 290, 12, 12, 0},
+    {204, kCheck, "SimpleFuel", 2, 500, 165, 12, 12, 0},
+    {205, kCheck, "Sound", 2, 500, 190, 12, 12, 0},
+    {301, kCombo, "FSInterface", 2, 392, 211, 120, 60, 0},
+    {101, kField, "", 0, 340, 195, 130, 20, 0},
+    {102, kField, "", 0, 340, 220, 130, 20, kPassword},
+    {105, kField, "", 11, 255, 142, 65, 25, 0},
+    {103, kField, "", 11, 355, 142, 65, 25, 0},
+    {104, kField, "", 11, 455, 142, 65, 25, 0},
+    {106, kField, "", 11, 255, 212, 65, 25, 0},
+    {107, kField, "", 11, 355, 212, 65, 25, 0},
+    {108, kField, "", 11, 455, 212, 65, 25, 0},
+    {109, kField, "", 11, 255, 282, 65, 25, 0},
+    {110, kField, "", 11, 355, 282, 65, 25, 0},
+    {111, kField, "", 11, 455, 282, 65, 25, 0},
+    {112, kField, "", 0, 210, 322, 65, 25, 0},
+    {113, kField, "", 0, 210, 322, 65, 25, 0},
+    {114, kField, "", 13, 313, 205, 65, 25, 0},
+    {115, kField, "Write your comment here...", 15, 215, 120, 350, 150, 0},
+};
+
+// Ids of the controls that start in a state of their own.
+constexpr int kUpdateNowId = 19;
 }  // namespace
 
 CUserInterfaceXp::CUserInterfaceXp() = default;
@@ -22,10 +90,14 @@ void CUserInterfaceXp::initialize(XPWidgetID window, CThreadSync* threadSync) {
     m_objectManager.clear();
     m_objects.clear();
 
-    CUserInterfaceObject* exitButton = addObject(
-        std::make_unique<CUserInterfaceObjectXp>(25, 334, 148, 20, CUserInterfaceObject::PushButton,
-                                                 "Exit", 0, window, kExitButtonId, 1, 0));
-    exitButton->setStyle(1);
+    for (const tControl& control : kControls) {
+        addObject(std::make_unique<CUserInterfaceObjectXp>(
+            control.x, control.y, control.width, control.height, control.kind, control.caption,
+            control.option, window, control.id, control.layer, 0));
+    }
+    m_objectManager.getObjectWithId(kExitButtonId)->setStyle(1);
+    m_objectManager.getObjectWithId(kUpdateNowId)->deactivate();
+    setMenuLayer(0);
 }
 
 CUserInterfaceObjectXp* CUserInterfaceXp::getObjectWithXpId(XPWidgetID widget) const {
