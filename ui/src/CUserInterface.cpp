@@ -35,6 +35,42 @@ bool CUserInterface::pilotMayFly() const {
            CNumberText::toInt(recordText(m_pClient->m_pilot.Status).c_str()) <= 1;
 }
 
+namespace {
+
+// What a screen shows besides hiding every other screen's controls.
+struct tScreen {
+    int layer;
+    // The home screen's navigation: Home, Options, and for a pilot who may
+    // fly Flight Information and Fly!, and Exit.
+    bool navigation;
+    // The controls that belong to this layer, shown by layer.
+    bool ownLayer;
+    // The fuel screens.
+    bool fuelScreen;
+    std::vector<int> shown;
+};
+
+const tScreen kScreens[] = {
+    {0, false, false, false, {3, 101, 102}},
+    {1, true, false, false, {}},
+    {2, true, false, false, {11, 201, 202, 203, 204, 205}},
+    {3, true, false, false, {}},
+    {5, false, false, false, {14}},
+    {6, true, false, false, {}},
+    {7, false, false, false, {10}},
+    {8, false, false, false, {10}},
+    {9, false, false, false, {10}},
+    {10, false, false, false, {19, 0}},
+    {11, false, true, true, {17}},
+    {12, false, false, false, {21, 22, 23}},
+    {13, false, true, true, {15, 18}},
+    {14, false, true, true, {8, 17}},
+    {15, false, false, false, {115, 9, 10}},
+    {16, false, false, false, {401, 20}},
+};
+
+}  // namespace
+
 void CUserInterface::setMenuLayer(int layer) {
     m_nLayer = layer;
     m_bFuelScreenActive = false;
@@ -42,81 +78,27 @@ void CUserInterface::setMenuLayer(int layer) {
         repaint();
         return;
     }
-    CObjectManager& objects = m_objectManager;
-    CUserInterfaceUtilities::hideAllObjects(objects);
-    // The home screen's navigation, for the screens that share it.
-    const auto showNavigation = [&objects, this] {
-        objects.show(4, true);
-        objects.show(5, true);
-        if (pilotMayFly()) {
-            objects.show(6, true);
-            objects.show(8, true);
+    CUserInterfaceUtilities::hideAllObjects(m_objectManager);
+    for (const tScreen& screen : kScreens) {
+        if (screen.layer != layer) {
+            continue;
         }
-        objects.show(0, true);
-    };
-    switch (layer) {
-        case 0:
-            objects.show(3, true);
-            objects.show(101, true);
-            objects.show(102, true);
-            break;
-        case 1:
-        case 3:
-        case 6:
-            showNavigation();
-            break;
-        case 2:
-            showNavigation();
-            objects.show(11, true);
-            for (int checkBox = 201; checkBox <= 205; ++checkBox) {
-                objects.show(checkBox, true);
+        if (screen.navigation) {
+            m_objectManager.show(4, true);
+            m_objectManager.show(5, true);
+            if (pilotMayFly()) {
+                m_objectManager.show(6, true);
+                m_objectManager.show(8, true);
             }
-            break;
-        case 5:
-            objects.show(14, true);
-            break;
-        case 7:
-        case 8:
-        case 9:
-            objects.show(10, true);
-            break;
-        case 10:
-            objects.show(19, true);
-            objects.show(0, true);
-            break;
-        case 11:
-            objects.showLayer(11, false);
-            objects.show(17, true);
-            m_bFuelScreenActive = true;
-            break;
-        case 12:
-            objects.show(21, true);
-            objects.show(22, true);
-            objects.show(23, true);
-            break;
-        case 13:
-            objects.showLayer(13, false);
-            objects.show(15, true);
-            objects.show(18, true);
-            m_bFuelScreenActive = true;
-            break;
-        case 14:
-            objects.showLayer(14, false);
-            objects.show(8, true);
-            objects.show(17, true);
-            m_bFuelScreenActive = true;
-            break;
-        case 15:
-            objects.show(115, true);
-            objects.show(9, true);
-            objects.show(10, true);
-            break;
-        case 16:
-            objects.show(401, true);
-            objects.show(20, true);
-            break;
-        default:
-            break;
+            m_objectManager.show(0, true);
+        }
+        if (screen.ownLayer) {
+            m_objectManager.showLayer(layer, false);
+        }
+        for (int id : screen.shown) {
+            m_objectManager.show(id, true);
+        }
+        m_bFuelScreenActive = screen.fuelScreen;
     }
     repaint();
 }
