@@ -20,6 +20,7 @@
 #include "CReport.h"
 #include "CSingleton.h"
 #include "CUserInterface.h"
+#include "DemoLogin.h"
 #include "FlownFlight.h"
 #include "SimulatorClient.h"
 #include "TestSupport.h"
@@ -77,13 +78,6 @@ struct CruiseRefueller {
     }
 };
 
-void logIn(CClientInterface& web, const testbed::Website& site) {
-    web.setHost(site.url());
-    web.setLoginData("demo", CClientInterface::md5Hex("demo", 4).c_str());
-    ASSERT_EQ(web.readPilot(), 0);
-    ASSERT_EQ(web.readRoute(), 0);
-}
-
 class MonitoredFlightTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -116,7 +110,7 @@ TEST_F(MonitoredFlightTest, EventsFailureAndRefuels_areRecordedKeptAndUploaded) 
     long failureTriggerS = -1;
     {
         CClientInterface web;
-        logIn(web, site);
+        quelby_test::logInAsDemoPilot(web, site);
         AbortRecorder userInterface;
         userInterface.setClientInterface(&web);
         Blackbox::CBlackbox blackbox(&sound, &adapter.m_aircraftData, &web);
@@ -184,7 +178,7 @@ TEST_F(MonitoredFlightTest, EventsFailureAndRefuels_areRecordedKeptAndUploaded) 
 
     // The next run loads the backup and uploads the report, then the events.
     CClientInterface web;
-    logIn(web, site);
+    quelby_test::logInAsDemoPilot(web, site);
     CFlightSimulatorInterfaceUsingXpsdk simulator{nullptr};
     Blackbox::CBlackbox blackbox(&sound, &simulator.m_aircraftData, &web);
     CReport report(&simulator, &web, &blackbox);

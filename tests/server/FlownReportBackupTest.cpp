@@ -14,6 +14,7 @@
 #include "CIniParser.h"
 #include "CReport.h"
 #include "CSingleton.h"
+#include "DemoLogin.h"
 #include "FinishedFlightTest.h"
 #include "FlownFlight.h"
 #include "TestSupport.h"
@@ -24,14 +25,6 @@ namespace {
 
 std::map<std::string, std::string> fieldsOf(const testbed::ReceivedRequest& request) {
     return {request.fields.begin(), request.fields.end()};
-}
-
-// What a login gives a run of the plug-in: the pilot and the booked flight.
-void logIn(CClientInterface& client, const testbed::Website& site) {
-    client.setHost(site.url());
-    client.setLoginData("demo", CClientInterface::md5Hex("demo", 4).c_str());
-    ASSERT_EQ(client.readPilot(), 0);
-    ASSERT_EQ(client.readRoute(), 0);
 }
 
 class FlownReportBackupTest : public ::testing::Test {
@@ -62,7 +55,7 @@ TEST_F(FlownReportBackupTest, FailedUpload_isKeptRefusedWhenTamperedAndUploadedB
     std::vector<int> keptIds;
     {
         CClientInterface web;
-        logIn(web, site);
+        quelby_test::logInAsDemoPilot(web, site);
         CReport report(&adapter, &web);
         site.injectFailure("writereport", testbed::Failure::httpError(503), 1);
         testbed::FlightModel model(quelby_test::bookedHop());
@@ -91,7 +84,7 @@ TEST_F(FlownReportBackupTest, FailedUpload_isKeptRefusedWhenTamperedAndUploadedB
     {
         quelby_test::writeFile(folder.file("quelby_report.ini"), quelby_test::tampered(sealed));
         CClientInterface web;
-        logIn(web, site);
+        quelby_test::logInAsDemoPilot(web, site);
         CFlightSimulatorInterfaceUsingXpsdk simulator{nullptr};
         CReport report(&simulator, &web);
         ASSERT_TRUE(report.isBackupReport());
@@ -103,7 +96,7 @@ TEST_F(FlownReportBackupTest, FailedUpload_isKeptRefusedWhenTamperedAndUploadedB
 
     // The next run: login, the backup found, verified, made again and uploaded.
     CClientInterface web;
-    logIn(web, site);
+    quelby_test::logInAsDemoPilot(web, site);
     CFlightSimulatorInterfaceUsingXpsdk simulator{nullptr};
     CReport report(&simulator, &web);
     ASSERT_TRUE(report.isBackupReport());

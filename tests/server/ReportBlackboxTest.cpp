@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "CBlackbox.h"
+#include "DemoLogin.h"
 #include "FinishedFlightTest.h"
 #include "testbed/Website.h"
 
@@ -70,10 +71,7 @@ TEST_F(ReportBlackboxTest, Upload_sendsTheEventsAfterTheReport_thenTheLogIsEmpty
     testbed::Website site;
     ASSERT_TRUE(site.start());
     site.seedDemo();
-    client.setHost(site.url());
-    client.setLoginData("demo", CClientInterface::md5Hex("demo", 4).c_str());
-    ASSERT_EQ(client.readPilot(), 0);
-    ASSERT_EQ(client.readRoute(), 0);
+    quelby_test::logInAsDemoPilot(client, site);
     quelby_test::put(client.m_report.Number, recordText(client.m_route.Number).c_str());
     quelby_test::put(client.m_report.Dep, "EDDF");
     quelby_test::put(client.m_report.Arr, "EDDS");

@@ -14,6 +14,7 @@
 #include "CIniParser.h"
 #include "CReport.h"
 #include "CSingleton.h"
+#include "DemoLogin.h"
 #include "FakeSimulator.h"
 #include "TestSupport.h"
 #include "testbed/Website.h"
@@ -33,10 +34,7 @@ protected:
         CSingleton<CIniParser>::destroyInstance();
         ASSERT_TRUE(site.start());
         site.seedDemo();
-        client.setHost(site.url());
-        client.setLoginData("demo", CClientInterface::md5Hex("demo", 4).c_str());
-        ASSERT_EQ(client.readPilot(), 0);
-        ASSERT_EQ(client.readRoute(), 0);
+        quelby_test::logInAsDemoPilot(client, site);
         tagAircraftData& data = simulator.m_aircraftData;
         data.reset();
         data.dLatitude = 50.033333;
