@@ -10,9 +10,10 @@
 // Threads: made on the simulator's thread while the plug-in starts, played
 // from the client thread afterwards; never two at a time. No lock of its own.
 //
-// One source plays every sound, so a new sound cuts the one playing. A player
-// without a device (none present, or the files missing) logs what failed and
-// stays silent: it never throws and never calls OpenAL without a context.
+// One source plays every sound, so a new sound cuts the one playing. Without
+// a device the player logs why and stays silent, and it makes no OpenAL call
+// that needs a context; missing files are logged when they are loaded. No
+// exception leaves it.
 class CSoundOpenAl : public CSound {
 public:
     CSoundOpenAl(unsigned int* handle, const std::string& path, const std::string& language);
@@ -35,14 +36,15 @@ private:
     void checkSource();
     // True (and logged) when OpenAL reports an error.
     bool checkError(const std::string& what);
-    // Deletes the buffer of the last sound played by name once the source
-    // has let go of it.
-    void releasePlayedBuffer();
+    // Stops the source, takes its buffer off and deletes the buffer of the
+    // last sound played by name if OpenAL kept it.
+    void stopSource();
+    void logException(const char* where) noexcept;
 
     unsigned int m_buffers[kInterfaceSounds] = {0, 0, 0};
     unsigned int m_source = 0;
-    // OpenAL keeps a buffer that the source still holds; it goes with the
-    // next sound or when the player closes.
+    // The buffer of a sound played by name that OpenAL would not delete while
+    // the source held it.
     unsigned int m_playedBuffer = 0;
     bool m_bDevice = false;
 };

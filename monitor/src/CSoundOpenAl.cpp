@@ -3,6 +3,7 @@
 #include "CSoundOpenAl.h"
 
 #include <AL/al.h>
+#include <AL/alc.h>
 #include <AL/alure.h>
 
 #include "CLogger.h"
@@ -25,7 +26,7 @@ CSoundOpenAl::CSoundOpenAl(unsigned int* handle, const std::string& path,
     try {
         initOpenAL();
     } catch (...) {
-        m_pLogger->error("init OpenAL failed; sounds stay silent");
+        logException("initOpenAL");
     }
 }
 
@@ -33,17 +34,21 @@ CSoundOpenAl::~CSoundOpenAl() {
     try {
         closeOpenAL();
     } catch (...) {
-        // Closing the device must not take the plug-in's stop with it.
+        logException("closeOpenAL");
     }
 }
 
 void CSoundOpenAl::initOpenAL() {
+    // Without a current context there is no error state to clear, and asking
+    // for it would itself be an error.
+    if (alcGetCurrentContext() != nullptr) {
+        alGetError();
+    }
     if (!alureInitDevice(nullptr, nullptr)) {
         m_pLogger->error("init alure: " + alureError());
         return;
     }
     m_bDevice = true;
-    alGetError();
     if (checkError("init OpenAL")) {
         return;
     }
@@ -82,6 +87,7 @@ void CSoundOpenAl::createSource() {
 void CSoundOpenAl::checkSource() {
     if (!alIsSource(m_source)) {
         m_pLogger->debug("invalid source, creating new one");
+        // Name 0 was never generated: there is nothing to delete.
         if (m_source != 0) {
             alDeleteSources(1, &m_source);
         }
@@ -90,8 +96,7 @@ void CSoundOpenAl::checkSource() {
 }
 
 bool CSoundOpenAl::checkError(const std::string& what) {
-    const ALenum error = alGetError();
-    if (error == AL_NO_ERROR) {
+    if (alGetError() == AL_NO_ERROR) {
         return false;
     }
     // The number is the truth of the test for a pending error, not OpenAL's code.
@@ -108,15 +113,22 @@ bool CSoundOpenAl::isPlaying() const {
     return state == AL_PLAYING;
 }
 
-void CSoundOpenAl::releasePlayedBuffer() {
-    if (m_playedBuffer == 0) {
-        return;
-    }
+void CSoundOpenAl::stopSource() {
+    // A playing source refuses a new buffer, so the new sound cuts the old one.
     alSourceStop(m_source);
     alSourcei(m_source, AL_BUFFER, 0);
-    alDeleteBuffers(1, &m_playedBuffer);
-    m_playedBuffer = 0;
-    alGetError();
+    if (m_playedBuffer != 0) {
+        alDeleteBuffers(1, &m_playedBuffer);
+        m_playedBuffer = 0;
+    }
+}
+
+void CSoundOpenAl::logException(const char* where) noexcept {
+    try {
+        m_pLogger->error(std::string("Exception:CSoundOpenAl::") + where);
+    } catch (...) {
+        // Out of memory even for the message: the sound is lost, nothing else.
+    }
 }
 
 void CSoundOpenAl::play(unsigned int id) {
@@ -124,8 +136,8 @@ void CSoundOpenAl::play(unsigned int id) {
         return;
     }
     try {
-        releasePlayedBuffer();
         checkSource();
+        stopSource();
         alGetError();
         alSourcei(m_source, AL_BUFFER, static_cast<ALint>(m_buffers[id]));
         if (checkError("bind buffer to source: " + std::to_string(id))) {
@@ -134,7 +146,7 @@ void CSoundOpenAl::play(unsigned int id) {
         alSourcePlay(m_source);
         checkError("play sound: " + std::to_string(id));
     } catch (...) {
-        m_pLogger->error("play sound: " + std::to_string(id) + " failed");
+        logException("play");
     }
 }
 
@@ -146,14 +158,14 @@ void CSoundOpenAl::play(const std::string& name, bool common) {
             m_pLogger->error("load wav: no sound device for " + file);
             return;
         }
-        releasePlayedBuffer();
         alGetError();
-        const ALuint buffer = alureCreateBufferFromFile(file.c_str());
+        ALuint buffer = alureCreateBufferFromFile(file.c_str());
         if (buffer == AL_NONE) {
             m_pLogger->error("load wav: " + alureError());
             return;
         }
         checkSource();
+        stopSource();
         alGetError();
         alSourcei(m_source, AL_BUFFER, static_cast<ALint>(buffer));
         if (checkError("bind buffer to source: " + file)) {
@@ -162,16 +174,17 @@ void CSoundOpenAl::play(const std::string& name, bool common) {
             return;
         }
         alSourcePlay(m_source);
-        if (!checkError("play sound: " + file)) {
-            // Deleting a buffer the source still plays is refused; it then
-            // goes with the next sound.
+        const bool failed = checkError("play sound: " + file);
+        if (!failed) {
             alDeleteBuffers(1, &buffer);
-            if (alGetError() != AL_NO_ERROR) {
-                m_playedBuffer = buffer;
-            }
+        }
+        // OpenAL refuses to delete a buffer that a source still holds; it then
+        // goes with the next sound or when the player closes.
+        if (failed || alGetError() != AL_NO_ERROR) {
+            m_playedBuffer = buffer;
         }
     } catch (...) {
-        m_pLogger->error("play sound: " + name + " failed");
+        logException("play");
     }
 }
 
@@ -179,10 +192,9 @@ void CSoundOpenAl::closeOpenAL() {
     if (!m_bDevice) {
         return;
     }
-    releasePlayedBuffer();
+    // Buffers still attached to the source cannot be deleted.
     if (m_source != 0) {
-        alSourceStop(m_source);
-        alSourcei(m_source, AL_BUFFER, 0);
+        stopSource();
     }
     for (ALuint& buffer : m_buffers) {
         if (buffer != 0) {

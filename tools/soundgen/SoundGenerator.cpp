@@ -1,4 +1,7 @@
-// The tones of each shipped sound and their encoding as WAV files.
+// The tones of each shipped sound and their encoding as WAV files. After a
+// change, regenerate the kept files from the repository's top folder with
+//   cmake --build build --target quelby-soundgen && build/tools/soundgen/quelby-soundgen data/sound
+// (a test fails while data/sound differs from this output).
 #include "SoundGenerator.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // The sounds the plug-in ships, made from a few sine tones: the same bytes on
 // every run, so the files in data/sound are the generator's output and
-// nothing else. Regenerate with: build/tools/soundgen/quelby-soundgen data/sound
+// nothing else. How to regenerate them: see SoundGenerator.cpp.
 #pragma once
 
 #include <cstdint>

@@ -14,7 +14,13 @@ int main(int argc, char** argv) {
     const boost::filesystem::path folder(argv[1]);
     for (const auto& [name, bytes] : soundgen::makeSounds()) {
         const boost::filesystem::path file = folder / name;
-        boost::filesystem::create_directories(file.parent_path());
+        boost::system::error_code error;
+        boost::filesystem::create_directories(file.parent_path(), error);
+        if (error) {
+            std::cerr << "cannot create " << file.parent_path().string() << ": " << error.message()
+                      << "\n";
+            return 1;
+        }
         std::ofstream out(file.string(), std::ios::binary);
         out.write(reinterpret_cast<const char*>(bytes.data()),
                   static_cast<std::streamsize>(bytes.size()));
