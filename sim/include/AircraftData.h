@@ -148,14 +148,15 @@ static_assert(offsetof(tagAircraftData, nNumEngines) == 180, "saved record layou
 static_assert(offsetof(tagAircraftData, nReserved184) == 184, "saved record layout");
 static_assert(offsetof(tagAircraftData, nReserved188) == 188, "saved record layout");
 
-// The vertical speeds of the latest reads, oldest first; the adapter appends
-// the current vertical speed on every read and the phase reactions average it
-// at touchdown. Kept beside the record, never in it: the record is a file
-// format and this is a working list.
+// The vertical speeds of the latest airborne reads, oldest first; the adapter
+// appends the current vertical speed on every read in the air and the phase
+// reactions average it once landed. Kept beside the record, never in it: the
+// record is a file format and this is a working list.
 using tVerticalSpeedHistory = boost::circular_buffer<int>;
-// Near the ground the aircraft is read every 50 ms, so 64 reads hold the last
-// 3.2 s: the flare and the touchdown itself, not the approach before them.
-constexpr std::size_t kVerticalSpeedHistoryCapacity = 64;
+// Near the ground the aircraft is read every 50 ms, so 10 reads hold the last
+// half second before the wheels touch: the flare, not the approach before it
+// nor the roll-out after it.
+constexpr std::size_t kVerticalSpeedHistoryCapacity = 10;
 
 // Threads: as tagAircraftData (client thread).
 //

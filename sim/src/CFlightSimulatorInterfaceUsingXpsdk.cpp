@@ -212,7 +212,9 @@ bool CFlightSimulatorInterfaceUsingXpsdk::getEverything() {
         XPLMGetDatavf(m_dataRefs[kGearDeploy], &gearDeploy, 0, 1);
         data.bGearDown = gearDeploy != 0.0f;
     }
-    m_verticalSpeedHistory.push_back(data.nVerticalSpeedFpm);
+    if (!data.bOnGround) {
+        m_verticalSpeedHistory.push_back(data.nVerticalSpeedFpm);
+    }
     getZuluTime();
     return true;
 }

@@ -119,6 +119,13 @@ TEST_F(XpsdkAdapterTest, GetEverything_fillsRecordInClientUnits_inOneBracketPlus
     ASSERT_TRUE(onClient([&] { return adapter.getEverything(); }));
     EXPECT_EQ(d.nPrevVerticalSpeedFpm, -512);
     EXPECT_EQ(d.nVerticalSpeedFpm, 300);
+
+    // On the ground the touchdown history keeps its airborne readings.
+    sim().setInt("sim/flightmodel/failures/onground_any", 1);
+    sim().setFloat("sim/cockpit2/gauges/indicators/vvi_fpm_pilot", 0.0f);
+    ASSERT_TRUE(onClient([&] { return adapter.getEverything(); }));
+    EXPECT_EQ(adapter.m_verticalSpeedHistory.size(), 2u);
+    EXPECT_EQ(adapter.m_verticalSpeedHistory.back(), 300);
 }
 
 TEST_F(XpsdkAdapterTest, Clock_writesHoursAndMinutes_localThenZulu) {
