@@ -240,6 +240,21 @@ bool Simulator::pressButton(const std::string& caption) {
     return true;
 }
 
+bool Simulator::pressButton(XPWidgetID button) {
+    requireSimulatorThread("pressButton");
+    {
+        std::lock_guard<std::mutex> lock(state().mutex);
+        auto found = state().widgets.find(button);
+        if (found == state().widgets.end() || found->second.widgetClass != xpWidgetClass_Button ||
+            propertyOf(found->second, xpProperty_ButtonType) != 0 ||
+            !shownOnScreen(state(), button)) {
+            return false;
+        }
+    }
+    dispatchUpChain(button, xpMsg_PushButtonPressed, reinterpret_cast<intptr_t>(button), 0);
+    return true;
+}
+
 bool Simulator::typeInto(XPWidgetID textField, const std::string& text) {
     requireSimulatorThread("typeInto");
     {

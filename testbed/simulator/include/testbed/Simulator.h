@@ -146,6 +146,9 @@ public:
     // the button, then up its parents until a callback returns 1. Returns
     // false when no such button is shown.
     bool pressButton(const std::string& caption);
+    // Presses this push button, when it is shown; for buttons that share a
+    // caption.
+    bool pressButton(XPWidgetID button);
     // Replaces a text field's text, as typing into it does: the field gets
     // its descriptor-changed message and 1400 goes up its parents. Returns
     // false unless it is a text field shown on screen.
