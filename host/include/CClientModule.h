@@ -11,10 +11,11 @@
 #include <boost/thread/mutex.hpp>
 #include <memory>
 
-class CLogger;
+#include "CClient.h"
+
 class CUserInterface;
 
-class CClientModule {
+class CClientModule : public CClient {
 public:
     CClientModule(CUserInterface& ui, void* parentWindow);
     ~CClientModule();
@@ -31,18 +32,20 @@ public:
 
     // Consuming, on the client thread.
     void checkMessages();
+    // Plays the click for an active control and runs the workflow step.
     void checkButtonEvent();
-    // Returns whether a crash was posted since the last call, and clears it.
-    bool takeAircraftCrashed();
+    // A posted crash marks the aircraft record as crashed.
+    void checkAircraftCrashed();
     bool checkInvalidateRect();
+    // Nothing to do on this platform.
+    void checkRepaint() {}
+    void checkAutoText() {}
+    void checkDrawObject() {}
+    void drawObject(long*) {}
 
     int pendingButtonEvent() const;
 
 private:
-    CUserInterface& m_ui;
-    void* m_pParentWindow;
-    std::unique_ptr<CLogger> m_pLogger;
-
     mutable boost::mutex m_lock;  // guards the fields below
     int m_nButtonEvent = -1;
     bool m_bRepaint = false;

@@ -11,9 +11,12 @@
 #include <boost/thread/condition_variable.hpp>
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/mutex.hpp>
+#include <thread>
 
 class CThreadSync {
 public:
+    // Made on the simulator's thread: the thread that made it needs no
+    // bracket to touch the simulator.
     CThreadSync();
     ~CThreadSync();
     CThreadSync(const CThreadSync&) = delete;
@@ -34,8 +37,10 @@ public:
     bool isShutDown() const;
     // How many brackets the simulator's thread has granted so far.
     unsigned long grantCount() const { return m_grants.load(std::memory_order_relaxed); }
+    bool isSimulatorThread() const { return std::this_thread::get_id() == m_simulatorThread; }
 
 private:
+    const std::thread::id m_simulatorThread = std::this_thread::get_id();
     boost::condition_variable m_requestCondition;
     boost::condition_variable m_releaseCondition;
     mutable boost::mutex m_requestMutex;
@@ -51,11 +56,23 @@ private:
 // shut down, granted() is false and the simulator must not be touched.
 class CSimulatorBracket {
 public:
+    // A bracket inside a bracket of the same thread, or on the simulator's
+    // own thread, takes nothing: asking again would wait for a frame that
+    // cannot come while this thread holds the simulator.
     explicit CSimulatorBracket(CThreadSync* threadSync)
-        : m_pThreadSync(threadSync), m_bGranted(threadSync != nullptr && threadSync->wait()) {}
+        : m_pThreadSync(threadSync),
+          m_bOwn(threadSync != nullptr && t_depth == 0 && !threadSync->isSimulatorThread()),
+          m_bGranted(threadSync != nullptr && (!m_bOwn || threadSync->wait())) {
+        if (m_bGranted) {
+            ++t_depth;
+        }
+    }
     ~CSimulatorBracket() {
         if (m_bGranted) {
-            m_pThreadSync->wakeup();
+            --t_depth;
+            if (m_bOwn) {
+                m_pThreadSync->wakeup();
+            }
         }
     }
     CSimulatorBracket(const CSimulatorBracket&) = delete;
@@ -63,6 +80,8 @@ public:
     bool granted() const { return m_bGranted; }
 
 private:
+    static thread_local int t_depth;
     CThreadSync* m_pThreadSync;
+    bool m_bOwn;
     bool m_bGranted;
 };

@@ -2,17 +2,13 @@
 // effect happens on the client thread.
 #include "CClientModule.h"
 
-#include "CLogger.h"
+#include "CFlightSimulatorInterface.h"
 #include "CObjectManager.h"
+#include "CSound.h"
 #include "CUserInterface.h"
 #include "CUserInterfaceObject.h"
 
-CClientModule::CClientModule(CUserInterface& ui, void* parentWindow)
-    : m_ui(ui),
-      m_pParentWindow(parentWindow),
-      m_pLogger(std::make_unique<CLogger>("CClientModule")) {
-    (void)m_pParentWindow;
-}
+CClientModule::CClientModule(CUserInterface& ui, void* parentWindow) : CClient(ui, parentWindow) {}
 
 CClientModule::~CClientModule() = default;
 
@@ -46,7 +42,10 @@ int CClientModule::pendingButtonEvent() const {
     return m_nButtonEvent;
 }
 
-void CClientModule::checkMessages() { checkButtonEvent(); }
+void CClientModule::checkMessages() {
+    checkButtonEvent();
+    checkAircraftCrashed();
+}
 
 void CClientModule::checkButtonEvent() {
     int id;
@@ -60,18 +59,29 @@ void CClientModule::checkButtonEvent() {
     // The handler runs without the lock so that the simulator's thread can
     // post meanwhile; an event posted while it runs is dropped below.
     CUserInterfaceObject* pObject = m_ui.getObjectManager().getObjectWithId(id);
-    if (pObject == nullptr || pObject->isActive()) {
-        m_ui.buttonEvent(id);
+    if (pObject != nullptr && !pObject->isActive()) {
+        boost::lock_guard<boost::mutex> lock(m_lock);
+        m_nButtonEvent = -1;
+        return;
     }
+    if (pObject != nullptr && m_ui.getSound() != nullptr) {
+        m_ui.getSound()->play(0u);
+    }
+    m_ui.buttonEvent(id);
     boost::lock_guard<boost::mutex> lock(m_lock);
     m_nButtonEvent = -1;
 }
 
-bool CClientModule::takeAircraftCrashed() {
+void CClientModule::checkAircraftCrashed() {
     boost::lock_guard<boost::mutex> lock(m_lock);
-    const bool crashed = m_bAircraftCrashed;
-    m_bAircraftCrashed = false;
-    return crashed;
+    if (!m_bAircraftCrashed) {
+        return;
+    }
+    // Without a simulator interface yet the crash waits in the mailbox.
+    if (CFlightSimulatorInterface* simulator = m_ui.getSimulator()) {
+        simulator->setCrashed();
+        m_bAircraftCrashed = false;
+    }
 }
 
 bool CClientModule::checkInvalidateRect() {

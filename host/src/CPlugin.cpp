@@ -10,6 +10,7 @@
 #include <string>
 
 #include "CCallbackGuard.h"
+#include "CClientInterface.h"
 #include "CClientModule.h"
 #include "CLogger.h"
 #include "CServerSettings.h"
@@ -124,7 +125,7 @@ int XPlaneDrawCallback(XPLMDrawingPhase phase, int isBefore, void* refcon) {
             g_pThreadSync->trywait();
         }
         if (g_theWindow != nullptr && XPIsWidgetVisible(g_theWindow)) {
-            theUserInterface.text();
+            theUserInterface.drawTextPanel();
         }
         return 1;
     });
@@ -150,6 +151,7 @@ int start(char* outName, char* outSig, char* outDesc) {
     copyOut(outDesc, std::string("Client plugin for Quelby. (") + kHomepageHost + ")");
 
     g_bEndClient = false;
+    CClientInterface::abortTransfers(false);
     g_theWindow =
         XPCreateWidget(0, 380, 600, 0, 1, "Quelby Client", 1, nullptr, xpWidgetClass_MainWindow);
     XPSetWidgetProperty(g_theWindow, xpProperty_MainWindowHasCloseBoxes, 1);
@@ -206,6 +208,10 @@ void stop() {
     }
 
     g_bEndClient = true;
+    // A request to the website in progress gives up at once instead of
+    // holding the simulator's stop for its time-out; a report it was sending
+    // is kept as a backup.
+    CClientInterface::abortTransfers(true);
     // No frame is drawn while this thread joins the client: a client thread
     // waiting for simulator access must be let go, or the join never ends.
     if (g_pThreadSync != nullptr) {
@@ -250,16 +256,19 @@ void runClient() {
         CLogger::setServerUrl(CServerSettings::displayUrl(CServerSettings::load().primaryHost));
         g_clientModule = std::make_unique<CClientModule>(theUserInterface, nullptr);
         g_pClient = g_clientModule.get();
+        // Files, the sound device and the automatic login are the client
+        // thread's: the simulator never waits for them.
+        theUserInterface.startClient();
         while (!g_bEndClient) {
             g_clientModule->checkMessages();
             if (g_passHookForTests) {
                 g_passHookForTests();
             }
-            // One pass ends with a sleep of 10 ms to an absolute time.
-            boost::this_thread::sleep_until(boost::chrono::steady_clock::now() +
-                                            boost::chrono::milliseconds(10));
+            g_clientModule->run();
         }
     });
+    // Made here, so they go here, whether the loop ended or failed.
+    CCallbackGuard::run(g_clientFailed, "runClient", [] { theUserInterface.stopClient(); });
 }
 
 }  // namespace CPlugin

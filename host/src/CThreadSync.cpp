@@ -2,6 +2,8 @@
 // simulator's thread.
 #include "CThreadSync.h"
 
+thread_local int CSimulatorBracket::t_depth = 0;
+
 CThreadSync::CThreadSync() = default;
 CThreadSync::~CThreadSync() = default;
 

@@ -104,6 +104,17 @@ public:
     // set it changes nothing. Returns 1.
     int createReport();
 
+    // --- the money of a flight, as the report computes it and its pages show it ---
+
+    // Fuel bought at a price per litre, 1.234 litres to the kg, taken in
+    // single precision and cut to whole currency units.
+    static int32_t fuelCost(int fuelKg, double pricePerLitre);
+    // The aircraft type's ticket factor, or 1.0 when it is not above 0.
+    static double ticketFactor(double typeTicketFactor);
+    // The tickets of the passengers at the ticket price, times the type's
+    // ticket factor; not yet cut to whole units.
+    static double ticketRevenue(double ticketPrice, int passengers, double typeTicketFactor);
+
     // --- upload, or keep the report for later ---
 
     // Uploads the report; on any failure writes the backup instead. Returns 1

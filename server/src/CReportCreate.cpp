@@ -96,6 +96,18 @@ float blendedFuelMultiplier(float oldMultiplier, double flightMultiplier, int bo
 
 }  // namespace
 
+int32_t CReport::fuelCost(int fuelKg, double pricePerLitre) {
+    return truncated(static_cast<float>(fuelKg) * static_cast<float>(pricePerLitre) * 1.234f);
+}
+
+double CReport::ticketFactor(double typeTicketFactor) {
+    return typeTicketFactor > 0.0 ? typeTicketFactor : 1.0;
+}
+
+double CReport::ticketRevenue(double ticketPrice, int passengers, double typeTicketFactor) {
+    return ticketPrice * passengers * ticketFactor(typeTicketFactor);
+}
+
 int CReport::createReport() {
     if (m_pSimulator == nullptr || m_pClient == nullptr) {
         m_pLogger->error("createReport without simulator or client interface");
@@ -243,15 +255,11 @@ int CReport::createReport() {
     // 14. to 18. Money: tickets and cargo less crew and fuel, a bonus for
     // flying in real time, the pilot's share.
     const double rate = bonusRate(report.Simrate);
-    const double ticketFactor =
-        client.m_aircraftType.Ticket > 0.0 ? client.m_aircraftType.Ticket : 1.0;
     const int passengers = textToInt(log.Passengers);
-    report.Crew = truncated(passengers * 5 * ticketFactor);
-    const float fuelCost =
-        static_cast<float>(fuelBoughtKg) * static_cast<float>(fuelPrice) * 1.234f;
-    const int32_t profitBeforeBonus =
-        truncated(textToDouble(route.Price) * passengers * ticketFactor - report.Crew -
-                  truncated(fuelCost) + cargoMoney);
+    report.Crew = truncated(passengers * 5 * ticketFactor(client.m_aircraftType.Ticket));
+    const int32_t profitBeforeBonus = truncated(
+        ticketRevenue(textToDouble(route.Price), passengers, client.m_aircraftType.Ticket) -
+        report.Crew - fuelCost(fuelBoughtKg, fuelPrice) + cargoMoney);
     if (profitBeforeBonus < 1) {
         report.Bonus = 0;
         report.Salary = 0;

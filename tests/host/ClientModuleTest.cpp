@@ -9,6 +9,8 @@
 #include "CClientModule.h"
 #include "CUserInterface.h"
 #include "CUserInterfaceObject.h"
+#include "FakeSimulator.h"
+#include "SimulatorClient.h"
 #include "TestSupport.h"
 
 namespace {
@@ -43,26 +45,43 @@ TEST_F(ClientModuleTest, SecondPressBeforeConsumption_replacesFirst) {
     EXPECT_EQ(ui.events.size(), 1u) << "a consumed event was delivered twice";
 }
 
-TEST_F(ClientModuleTest, InactiveObject_dropsPressWithoutHandler) {
+TEST_F(ClientModuleTest, PressOnAControl_clicksOnlyWhenActive_hotKeysNever) {
+    quelby_test::SilentSound sound;
+    CUserInterface::tSubsystems subsystems;
+    subsystems.sound = &sound;
+    ui.setSubsystems(subsystems);
+    ui.add(4);
     ui.add(8)->deactivate();
+
     client.buttonEvent(8);
     client.checkMessages();
-    EXPECT_TRUE(ui.events.empty());
+    EXPECT_TRUE(ui.events.empty()) << "an inactive control reached the workflow";
+    EXPECT_TRUE(sound.interfacePlayed.empty());
     EXPECT_EQ(client.pendingButtonEvent(), -1);
-}
 
-TEST_F(ClientModuleTest, EventWithoutObject_reachesHandler) {
+    client.buttonEvent(4);
+    client.checkMessages();
+    EXPECT_EQ(sound.interfacePlayed, std::vector<unsigned int>{0});
+
     // 27 comes from the landing-light hot key and belongs to no control.
     client.buttonEvent(27);
     client.checkMessages();
-    EXPECT_EQ(ui.events, std::vector<int>{27});
+    EXPECT_EQ(ui.events, (std::vector<int>{4, 27}));
+    EXPECT_EQ(sound.interfacePlayed.size(), 1u) << "a hot key clicked";
 }
 
-TEST_F(ClientModuleTest, CrashFlag_isTakenOnce) {
-    EXPECT_FALSE(client.takeAircraftCrashed());
+TEST_F(ClientModuleTest, CrashMessage_waitsForTheSimulatorThenMarksTheRecord) {
     client.setAircraftCrashed();
-    EXPECT_TRUE(client.takeAircraftCrashed());
-    EXPECT_FALSE(client.takeAircraftCrashed());
+    client.checkMessages();  // no simulator interface yet: the crash is kept
+    quelby_test::FakeSimulator simulator;
+    CUserInterface::tSubsystems subsystems;
+    subsystems.simulator = &simulator;
+    ui.setSubsystems(subsystems);
+    client.checkMessages();
+    EXPECT_TRUE(simulator.m_aircraftData.bCrashed);
+    simulator.m_aircraftData.bCrashed = false;
+    client.checkMessages();
+    EXPECT_FALSE(simulator.m_aircraftData.bCrashed) << "one crash message marked the record twice";
 }
 
 TEST_F(ClientModuleTest, PostingFromAnotherThread_whileConsuming_isSafe) {

@@ -155,9 +155,7 @@ TEST_F(PluginLifecycleTest, StartWritesDebugLogHeader_andStopAndStartAgainWork) 
     // The client thread writes the first lines; start itself writes none.
     const std::string logFile = root.file("quelby_debug.txt");
     ASSERT_TRUE(sim().runUntil(
-        [&] {
-            return quelby_test::readFile(logFile).find("Init: CClientModule") != std::string::npos;
-        },
+        [&] { return quelby_test::readFile(logFile).find("Init: CClient") != std::string::npos; },
         5000ms));
     const std::string log = quelby_test::readFile(logFile);
     // The header opens the file, once.
@@ -179,8 +177,8 @@ TEST_F(PluginLifecycleTest, StartWritesDebugLogHeader_andStopAndStartAgainWork) 
     ASSERT_TRUE(sim().runUntil(
         [&] {
             const std::string again = quelby_test::readFile(logFile);
-            return again.find("---------Quelby Log-----------",
-                              again.find("Init: CClientModule")) != std::string::npos;
+            return again.find("---------Quelby Log-----------", again.find("Init: CClient")) !=
+                   std::string::npos;
         },
         5000ms));
 }

@@ -20,6 +20,7 @@
 #include "CReport.h"
 #include "CSingleton.h"
 #include "CUserInterface.h"
+#include "CruiseRefueller.h"
 #include "DemoLogin.h"
 #include "FlownFlight.h"
 #include "SimulatorClient.h"
@@ -44,39 +45,6 @@ public:
 std::vector<int> g_draws;
 std::size_t g_nextDraw = 0;
 int scriptedRand() { return g_nextDraw < g_draws.size() ? g_draws[g_nextDraw++] : 0; }
-
-// Adds fuel in cruise on the simulator's thread, as a pilot with the weight
-// menu would: 500 kg at a time, eleven times, each time only once the last
-// addition was taken back (and at least 100 frames later), so that each one
-// meets a check of its own however fast the client runs.
-struct CruiseRefueller {
-    testbed::FlightModel* model = nullptr;
-    int frames = 0;
-    double lastAddedTotalKg = 0.0;
-    std::atomic<int> added{0};
-
-    static double totalFuelKg() {
-        double kg = 0.0;
-        for (float tank :
-             testbed::Simulator::instance().getFloatArray("sim/flightmodel/weight/m_fuel")) {
-            kg += tank;
-        }
-        return kg;
-    }
-    static int onFrame(XPLMDrawingPhase, int, void* refcon) {
-        auto* self = static_cast<CruiseRefueller*>(refcon);
-        ++self->frames;
-        const bool takenBack = self->added == 0 || totalFuelKg() < self->lastAddedTotalKg - 400.0;
-        if (self->model->phase() == testbed::FlightPhase::Cruise && self->added < 11 &&
-            self->frames >= 100 && takenBack) {
-            self->model->addFuel(0, 500.0);
-            self->lastAddedTotalKg = totalFuelKg();
-            self->frames = 0;
-            ++self->added;
-        }
-        return 1;
-    }
-};
 
 class MonitoredFlightTest : public ::testing::Test {
 protected:
@@ -124,9 +92,10 @@ TEST_F(MonitoredFlightTest, EventsFailureAndRefuels_areRecordedKeptAndUploaded) 
         // fastest the model allows.
         testbed::FlightModel model(quelby_test::bookedHop(30.0));
         model.attach();
-        CruiseRefueller refueller;
+        quelby_test::CruiseRefueller refueller;
         refueller.model = &model;
-        XPLMRegisterDrawCallback(CruiseRefueller::onFrame, xplm_Phase_Window, 1, &refueller);
+        XPLMRegisterDrawCallback(quelby_test::CruiseRefueller::onFrame, xplm_Phase_Window, 1,
+                                 &refueller);
         double startS = 0.0;
         quelby_test::FlightHooks hooks;
         hooks.atStart = [&] {
@@ -148,7 +117,8 @@ TEST_F(MonitoredFlightTest, EventsFailureAndRefuels_areRecordedKeptAndUploaded) 
         };
         const int uploaded =
             quelby_test::flyBookedFlight(model, web, report, adapter, client, sound, hooks);
-        XPLMUnregisterDrawCallback(CruiseRefueller::onFrame, xplm_Phase_Window, 1, &refueller);
+        XPLMUnregisterDrawCallback(quelby_test::CruiseRefueller::onFrame, xplm_Phase_Window, 1,
+                                   &refueller);
         ASSERT_EQ(uploaded, 0) << "the first upload should have failed";
 
         // Ten refuellings taken back, the eleventh asked for the abort.

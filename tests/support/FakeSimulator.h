@@ -13,7 +13,7 @@ namespace quelby_test {
 // reading it again changes nothing, writes are counted.
 class FakeSimulator : public CFlightSimulatorInterface {
 public:
-    bool connect() override { return true; }
+    bool connect() override { return connectable; }
     void disconnect() override {}
     int getAircraftTanks() override { return getTotalFuelKg(); }
     bool setAircraftTanks() override {
@@ -43,15 +43,18 @@ public:
         shown = text;
         return true;
     }
-    bool isRunning() override { return true; }
+    bool isRunning() override { return running; }
     void setStandardFuel(int) override {}
     std::string getInterfaceVersion() override { return "test"; }
     int getRequiredVersion() override { return 0; }
     bool checkInterfaceVersion() override { return true; }
     int getFlightSimulatorVersion() override { return 10; }
-    void checkFrequently() override {}
+    void checkFrequently() override { ++frequentChecks; }
     void resetFlightTimer() override {}
 
+    bool running = true;
+    bool connectable = true;
+    int frequentChecks = 0;
     int reads = 0;
     int tankWrites = 0;
     int rateSet = 0;

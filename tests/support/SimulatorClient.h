@@ -56,8 +56,9 @@ class SilentSound : public CSound {
 public:
     SilentSound() : CSound(nullptr) {}
     void play(const std::string& name, bool) override { played.push_back(name); }
-    void play(unsigned int) override {}
+    void play(unsigned int id) override { interfacePlayed.push_back(id); }
     std::vector<std::string> played;
+    std::vector<unsigned int> interfacePlayed;
 };
 
 }  // namespace quelby_test

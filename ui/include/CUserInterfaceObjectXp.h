@@ -4,6 +4,9 @@
 // simulator's thread or on the client thread inside the handshake.
 #pragma once
 
+#include <optional>
+
+#include "CThreadSync.h"
 #include "CUserInterfaceObject.h"
 #include "XPWidgetDefs.h"
 
@@ -26,6 +29,25 @@ public:
 
     XPWidgetID getXpId() const { return m_xpId; }
 
+    // The handshake the client thread's widget calls go through; without one
+    // (the window used on the simulator's thread alone) calls go straight.
+    static void setThreadSync(CThreadSync* threadSync) { s_pThreadSync = threadSync; }
+
+    // Widget access for the calling thread: a bracket of the handshake on
+    // the client thread, nothing on the simulator's thread or inside a
+    // bracket already held. Not granted once the plug-in stops.
+    class CAccess {
+    public:
+        CAccess() {
+            if (s_pThreadSync != nullptr) m_bracket.emplace(s_pThreadSync);
+        }
+        bool granted() const { return !m_bracket || m_bracket->granted(); }
+
+    private:
+        std::optional<CSimulatorBracket> m_bracket;
+    };
+
 private:
+    static CThreadSync* s_pThreadSync;
     XPWidgetID m_xpId = nullptr;
 };

@@ -11,6 +11,12 @@
 #include "CUserInterface.h"
 #include "XPWidgetDefs.h"
 
+class CClientInterface;
+class CCheatDetector;
+class CFlightSimulatorInterfaceUsingXpsdk;
+class CFlightState;
+class CReport;
+class CSoundOpenAl;
 class CThreadSync;
 class CUserInterfaceObjectXp;
 
@@ -22,21 +28,44 @@ public:
     CUserInterfaceXp();
     ~CUserInterfaceXp() override;
 
-    // Builds the controls inside the main window. Called once from the
-    // plug-in's start, before the client thread exists.
+    // Builds the controls inside the main window and shows the login
+    // screen. Called once from the plug-in's start, before the client thread
+    // exists; nothing here reads a file or waits.
     void initialize(XPWidgetID window, CThreadSync* threadSync);
+    // On the client thread before its first pass: makes the subsystems (the
+    // server link, the simulator interface, the sound player, the cheat
+    // detector, the blackbox, the report and the phase machine, in that
+    // order), reads the settings and logs in when the pilot asked for it.
+    void startClient();
+    // On the client thread after its last pass: the subsystems go.
+    void stopClient();
+
+    // Draws the published text panel (the simulator's thread, in the draw
+    // callback).
+    void drawTextPanel();
+    void menuFuel() override;
 
     CUserInterfaceObjectXp* getObjectWithXpId(XPWidgetID widget) const;
     void hideMainWindow();
     XPWidgetID getMainWindow() const { return m_window; }
     CThreadSync* getThreadSync() const { return m_pThreadSync; }
 
-    // Draws text at (x, y) from the window's top-left corner, y down; a
-    // right-aligned text ends at x.
-    void textOut(int x, int y, const char* text, bool rightAligned);
-    void textOut(int x, int y, const std::string& text, bool rightAligned);
+    // Draws text at (x, y) from the window's top-left corner, y down, in
+    // the window's font; a right-aligned text ends at x.
+    void drawString(int x, int y, const char* text, bool rightAligned, const float rgb[3]);
+
+protected:
+    std::unique_ptr<CWidgetBatch> beginWidgetBatch() override;
 
 private:
+    std::unique_ptr<CClientInterface> m_client;
+    std::unique_ptr<CFlightSimulatorInterfaceUsingXpsdk> m_simulator;
+    std::unique_ptr<CSoundOpenAl> m_sound;
+    std::unique_ptr<CCheatDetector> m_cheatDetector;
+    std::unique_ptr<Blackbox::CBlackbox> m_blackbox;
+    std::unique_ptr<CReport> m_report;
+    std::unique_ptr<CFlightState> m_flightState;
+    unsigned int m_soundHandle = 0;
     XPWidgetID m_window = nullptr;
     CThreadSync* m_pThreadSync = nullptr;
 };

@@ -4,23 +4,62 @@
 #include "CClientInterface.h"
 #include "CLogger.h"
 #include "CNumberText.h"
+#include "CReport.h"
 #include "CUserInterfaceObject.h"
 #include "CUserInterfaceUtilities.h"
+
+const std::array<int, 11> CUserInterface::kTankFields = {105, 103, 104, 106, 107, 108,
+                                                         109, 110, 111, 112, 113};
+
+int MessageBox(void* parent, const char* text, const char* caption, unsigned int flags) {
+    (void)parent;
+    (void)text;
+    (void)caption;
+    (void)flags;
+    return 0;
+}
 
 CUserInterface::CUserInterface() = default;
 CUserInterface::~CUserInterface() = default;
 
-void CUserInterface::buttonEvent(int) {}
-
-void CUserInterface::text() {}
-
-void CUserInterface::abortFlight(std::string& reason) {
+CLogger& CUserInterface::logger() {
     // Made on first use: the plug-in's user interface is a static object,
     // built before the log knows where to write.
     if (!m_pLogger) {
         m_pLogger = std::make_unique<CLogger>("CUserInterface");
     }
-    m_pLogger->warn(reason);
+    return *m_pLogger;
+}
+
+void CUserInterface::resetState() {
+    m_bLoggedIn = false;
+    m_bAutoLogin = false;
+    m_bTracker = true;
+    m_bFsMessages = false;
+    m_bSimpleFuel = false;
+    m_bSound = false;
+    m_bInitialFuelLoaded = false;
+    m_bFlightStarted = false;
+    m_flightStartS = 0.0;
+    m_nFuelLoadedKg = 0;
+    m_statusLine.clear();
+    m_units.setWeightUnit(0);
+    m_composing.clear();
+    {
+        std::lock_guard<std::mutex> lock(m_publishedLock);
+        m_published.clear();
+    }
+    m_bRepaint = true;
+}
+
+void CUserInterface::setSubsystems(const tSubsystems& subsystems) {
+    m_pClient = subsystems.client;
+    m_pSimulator = subsystems.simulator;
+    m_pSound = subsystems.sound;
+    m_pCheatDetector = subsystems.cheatDetector;
+    m_pBlackbox = subsystems.blackbox;
+    m_pReport = subsystems.report;
+    m_pFlightState = subsystems.flightState;
 }
 
 CUserInterfaceObject* CUserInterface::addObject(std::unique_ptr<CUserInterfaceObject> object) {
@@ -28,6 +67,12 @@ CUserInterfaceObject* CUserInterface::addObject(std::unique_ptr<CUserInterfaceOb
     m_objects.push_back(std::move(object));
     m_objectManager.newObject(raw);
     return raw;
+}
+
+void CUserInterface::autoText() {
+    if (m_bFuelScreenActive) {
+        repaint();
+    }
 }
 
 bool CUserInterface::pilotMayFly() const {
@@ -78,6 +123,7 @@ void CUserInterface::setMenuLayer(int layer) {
         repaint();
         return;
     }
+    const std::unique_ptr<CWidgetBatch> batch = beginWidgetBatch();
     CUserInterfaceUtilities::hideAllObjects(m_objectManager);
     for (const tScreen& screen : kScreens) {
         if (screen.layer != layer) {
@@ -99,6 +145,9 @@ void CUserInterface::setMenuLayer(int layer) {
             m_objectManager.show(id, true);
         }
         m_bFuelScreenActive = screen.fuelScreen;
+    }
+    if (layer == kLayerFuelTanks || layer == kLayerFuelSimple) {
+        setFuelEditBox(true, true);
     }
     repaint();
 }

@@ -5,6 +5,8 @@
 #include "XPStandardWidgets.h"
 #include "XPWidgets.h"
 
+CThreadSync* CUserInterfaceObjectXp::s_pThreadSync = nullptr;
+
 CUserInterfaceObjectXp::CUserInterfaceObjectXp(int x, int y, int width, int height, int kind,
                                                const char* caption, int option,
                                                XPWidgetID parentWindow, int id, int layer,
@@ -46,7 +48,8 @@ CUserInterfaceObjectXp::~CUserInterfaceObjectXp() = default;
 
 const char* CUserInterfaceObjectXp::getText() {
     m_szText[0] = '\0';
-    if (m_nKind == TextField && m_xpId != nullptr) {
+    const CAccess access;
+    if (m_nKind == TextField && m_xpId != nullptr && access.granted()) {
         XPGetWidgetDescriptor(m_xpId, m_szText, kTextSize - 1);
         m_szText[kTextSize - 1] = '\0';
     }
@@ -54,13 +57,15 @@ const char* CUserInterfaceObjectXp::getText() {
 }
 
 void CUserInterfaceObjectXp::setText(const char* text) {
-    if (m_xpId != nullptr) {
+    const CAccess access;
+    if (m_xpId != nullptr && access.granted()) {
         XPSetWidgetDescriptor(m_xpId, text != nullptr ? text : "");
     }
 }
 
 double CUserInterfaceObjectXp::getValue() {
-    if (m_nKind == TextField && m_xpId != nullptr) {
+    const CAccess access;
+    if (m_nKind == TextField && m_xpId != nullptr && access.granted()) {
         char number[33] = {0};
         XPGetWidgetDescriptor(m_xpId, number, 32);
         number[32] = '\0';
@@ -70,23 +75,28 @@ double CUserInterfaceObjectXp::getValue() {
 }
 
 bool CUserInterfaceObjectXp::getCheckBox() {
-    return m_xpId != nullptr && XPGetWidgetProperty(m_xpId, xpProperty_ButtonState, nullptr) == 1;
+    const CAccess access;
+    return m_xpId != nullptr && access.granted() &&
+           XPGetWidgetProperty(m_xpId, xpProperty_ButtonState, nullptr) == 1;
 }
 
 void CUserInterfaceObjectXp::setCheckBox(bool checked) {
-    if (m_xpId != nullptr) {
+    const CAccess access;
+    if (m_xpId != nullptr && access.granted()) {
         XPSetWidgetProperty(m_xpId, xpProperty_ButtonState, checked ? 1 : 0);
     }
 }
 
 void CUserInterfaceObjectXp::show() {
-    if (m_xpId != nullptr) {
+    const CAccess access;
+    if (m_xpId != nullptr && access.granted()) {
         XPShowWidget(m_xpId);
     }
 }
 
 void CUserInterfaceObjectXp::hide() {
-    if (m_xpId != nullptr) {
+    const CAccess access;
+    if (m_xpId != nullptr && access.granted()) {
         XPHideWidget(m_xpId);
     }
 }

@@ -2,6 +2,17 @@
 // text drawing in font 18.
 #include "CUserInterfaceXp.h"
 
+#include <cstdio>
+
+#include "CBlackbox.h"
+#include "CCheatDetector.h"
+#include "CClientConfig.h"
+#include "CClientInterface.h"
+#include "CFlightSimulatorInterfaceUsingXpsdk.h"
+#include "CFlightState.h"
+#include "CReport.h"
+#include "CSoundOpenAl.h"
+#include "CThreadSync.h"
 #include "CUserInterfaceObjectXp.h"
 #include "XPLMGraphics.h"
 #include "XPWidgets.h"
@@ -9,7 +20,6 @@
 namespace {
 // The window's text is drawn in X-Plane's proportional font, in white.
 constexpr XPLMFontID kTextFont = xplmFont_Proportional;
-float g_textColour[3] = {1.0f, 1.0f, 1.0f};
 
 // One control of the window: where it sits (from the window's top-left
 // corner, y down), what it is and which screen it belongs to.
@@ -78,6 +88,28 @@ const tControl kControls[] = {
 
 // Ids of the controls that start in a state of their own.
 constexpr int kUpdateNowId = 19;
+constexpr int kLoginEvent = 3;
+
+// The screens were laid out on a light background; the window is dark, so
+// their black becomes the window's white and their reds are lightened.
+void windowColour(const tPanelText& piece, float rgb[3]) {
+    if (piece.red == 0 && piece.green == 0 && piece.blue == 0) {
+        rgb[0] = rgb[1] = rgb[2] = 1.0f;
+        return;
+    }
+    const int values[3] = {piece.red, piece.green, piece.blue};
+    for (int i = 0; i < 3; ++i) {
+        rgb[i] = static_cast<float>(values[i]) / 255.0f;
+    }
+    if (piece.green == 0 && piece.blue == 0) {
+        rgb[0] = 1.0f;
+        rgb[1] = rgb[2] = 0.35f;
+    }
+}
+
+class CWidgetBatchXp : public CUserInterface::CWidgetBatch {
+    CUserInterfaceObjectXp::CAccess m_access;
+};
 }  // namespace
 
 CUserInterfaceXp::CUserInterfaceXp() = default;
@@ -86,9 +118,14 @@ CUserInterfaceXp::~CUserInterfaceXp() = default;
 void CUserInterfaceXp::initialize(XPWidgetID window, CThreadSync* threadSync) {
     m_window = window;
     m_pThreadSync = threadSync;
+    CUserInterfaceObjectXp::setThreadSync(threadSync);
+    int charWidth = 0, charHeight = 0, digitsOnly = 0;
+    XPLMGetFontDimensions(kTextFont, &charWidth, &charHeight, &digitsOnly);
+    setCharWidth(charWidth);
     // A plug-in started again in the same process builds its window anew.
     m_objectManager.clear();
     m_objects.clear();
+    resetState();
 
     for (const tControl& control : kControls) {
         addObject(std::make_unique<CUserInterfaceObjectXp>(
@@ -98,6 +135,57 @@ void CUserInterfaceXp::initialize(XPWidgetID window, CThreadSync* threadSync) {
     m_objectManager.getObjectWithId(kExitButtonId)->setStyle(1);
     m_objectManager.getObjectWithId(kUpdateNowId)->deactivate();
     setMenuLayer(0);
+}
+
+void CUserInterfaceXp::startClient() {
+    const std::string dataPath = CClientConfig::instance()->getDataPath();
+    m_client = std::make_unique<CClientInterface>();
+    m_simulator = std::make_unique<CFlightSimulatorInterfaceUsingXpsdk>(m_pThreadSync);
+    m_simulator->setBookedFlight(m_client.get());
+    m_sound = std::make_unique<CSoundOpenAl>(&m_soundHandle, dataPath + "sound", "en");
+    m_cheatDetector = std::make_unique<CCheatDetector>(m_simulator.get(), this);
+    m_blackbox = std::make_unique<Blackbox::CBlackbox>(m_sound.get(), &m_simulator->m_aircraftData,
+                                                       m_client.get());
+    m_report = std::make_unique<CReport>(m_simulator.get(), m_client.get(), m_blackbox.get());
+    m_flightState =
+        std::make_unique<CFlightState>(&m_simulator->m_aircraftData, m_report.get(), m_sound.get());
+    tSubsystems subsystems;
+    subsystems.client = m_client.get();
+    subsystems.simulator = m_simulator.get();
+    subsystems.sound = m_sound.get();
+    subsystems.cheatDetector = m_cheatDetector.get();
+    subsystems.blackbox = m_blackbox.get();
+    subsystems.report = m_report.get();
+    subsystems.flightState = m_flightState.get();
+    setSubsystems(subsystems);
+    getConfig();
+    repaint();
+    if (isAutoLogin()) {
+        buttonEvent(kLoginEvent);
+    }
+}
+
+void CUserInterfaceXp::stopClient() {
+    setSubsystems(tSubsystems());
+    m_flightState.reset();
+    m_report.reset();
+    m_blackbox.reset();
+    m_cheatDetector.reset();
+    m_sound.reset();
+    m_simulator.reset();
+    m_client.reset();
+}
+
+std::unique_ptr<CUserInterface::CWidgetBatch> CUserInterfaceXp::beginWidgetBatch() {
+    return std::make_unique<CWidgetBatchXp>();
+}
+
+void CUserInterfaceXp::drawTextPanel() {
+    for (const tPanelText& piece : publishedText()) {
+        float rgb[3];
+        windowColour(piece, rgb);
+        drawString(piece.x, piece.y, piece.text.c_str(), piece.rightAligned, rgb);
+    }
 }
 
 CUserInterfaceObjectXp* CUserInterfaceXp::getObjectWithXpId(XPWidgetID widget) const {
@@ -117,7 +205,8 @@ void CUserInterfaceXp::hideMainWindow() {
     }
 }
 
-void CUserInterfaceXp::textOut(int x, int y, const char* text, bool rightAligned) {
+void CUserInterfaceXp::drawString(int x, int y, const char* text, bool rightAligned,
+                                  const float rgb[3]) {
     int windowLeft = 0, windowTop = 0, windowRight = 0, windowBottom = 0;
     XPGetWidgetGeometry(m_window, &windowLeft, &windowTop, &windowRight, &windowBottom);
     int charWidth = 0, charHeight = 0, digitsOnly = 0;
@@ -128,9 +217,34 @@ void CUserInterfaceXp::textOut(int x, int y, const char* text, bool rightAligned
             kTextFont, text, static_cast<int>(std::char_traits<char>::length(text))));
     }
     const int screenY = windowTop - y - charHeight;
-    XPLMDrawString(g_textColour, screenX, screenY, text, nullptr, kTextFont);
+    float colour[3] = {rgb[0], rgb[1], rgb[2]};
+    XPLMDrawString(colour, screenX, screenY, text, nullptr, kTextFont);
 }
 
-void CUserInterfaceXp::textOut(int x, int y, const std::string& text, bool rightAligned) {
-    textOut(x, y, text.c_str(), rightAligned);
+void CUserInterfaceXp::menuFuel() {
+    if (!menuFuelFigures()) {
+        return;
+    }
+    // X-Plane's tanks have numbers, not names: one label above each of the
+    // nine fields (tanks 1 to 9, in the aircraft data's order) and the tank's
+    // capacity under it.
+    static const struct {
+        int x, y;
+    } kTankFieldTops[] = {{255, 142}, {355, 142}, {455, 142}, {255, 212}, {355, 212},
+                          {455, 212}, {255, 282}, {355, 282}, {455, 282}};
+    constexpr int kLabelAbove = 13;
+    constexpr int kCapacityBelow = 24;
+    constexpr int kLabelFont = 5;
+    setTextColor(0, 0, 0);
+    setTextFont(kLabelFont);
+    int tank = 0;
+    for (const auto& field : kTankFieldTops) {
+        char text[64];
+        std::snprintf(text, sizeof(text), "TANK %d", tank + 1);
+        textOut(field.x, field.y - kLabelAbove, text);
+        std::snprintf(text, sizeof(text), "max %.0f kg",
+                      static_cast<double>(getSimulator()->m_tankCapacityKg.tank[tank]));
+        textOut(field.x, field.y + kCapacityBelow, text);
+        ++tank;
+    }
 }

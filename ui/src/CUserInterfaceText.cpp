@@ -1,0 +1,179 @@
+// The window's text panel: the screens compose their texts on the client
+// thread into a working copy, which is published whole for the simulator's
+// thread to draw. Neither thread ever sees half a screen.
+#include <utility>
+
+#include "CUserInterface.h"
+
+namespace {
+
+struct tRectangle {
+    int left, top, right, bottom;
+};
+
+// The six text rectangles of the window: the whole text area, the strip
+// above it, the header, the body and the body's two halves.
+constexpr tRectangle kRectangles[] = {
+    {210, 120, 565, 345}, {200, 86, 580, 100},  {210, 120, 565, 140},
+    {210, 145, 565, 345}, {210, 145, 387, 345}, {387, 145, 565, 345},
+};
+constexpr int kLineHeight = 15;
+// Tab stops every this many characters.
+constexpr int kTabCharacters = 12;
+
+}  // namespace
+
+void CUserInterface::setTextColor(int red, int green, int blue) {
+    m_textRed = red;
+    m_textGreen = green;
+    m_textBlue = blue;
+}
+
+void CUserInterface::textOut(int x, int y, const char* text, bool rightAligned) {
+    tPanelText piece;
+    piece.x = x;
+    piece.y = y;
+    piece.text = text != nullptr ? text : "";
+    piece.font = m_nFont;
+    piece.red = m_textRed;
+    piece.green = m_textGreen;
+    piece.blue = m_textBlue;
+    piece.rightAligned = rightAligned;
+    m_composing.push_back(std::move(piece));
+}
+
+void CUserInterface::textOut(int x, int y, const std::string& text, bool rightAligned) {
+    textOut(x, y, text.c_str(), rightAligned);
+}
+
+void CUserInterface::drawText(const std::string& text, int rectangle) {
+    if (rectangle < 1 || rectangle > 6) {
+        return;
+    }
+    const tRectangle& area = kRectangles[rectangle - 1];
+    const int widthChars = (area.right - area.left) / m_nCharWidth;
+    const int tabPixels = kTabCharacters * m_nCharWidth;
+    int y = area.top;
+    std::size_t lineStart = 0;
+    while (lineStart <= text.size() && y <= area.bottom) {
+        std::size_t lineEnd = text.find('\n', lineStart);
+        if (lineEnd == std::string::npos) {
+            lineEnd = text.size();
+        }
+        std::string line = text.substr(lineStart, lineEnd - lineStart);
+        lineStart = lineEnd + 1;
+        if (line.find('\t') == std::string::npos) {
+            // Long lines wrap at a blank, or hard where there is none.
+            while (static_cast<int>(line.size()) > widthChars && widthChars > 0 &&
+                   y <= area.bottom) {
+                std::size_t cut = line.rfind(' ', static_cast<std::size_t>(widthChars));
+                if (cut == std::string::npos || cut == 0) {
+                    cut = static_cast<std::size_t>(widthChars);
+                }
+                textOut(area.left, y, line.substr(0, cut));
+                line = line.substr(line[cut] == ' ' ? cut + 1 : cut);
+                y += kLineHeight;
+            }
+            if (!line.empty() && y <= area.bottom) {
+                textOut(area.left, y, line);
+            }
+        } else {
+            // Each column starts at the next tab stop after the text before it.
+            int x = area.left;
+            std::size_t columnStart = 0;
+            while (columnStart <= line.size()) {
+                std::size_t tab = line.find('\t', columnStart);
+                const std::string column = line.substr(
+                    columnStart, tab == std::string::npos ? std::string::npos : tab - columnStart);
+                if (!column.empty()) {
+                    textOut(x, y, column);
+                }
+                if (tab == std::string::npos) {
+                    break;
+                }
+                const int end = x + static_cast<int>(column.size()) * m_nCharWidth;
+                x = area.left + ((end - area.left) / tabPixels + 1) * tabPixels;
+                columnStart = tab + 1;
+            }
+        }
+        y += kLineHeight;
+        if (lineEnd == text.size()) {
+            break;
+        }
+    }
+}
+
+void CUserInterface::formatText(int rectangle, const std::string& title, int flags) {
+    (void)flags;
+    setTextFont(3);
+    setTextColor(255, 255, 255);
+    const tRectangle& area = kRectangles[(rectangle >= 1 && rectangle <= 6 ? rectangle : 2) - 1];
+    textOut(area.left, area.top, title);
+}
+
+void CUserInterface::refreshText(bool live) {
+    if (!m_bRepaint.exchange(false) && !live) {
+        return;
+    }
+    m_composing.clear();
+    m_nFont = 0;
+    setTextColor(0, 0, 0);
+    text();
+    std::lock_guard<std::mutex> lock(m_publishedLock);
+    m_published.swap(m_composing);
+}
+
+std::vector<tPanelText> CUserInterface::publishedText() const {
+    std::lock_guard<std::mutex> lock(m_publishedLock);
+    return m_published;
+}
+
+void CUserInterface::text() {
+    switch (getLayer()) {
+        case kLayerLogin:
+            menuLogin();
+            break;
+        case kLayerHome:
+            menuMain();
+            break;
+        case kLayerOptions:
+            menuOptions();
+            break;
+        case kLayerFlightInfo:
+            menuFlightInfo();
+            break;
+        case kLayerFlying:
+            menuFly();
+            break;
+        case kLayerChecklist:
+            menuCheck();
+            break;
+        case kLayerReportRoute:
+            menuReportRoute();
+            break;
+        case kLayerReportFinances:
+            menuReportFinances();
+            break;
+        case kLayerReportPenalties:
+            menuReportPenalties();
+            break;
+        case kLayerWrongVersion:
+            menuWrongVersion();
+            break;
+        case kLayerFuelTanks:
+            menuFuel();
+            break;
+        case kLayerSavedReport:
+            menuUploadReport();
+            break;
+        case kLayerFuelSimple:
+        case kLayerConfirmFlight:
+            menuFuelSummary();
+            break;
+        case kLayerUpdate:
+            menuUpdate();
+            break;
+        default:
+            break;  // 4, 15 and anything above 16 draw nothing
+    }
+}
