@@ -1,0 +1,341 @@
+// Whole flights through the pilot's window of the real plug-in: login, the
+// checks before the flight, fuelling, the flight flown by the test bed's
+// flight model, the report pages, and what the stand-in website received.
+#include "CruiseRefueller.h"
+#include "PilotAtTheWindow.h"
+
+namespace {
+
+using quelby_test::PilotAtTheWindow;
+using quelby_test::readFile;
+using quelby_test::writeFile;
+using namespace std::chrono_literals;
+
+std::string field(const testbed::ReceivedRequest& request, const std::string& key) {
+    for (const auto& [name, value] : request.fields) {
+        if (name == key) return value;
+    }
+    return "<missing>";
+}
+
+TEST_F(PilotAtTheWindow, BookedFlight_fromLoginToTheReportPagesAndHome) {
+    writeSettings();
+    parkAtGate();
+    loadPlugin();
+    logIn();
+    ASSERT_TRUE(waitForText("Home - News"));
+    EXPECT_TRUE(draws("Welcome aboard Quelby Air"));
+    startBookedFlight();
+    flyToTheGate();
+    EXPECT_TRUE(said("FlightState - Takeoff"));
+    EXPECT_TRUE(said("FlightState - Landed"));
+    EXPECT_TRUE(said("FlightState - On Block"));
+    press("End flight");
+    ASSERT_TRUE(waitForText("Report - Route"));
+    EXPECT_TRUE(draws("QLB101"));
+    press("Next");
+    ASSERT_TRUE(waitForText("Report - Finances"));
+    press("Next");
+    // A by-the-book flight has no penalties: the pages end and the pilot is
+    // logged in again at home.
+    ASSERT_TRUE(waitForText("Home - News"));
+
+    const auto reports = site.requests("writereport");
+    ASSERT_EQ(reports.size(), 1u);
+    const auto& report = reports.front();
+    EXPECT_EQ(field(report, "Dep"), "EDDF");
+    EXPECT_EQ(field(report, "Arr"), "EDDS");
+    EXPECT_EQ(field(report, "PAX"), "120");
+    EXPECT_EQ(field(report, "Cargo_kg"), "2000");
+    EXPECT_EQ(field(report, "FlightState"), "On Block");
+    EXPECT_EQ(field(report, "Rating"), "100");
+    EXPECT_EQ(field(report, "Interface"), "XPLM");
+    EXPECT_EQ(field(report, "SimVersion"), "XP9");
+    EXPECT_LT(std::stoi(field(report, "VS")), 0) << "the touchdown was not measured";
+    EXPECT_GT(std::stoi(field(report, "Fuel_TakeOff")), std::stoi(field(report, "Fuel_Land")));
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST_F(PilotAtTheWindow, FailedUpload_keepsTheReport_refusesATamperedCopy_uploadsTheSealedOne) {
+    writeSettings();
+    parkAtGate();
+    site.injectFailure("writereport", testbed::Failure::httpError(503), 1);
+    loadPlugin();
+    logIn();
+    startBookedFlight();
+    flyToTheGate();
+    press("End flight");
+    // The upload failed: the client logs in again and offers the kept report.
+    ASSERT_TRUE(waitForText("Your most recent flight report could not be"));
+    EXPECT_TRUE(buttonShown("Show saved Report"));
+    EXPECT_TRUE(buttonShown("Delete saved Report"));
+    ASSERT_EQ(site.requests("writereport").size(), 1u);
+    const std::string reportFile = root.file("quelby_report.ini");
+    const std::string sealed = readFile(reportFile);
+    ASSERT_TRUE(contains(sealed, "Tarvex_Reports"));
+
+    // The simulator restarts with a report file changed by hand.
+    sim().unloadPlugin();
+    std::string tampered = sealed;
+    const std::size_t digit = tampered.find_first_of("123456789", tampered.find("Tarvex_Reports"));
+    tampered[digit] = tampered[digit] == '9' ? '8' : '9';
+    writeFile(reportFile, tampered);
+    loadPlugin();
+    logIn();
+    press("Upload saved Report");
+    ASSERT_TRUE(sim().runUntil(
+        [&] {
+            return logged(
+                "Backed up report could not be uploaded. Report has been illegally "
+                "modified.");
+        },
+        10s));
+    EXPECT_EQ(site.requests("writereport").size(), 1u) << "a tampered report was uploaded";
+
+    // The sealed file is back: it is uploaded by hand and then gone.
+    sim().unloadPlugin();
+    writeFile(reportFile, sealed);
+    loadPlugin();
+    logIn();
+    press("Upload saved Report");
+    ASSERT_TRUE(waitForText("Home - News", 30s));
+    const auto reports = site.requests("writereport");
+    ASSERT_EQ(reports.size(), 2u);
+    EXPECT_EQ(field(reports[1], "ManualUpload"), "1");
+    EXPECT_EQ(field(reports[1], "Arr"), "EDDS");
+    EXPECT_FALSE(contains(readFile(reportFile), "Tarvex_Reports"));
+}
+
+TEST_F(PilotAtTheWindow, ExitDuringTheFlight_resetsTheFlightAtTheWebsite) {
+    writeSettings();
+    parkAtGate();
+    loadPlugin();
+    logIn();
+    startBookedFlight();
+    model->holdAtGate(false);
+    sim().runFrames(60);
+    press("Exit");
+    ASSERT_TRUE(waitForRequests("resetflight", 1, 10s));
+    ASSERT_TRUE(sim().runUntil([&] { return logged("Aborting flight in progress!"); }, 10s));
+    EXPECT_TRUE(site.requests("writereport").empty());
+}
+
+TEST_F(PilotAtTheWindow, Crash_opensTheCommentScreen_andReportsTheCrash) {
+    writeSettings();
+    parkAtGate();
+    loadPlugin();
+    logIn();
+    startBookedFlight();
+    model->holdAtGate(false);
+    ASSERT_TRUE(sim().runUntil([&] { return model->phase() == testbed::FlightPhase::Climb; }, 60s));
+    model->crash();
+    // The comment screen draws nothing; its button ends the flight.
+    ASSERT_TRUE(sim().runUntil([&] { return !draws("Flying"); }, 20s));
+    press("End flight");
+    ASSERT_TRUE(waitForRequests("writereport", 1, 20s));
+    const auto report = site.requests("writereport").front();
+    EXPECT_TRUE(contains(field(report, "Ratingreasons"), "crash"))
+        << field(report, "Ratingreasons");
+    EXPECT_FALSE(contains(field(report, "Ratingreasons"), "parking"))
+        << "a crash does not go through the end-of-flight penalties";
+    EXPECT_EQ(field(report, "a_Fuel"), "0");
+}
+
+TEST_F(PilotAtTheWindow, DivertAndLandElsewhere_noWrongAirportPenalty_butTheParkingBrakeCounts) {
+    book("120", "2000", "EDDM");
+    writeSettings();
+    parkAtGate(45.0, /*forgetParkingBrake=*/true);
+    loadPlugin();
+    logIn();
+    startBookedFlight();
+    press("Divert!");
+    ASSERT_TRUE(
+        sim().runUntil([&] { return said("Emergency - you can now land at any airport!"); }, 10s));
+    flyToTheGate();
+    press("End flight");
+    ASSERT_TRUE(waitForRequests("writereport", 1, 20s));
+    const auto report = site.requests("writereport").front();
+    const std::string reasons = field(report, "Ratingreasons");
+    EXPECT_FALSE(contains(reasons, "wrong airport")) << reasons;
+    EXPECT_TRUE(contains(reasons, "parking brakes")) << reasons;
+    EXPECT_EQ(field(report, "EmergencyLanding"), "1");
+    EXPECT_EQ(field(report, "Arr"), "EDDS");
+}
+
+TEST_F(PilotAtTheWindow, Overweight_atConfirmFlight_eachChangeIsAWayOut) {
+    // 300 passengers and 5 t of cargo on the A320: 3.2 t over with the
+    // initial 3 t of fuel. The simple fuel screen takes the extra fuel.
+    book("300", "5000");
+    writeSettings("SimpleFuel = 1\n");
+    parkAtGate();
+    loadPlugin();
+    logIn();
+    const auto toConfirmFlight = [&](const std::string& extraFuelKg) {
+        press("Fly!");
+        ASSERT_TRUE(waitForText("Fuel Up"));
+        if (!extraFuelKg.empty()) type(313, 205, extraFuelKg);
+        press("Fuel Up!");
+        ASSERT_TRUE(waitForText("Confirm Flight"));
+        ASSERT_TRUE(sim().runUntil([&] { return buttonShownAt(445, 135); }, 10s));
+        EXPECT_FALSE(buttonShown("Fly!")) << "an overweight aircraft was offered the start";
+    };
+    const auto backHome = [&] {
+        press("Back");
+        ASSERT_TRUE(sim().runUntil([&] { return buttonShown("Fuel Up!"); }, 10s));
+        press("Back");
+        ASSERT_TRUE(waitForText("Home - News"));
+    };
+    ASSERT_TRUE(waitForText("Home - News"));
+
+    // Fewer passengers: (78000 - 42600 - 5000 - 3000) / 102 = 268 fit.
+    toConfirmFlight("");
+    pressAt(445, 135);
+    ASSERT_TRUE(sim().runUntil([&] { return buttonShown("Fly!"); }, 10s));
+    EXPECT_FALSE(buttonShownAt(445, 160));
+    EXPECT_FALSE(buttonShownAt(445, 235));
+    backHome();
+
+    // Less cargo: 78000 - 42600 - 300 x 102 - 3000 = 1800 kg fit.
+    toConfirmFlight("");
+    pressAt(445, 160);
+    ASSERT_TRUE(sim().runUntil([&] { return buttonShown("Fly!"); }, 10s));
+    EXPECT_FALSE(buttonShownAt(445, 135));
+    backHome();
+
+    // Less fuel cannot help when the load alone is too heavy: back to the
+    // fuel screen, no extra fuel.
+    toConfirmFlight("");
+    pressAt(445, 235);
+    ASSERT_TRUE(waitForText("Fuel Up"));
+    EXPECT_TRUE(buttonShown("Fuel Up!"));
+    EXPECT_FALSE(buttonShown("Fly!"));
+    press("Back");
+    ASSERT_TRUE(waitForText("Home - News"));
+
+    // Without cargo, 5 t of extra fuel is too much: the fuel is cut to the
+    // 4800 kg that fit, 1800 kg above the initial fuel.
+    book("300", "0");
+    toConfirmFlight("5000");
+    pressAt(445, 235);
+    ASSERT_TRUE(sim().runUntil([&] { return buttonShown("Fly!"); }, 10s));
+    EXPECT_EQ(fieldText(313, 205), "1800");
+    press("Fly!");
+    ASSERT_TRUE(waitForText("Flying"));
+}
+
+TEST_F(PilotAtTheWindow, FuelAddedInFlight_isTakenBackTenTimes_andTheEleventhAbortsTheFlight) {
+    writeSettings();
+    parkAtGate();
+    loadPlugin();
+    logIn();
+    startBookedFlight();
+    // The fuel goes in while the flight has started and the aircraft still
+    // stands at the gate, where the client checks 20 times a second.
+    quelby_test::CruiseRefueller refueller;
+    refueller.model = model.get();
+    refueller.onlyInCruise = false;
+    XPLMRegisterDrawCallback(quelby_test::CruiseRefueller::onFrame, xplm_Phase_Window, 1,
+                             &refueller);
+    const bool aborted = sim().runUntil(
+        [&] { return said("Inflight refueling recognized, flight aborted!"); }, 120s);
+    XPLMUnregisterDrawCallback(quelby_test::CruiseRefueller::onFrame, xplm_Phase_Window, 1,
+                               &refueller);
+    ASSERT_TRUE(aborted) << model->progressLine() << ", fuel added " << refueller.added.load()
+                         << " times";
+    EXPECT_EQ(refueller.added.load(), 11);
+    // The pilot is back at home, logged in again, and no report was sent.
+    ASSERT_TRUE(waitForText("Home - News"));
+    EXPECT_TRUE(site.requests("writereport").empty());
+}
+
+TEST_F(PilotAtTheWindow, AutoLogin_atStart_thenOptionsSavedForTheNextStart) {
+    writeSettings("AutoLogin = 1\n\n[login]\nUser = demo\nPassword = demo\n");
+    loadPlugin();
+    // Nobody types: the saved name logs in on the client thread.
+    ASSERT_TRUE(waitForText("Home - News"));
+    EXPECT_EQ(fieldText(340, 195), "demo");
+
+    press("Options");
+    ASSERT_TRUE(waitForText("Options"));
+    const XPWidgetID simpleFuel = widgetAt(3, 500, 165);
+    ASSERT_NE(simpleFuel, nullptr);
+    EXPECT_EQ(sim().widgetProperty(simpleFuel, 1302), 0);
+    ASSERT_TRUE(sim().toggleCheckBox(simpleFuel));
+    press("Save changes");
+    ASSERT_TRUE(waitForText("Home - News"));
+    const std::string settings = readFile(root.file("quelby.ini"));
+    EXPECT_TRUE(contains(settings, "SimpleFuel = 1")) << settings;
+    EXPECT_TRUE(contains(settings, "AutoLogin = 1")) << settings;
+
+    // The next start shows the saved choice and fuels the simple way.
+    sim().unloadPlugin();
+    parkAtGate();
+    loadPlugin();
+    ASSERT_TRUE(waitForText("Home - News"));
+    EXPECT_EQ(sim().widgetProperty(widgetAt(3, 500, 165), 1302), 1);
+    press("Fly!");
+    ASSERT_TRUE(sim().runUntil(
+        [&] {
+            return fieldText(313, 205) != "<no field>" &&
+                   sim().isWidgetShownOnScreen(fieldAt(313, 205));
+        },
+        20s))
+        << "the simple fuel screen did not open";
+}
+
+TEST_F(PilotAtTheWindow, SimulatorStopsWhileTheWebsiteDoesNotAnswer_stopIsNotHeldUp) {
+    writeSettings();
+    site.injectFailure("getversion", testbed::Failure::noAnswer());
+    loadPlugin();
+    logIn();
+    ASSERT_TRUE(waitForRequests("getversion", 1));
+    sim().runFrames(10);
+    sim().unloadPlugin();
+    EXPECT_LT(sim().lastStopDuration(), std::chrono::milliseconds(500));
+}
+
+TEST_F(PilotAtTheWindow, LoginRefusals_wrongVersion_suspendedPilot_noConnection) {
+    writeSettings();
+    loadPlugin();
+
+    // A client the website no longer knows.
+    site.setClientVersion("v2.0.11");
+    logIn();
+    ASSERT_TRUE(waitForText("Wrong Version"));
+    EXPECT_TRUE(buttonShown("Update now!"));
+    press("Update now!");  // inactive: nothing happens
+    sim().runFrames(30);
+    EXPECT_TRUE(draws("Wrong Version"));
+    sim().unloadPlugin();
+
+    // A suspended pilot sees why, and no way to fly.
+    site.setClientVersion("v2.0.10b");
+    testbed::Pilot grounded;
+    grounded.id = 2;
+    grounded.user = "grounded";
+    grounded.password = "secret";
+    grounded.airlineId = 1;
+    grounded.status = "2";
+    site.addPilot(grounded);
+    loadPlugin();
+    logIn("grounded", "secret");
+    ASSERT_TRUE(waitForText("You have been supended by the Quelby Staff"));
+    EXPECT_TRUE(buttonShown("Home"));
+    EXPECT_FALSE(buttonShown("Fly!"));
+    EXPECT_FALSE(buttonShown("Flight Information"));
+    sim().unloadPlugin();
+
+    // The website cannot be reached: the pilot stays at the login.
+    site.stop();
+    loadPlugin();
+    logIn();
+    ASSERT_TRUE(sim().runUntil(
+        [&] { return logged("Could not log in. No connection to the database."); }, 30s));
+    EXPECT_TRUE(draws("Login"));
+    EXPECT_TRUE(buttonShown("Login"));
+}
+
+}  // namespace
