@@ -19,7 +19,11 @@ extern "C" {
 
 typedef void* XPWidgetID;
 
-enum { xpProperty_Refcon = 0 };
+enum {
+    xpProperty_Refcon = 0,
+    // 0 greys a widget out; X-Plane then sends it no mouse messages.
+    xpProperty_Enabled = 7
+};
 typedef int XPWidgetPropertyID;
 
 enum { xpMsg_None = 0 };

@@ -88,6 +88,23 @@ TEST_F(UserInterfaceObjectTest, CheckBox_isButtonOfType1_withState) {
     EXPECT_FALSE(box->getCheckBox());
 }
 
+TEST_F(UserInterfaceObjectTest, Deactivated_isGreyedOutAndTakesNoPress_untilActivated) {
+    auto button = make(CUserInterfaceObject::PushButton, "Change", 24, 14);
+    auto field = make(CUserInterfaceObject::TextField, "", 113, 11);
+    for (const auto& control : {button.get(), field.get()}) control->show();
+    button->deactivate();
+    field->deactivate();
+    EXPECT_FALSE(button->isActive());
+    EXPECT_EQ(sim().widgetProperty(button->getXpId(), xpProperty_Enabled), 0);
+    EXPECT_FALSE(sim().pressButton(button->getXpId()));
+    EXPECT_FALSE(sim().typeInto(field->getXpId(), "500"));
+
+    button->activate();
+    EXPECT_TRUE(button->isActive());
+    EXPECT_EQ(sim().widgetProperty(button->getXpId(), xpProperty_Enabled), 1);
+    EXPECT_TRUE(sim().pressButton(button->getXpId()));
+}
+
 TEST_F(UserInterfaceObjectTest, ComboBox_hasNoWidget) {
     auto combo = make(CUserInterfaceObject::ComboBox, "FSInterface", 205, 2);
     EXPECT_EQ(combo->getXpId(), nullptr);

@@ -42,8 +42,9 @@ public:
     const char* getCaption() const { return m_szCaption; }
     int getStyle() const { return m_nStyle; }
     void setStyle(int style) { m_nStyle = style; }
-    void activate() { m_bActive = true; }
-    void deactivate() { m_bActive = false; }
+    // An inactive control takes no press; a window may also grey it out.
+    virtual void activate() { m_bActive = true; }
+    virtual void deactivate() { m_bActive = false; }
     bool isActive() const { return m_bActive; }
     CUserInterfaceObject* getNext() const { return m_pNext; }
     void setNext(CUserInterfaceObject* next) { m_pNext = next; }

@@ -26,6 +26,9 @@ public:
     void setCheckBox(bool checked) override;
     void show() override;
     void hide() override;
+    // X-Plane greys an inactive control out and sends it no clicks.
+    void activate() override;
+    void deactivate() override;
 
     XPWidgetID getXpId() const { return m_xpId; }
 
@@ -48,6 +51,8 @@ public:
     };
 
 private:
+    void setEnabled(bool enabled);
+
     static CThreadSync* s_pThreadSync;
     XPWidgetID m_xpId = nullptr;
 };

@@ -100,3 +100,20 @@ void CUserInterfaceObjectXp::hide() {
         XPHideWidget(m_xpId);
     }
 }
+
+void CUserInterfaceObjectXp::activate() {
+    CUserInterfaceObject::activate();
+    setEnabled(true);
+}
+
+void CUserInterfaceObjectXp::deactivate() {
+    CUserInterfaceObject::deactivate();
+    setEnabled(false);
+}
+
+void CUserInterfaceObjectXp::setEnabled(bool enabled) {
+    const CAccess access;
+    if (m_xpId != nullptr && access.granted()) {
+        XPSetWidgetProperty(m_xpId, xpProperty_Enabled, enabled ? 1 : 0);
+    }
+}

@@ -48,6 +48,15 @@ intptr_t propertyOf(const Widget& widget, int property) {
     return found == widget.properties.end() ? 0 : found->second;
 }
 
+// A widget is enabled until it is told otherwise; X-Plane sends a disabled
+// one no clicks and no typing.
+bool enabledFor(const State& s, XPWidgetID id) {
+    const auto found = s.widgets.find(id);
+    if (found == s.widgets.end()) return false;
+    const auto property = found->second.properties.find(xpProperty_Enabled);
+    return property == found->second.properties.end() || property->second != 0;
+}
+
 const Menu* menuNamed(const State& s, const std::string& name) {
     for (const auto& entry : s.menus) {
         if (entry.second.name == name) {
@@ -227,7 +236,7 @@ bool Simulator::pressButton(const std::string& caption) {
             // A check box is a button too; only push buttons are pressed.
             if (widget.widgetClass == xpWidgetClass_Button &&
                 propertyOf(widget, xpProperty_ButtonType) == 0 && widget.descriptor == caption &&
-                shownOnScreen(state(), id)) {
+                shownOnScreen(state(), id) && enabledFor(state(), id)) {
                 button = id;
                 break;
             }
@@ -247,7 +256,7 @@ bool Simulator::pressButton(XPWidgetID button) {
         auto found = state().widgets.find(button);
         if (found == state().widgets.end() || found->second.widgetClass != xpWidgetClass_Button ||
             propertyOf(found->second, xpProperty_ButtonType) != 0 ||
-            !shownOnScreen(state(), button)) {
+            !shownOnScreen(state(), button) || !enabledFor(state(), button)) {
             return false;
         }
     }
@@ -263,7 +272,7 @@ bool Simulator::typeInto(XPWidgetID textField, const std::string& text) {
         // Only a field the user can see takes typing.
         if (found == state().widgets.end() ||
             found->second.widgetClass != xpWidgetClass_TextField ||
-            !shownOnScreen(state(), textField)) {
+            !shownOnScreen(state(), textField) || !enabledFor(state(), textField)) {
             return false;
         }
         found->second.descriptor = text;
@@ -298,7 +307,7 @@ bool Simulator::toggleCheckBox(XPWidgetID checkBox) {
         auto found = state().widgets.find(checkBox);
         if (found == state().widgets.end() || found->second.widgetClass != xpWidgetClass_Button ||
             propertyOf(found->second, xpProperty_ButtonType) != 1 ||
-            !shownOnScreen(state(), checkBox)) {
+            !shownOnScreen(state(), checkBox) || !enabledFor(state(), checkBox)) {
             return false;
         }
         newState = propertyOf(found->second, xpProperty_ButtonState) != 0 ? 0 : 1;

@@ -144,7 +144,8 @@ public:
     intptr_t widgetProperty(XPWidgetID widget, int property, bool* exists = nullptr) const;
     // Presses the visible push button with this caption: message 1300 goes to
     // the button, then up its parents until a callback returns 1. Returns
-    // false when no such button is shown.
+    // false when no such button is shown and enabled (a person cannot press
+    // a greyed-out button, nor type into a greyed-out field below).
     bool pressButton(const std::string& caption);
     // Presses this push button, when it is shown; for buttons that share a
     // caption.
