@@ -3,6 +3,7 @@
 // cost and the screens of a client that has not started yet.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -252,6 +253,76 @@ TEST_F(ScreensTest, FlightInformation_withoutBookedRoute_asksForABooking) {
     setRecordText(client->m_route.ID, "17");
     show(CUserInterface::kLayerFlightInfo);
     EXPECT_EQ(at(210, 120).text, "Route");
+}
+
+// A proportional font: narrow blanks and lower case, wide capitals.
+std::array<int, CUserInterface::kMeasuredChars> proportionalWidths() {
+    std::array<int, CUserInterface::kMeasuredChars> widths{};
+    for (int i = 0; i < CUserInterface::kMeasuredChars; ++i) {
+        const char c = static_cast<char>(CUserInterface::kFirstMeasuredChar + i);
+        widths[i] = c == ' ' ? 3 : (c >= 'A' && c <= 'Z') ? 8 : 5;
+    }
+    return widths;
+}
+
+TEST_F(ScreensTest, FlightInformation_columnsLineUp_whateverTheTabsAndTheLabelWidths) {
+    ui->setCharWidths(proportionalWidths());
+    setRecordText(client->m_route.ID, "17");
+    setRecordText(client->m_route.Dep, "EDDF");
+    setRecordText(client->m_route.Arr, "EDDS");
+    setRecordText(client->m_log.Cargo, "2000");
+    setRecordText(client->m_aircraft.Type, "A320");
+    setRecordText(client->m_aircraft.Registration, "D-AQLB");
+    client->m_aircraft.StateEng1 = 99.0f;
+    client->m_aircraft.Fuel = 3000;
+    show(CUserInterface::kLayerFlightInfo);
+    // "Type:" and "Cargo:" take two tabs, "Engine:" and "Registration:" one:
+    // every value of a half starts at the same place.
+    int leftValueX = 0;
+    int rightValueX = 0;
+    for (const tPanelText& piece : texts) {
+        if (piece.text == "A320") leftValueX = piece.x;
+        if (piece.text == "D-AQLB") rightValueX = piece.x;
+    }
+    ASSERT_GT(leftValueX, 210);
+    ASSERT_GT(rightValueX, 387);
+    for (const char* value : {"EDDF", "99.00 %", "2000 kg"}) {
+        bool found = false;
+        for (const tPanelText& piece : texts) {
+            if (piece.text == value) {
+                found = true;
+                EXPECT_EQ(piece.x, leftValueX) << value;
+            }
+        }
+        EXPECT_TRUE(found) << value;
+    }
+    for (const tPanelText& piece : texts) {
+        if (piece.text == "EDDS" || piece.text == "3000 kg") {
+            EXPECT_EQ(piece.x, rightValueX) << piece.text;
+        }
+    }
+    // Nothing of the left half runs into the right one.
+    for (const tPanelText& piece : texts) {
+        if (piece.x < 387) {
+            EXPECT_LE(piece.x + ui->textWidth(piece.text), 387) << piece.text;
+        }
+    }
+}
+
+TEST_F(ScreensTest, SavedReportText_wrapsAtBlanksWithinTheTextArea) {
+    ui->setCharWidths(proportionalWidths());
+    show(CUserInterface::kLayerSavedReport);
+    std::string joined;
+    for (const tPanelText& piece : texts) {
+        EXPECT_EQ(piece.x, 210);
+        EXPECT_LE(ui->textWidth(piece.text), 565 - 210) << piece.text;
+        EXPECT_NE(piece.text.front(), ' ');
+        joined += (joined.empty() ? "" : " ") + piece.text;
+    }
+    EXPECT_GE(texts.size(), 2u);
+    EXPECT_EQ(joined,
+              "Your most recent flight report could not be uploaded to the Quelby website. Please "
+              "try again using the 'Upload report' button below.");
 }
 
 TEST_F(ScreensTest, Checklist_namesTheFirstFailedSetting) {

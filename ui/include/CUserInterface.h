@@ -175,8 +175,14 @@ public:
     void formatText(int rectangle, const std::string& title, int flags);
     void setTextFont(int font) { m_nFont = font; }
     void setTextColor(int red, int green, int blue);
-    // Width of one character of the window's font, for tabs and wrapping.
+    // The window font's average character width (tab stops) and, when the
+    // window measured them, each printable character's own width (wrapping
+    // and tab columns); without them every character is average.
     void setCharWidth(int pixels) { m_nCharWidth = pixels > 0 ? pixels : 7; }
+    static constexpr int kFirstMeasuredChar = 32;
+    static constexpr int kMeasuredChars = 95;
+    void setCharWidths(const std::array<int, kMeasuredChars>& pixels) { m_charWidths = pixels; }
+    int textWidth(const std::string& text) const;
 
     // The screens (text panel by layer).
     void menuLogin();
@@ -269,4 +275,5 @@ private:
     int m_nFont = 0;
     int m_textRed = 0, m_textGreen = 0, m_textBlue = 0;
     int m_nCharWidth = 7;
+    std::array<int, kMeasuredChars> m_charWidths{};
 };

@@ -1,6 +1,7 @@
 // The window's text panel: the screens compose their texts on the client
 // thread into a working copy, which is published whole for the simulator's
 // thread to draw. Neither thread ever sees half a screen.
+#include <algorithm>
 #include <utility>
 
 #include "CUserInterface.h"
@@ -18,8 +19,11 @@ constexpr tRectangle kRectangles[] = {
     {210, 145, 565, 345}, {210, 145, 387, 345}, {387, 145, 565, 345},
 };
 constexpr int kLineHeight = 15;
-// Tab stops every this many characters.
-constexpr int kTabCharacters = 12;
+// Tab stops every 35 px. The screens' columns are laid out for it: their
+// short labels ("Type:", "Cargo:") take two tabs and end before the first
+// stop, the longer ones take one and end between the first and the second,
+// so every value of a column starts at the second stop.
+constexpr int kTabStopPx = 35;
 
 }  // namespace
 
@@ -46,13 +50,22 @@ void CUserInterface::textOut(int x, int y, const std::string& text, bool rightAl
     textOut(x, y, text.c_str(), rightAligned);
 }
 
+int CUserInterface::textWidth(const std::string& text) const {
+    int width = 0;
+    for (const char c : text) {
+        const int index = static_cast<unsigned char>(c) - kFirstMeasuredChar;
+        const int measured = index >= 0 && index < kMeasuredChars ? m_charWidths[index] : 0;
+        width += measured > 0 ? measured : m_nCharWidth;
+    }
+    return width;
+}
+
 void CUserInterface::drawText(const std::string& text, int rectangle) {
     if (rectangle < 1 || rectangle > 6) {
         return;
     }
     const tRectangle& area = kRectangles[rectangle - 1];
-    const int widthChars = (area.right - area.left) / m_nCharWidth;
-    const int tabPixels = kTabCharacters * m_nCharWidth;
+    const int widthPixels = area.right - area.left;
     int y = area.top;
     std::size_t lineStart = 0;
     while (lineStart <= text.size() && y <= area.bottom) {
@@ -64,11 +77,15 @@ void CUserInterface::drawText(const std::string& text, int rectangle) {
         lineStart = lineEnd + 1;
         if (line.find('\t') == std::string::npos) {
             // Long lines wrap at a blank, or hard where there is none.
-            while (static_cast<int>(line.size()) > widthChars && widthChars > 0 &&
-                   y <= area.bottom) {
-                std::size_t cut = line.rfind(' ', static_cast<std::size_t>(widthChars));
+            while (textWidth(line) > widthPixels && y <= area.bottom) {
+                std::size_t fits = 0;
+                for (int width = 0; fits < line.size(); ++fits) {
+                    width += textWidth(line.substr(fits, 1));
+                    if (width > widthPixels) break;
+                }
+                std::size_t cut = line.rfind(' ', fits);
                 if (cut == std::string::npos || cut == 0) {
-                    cut = static_cast<std::size_t>(widthChars);
+                    cut = std::max<std::size_t>(fits, 1);
                 }
                 textOut(area.left, y, line.substr(0, cut));
                 line = line.substr(line[cut] == ' ' ? cut + 1 : cut);
@@ -91,8 +108,8 @@ void CUserInterface::drawText(const std::string& text, int rectangle) {
                 if (tab == std::string::npos) {
                     break;
                 }
-                const int end = x + static_cast<int>(column.size()) * m_nCharWidth;
-                x = area.left + ((end - area.left) / tabPixels + 1) * tabPixels;
+                const int end = x + textWidth(column);
+                x = area.left + ((end - area.left) / kTabStopPx + 1) * kTabStopPx;
                 columnStart = tab + 1;
             }
         }

@@ -91,7 +91,8 @@ constexpr int kUpdateNowId = 19;
 constexpr int kLoginEvent = 3;
 
 // The screens were laid out on a light background; the window is dark, so
-// their black becomes the window's white and their reds are lightened.
+// their black becomes the window's white and their dark reds and greens are
+// lightened to stay readable.
 void windowColour(const tPanelText& piece, float rgb[3]) {
     if (piece.red == 0 && piece.green == 0 && piece.blue == 0) {
         rgb[0] = rgb[1] = rgb[2] = 1.0f;
@@ -104,6 +105,9 @@ void windowColour(const tPanelText& piece, float rgb[3]) {
     if (piece.green == 0 && piece.blue == 0) {
         rgb[0] = 1.0f;
         rgb[1] = rgb[2] = 0.35f;
+    } else if (piece.red == 0 && piece.blue == 0) {
+        rgb[1] = 1.0f;
+        rgb[0] = rgb[2] = 0.45f;
     }
 }
 
@@ -122,6 +126,14 @@ void CUserInterfaceXp::initialize(XPWidgetID window, CThreadSync* threadSync) {
     int charWidth = 0, charHeight = 0, digitsOnly = 0;
     XPLMGetFontDimensions(kTextFont, &charWidth, &charHeight, &digitsOnly);
     setCharWidth(charWidth);
+    // X-Plane's text font is proportional: each character is measured once
+    // here, on the simulator's thread, for the client thread's layout.
+    std::array<int, kMeasuredChars> widths{};
+    for (int i = 0; i < kMeasuredChars; ++i) {
+        const char character = static_cast<char>(kFirstMeasuredChar + i);
+        widths[i] = static_cast<int>(XPLMMeasureString(kTextFont, &character, 1) + 0.5f);
+    }
+    setCharWidths(widths);
     // A plug-in started again in the same process builds its window anew.
     m_objectManager.clear();
     m_objects.clear();

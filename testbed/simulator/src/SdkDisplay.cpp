@@ -7,6 +7,7 @@
 #include "XPLMGraphics.h"
 #include "XPLMMenus.h"
 #include "XPLMUtilities.h"
+#include "testbed/TextMetrics.h"
 
 using namespace testbed::detail;
 
@@ -126,8 +127,8 @@ XPLM_API void XPLMGetFontDimensions(XPLMFontID /*inFontID*/, int* outCharWidth, 
     SdkCall call("XPLMGetFontDimensions");
     // Every font answers the same; for the proportional font 18 the width is
     // X-Plane's average character width.
-    if (outCharWidth != nullptr) *outCharWidth = kCharWidthPx;
-    if (outCharHeight != nullptr) *outCharHeight = kCharHeightPx;
+    if (outCharWidth != nullptr) *outCharWidth = testbed::kAverageCharWidthPx;
+    if (outCharHeight != nullptr) *outCharHeight = testbed::kTextHeightPx;
     if (outDigitsOnly != nullptr) *outDigitsOnly = 0;
 }
 
@@ -136,7 +137,8 @@ XPLM_API float XPLMMeasureString(XPLMFontID /*inFontID*/, const char* inChar, in
     if (inChar == nullptr || inNumChars <= 0) {
         return 0.0f;
     }
-    return static_cast<float>(kCharWidthPx * inNumChars);
+    return static_cast<float>(
+        testbed::textWidthPx(std::string(inChar, static_cast<size_t>(inNumChars))));
 }
 
 XPLM_API XPLMMenuID XPLMCreateMenu(const char* inName, XPLMMenuID inParentMenu, int inParentItem,

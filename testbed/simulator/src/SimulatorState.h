@@ -36,11 +36,6 @@ enum : int {
     kMsgTextFieldChanged = 1400,
 };
 
-// The emulated X-Plane's text metrics: every font is 7 px per character and
-// 10 px high; none is digits-only.
-constexpr int kCharWidthPx = 7;
-constexpr int kCharHeightPx = 10;
-
 // X-Plane's plug-in id for messages that come from the simulator itself.
 constexpr XPLMPluginID kXPlanePluginId = 0;
 
