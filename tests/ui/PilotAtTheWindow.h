@@ -19,6 +19,7 @@
 #include "testbed/FlightModel.h"
 #include "testbed/Simulator.h"
 #include "testbed/Website.h"
+#include "testbed/WindowDriver.h"
 
 namespace quelby_test {
 
@@ -78,27 +79,13 @@ protected:
         sim().runFrames(1);
     }
 
-    std::vector<std::string> drawnTexts() const {
-        std::vector<std::string> texts;
-        for (const testbed::DrawnText& text : sim().lastFrameTexts()) texts.push_back(text.text);
-        return texts;
-    }
-    bool draws(const std::string& text) const {
-        for (const std::string& drawn : drawnTexts()) {
-            if (drawn == text) return true;
-        }
-        return false;
-    }
+    bool draws(const std::string& text) const { return window.draws(text); }
     // Runs frames until the window draws the text; says what it drew instead.
     ::testing::AssertionResult waitForText(const std::string& text,
                                            std::chrono::milliseconds timeout = 20s) {
-        if (sim().runUntil([&] { return draws(text); }, timeout)) {
-            return ::testing::AssertionSuccess();
-        }
-        std::string shown;
-        for (const std::string& drawn : drawnTexts()) shown += " [" + drawn + "]";
+        if (window.waitForText(text, timeout)) return ::testing::AssertionSuccess();
         return ::testing::AssertionFailure()
-               << "the window never drew \"" << text << "\"; it draws:" << shown
+               << "the window never drew \"" << text << "\"; it draws:" << window.drawnTextsLine()
                << (model ? "\nflight: " + model->progressLine() : std::string());
     }
     bool said(const std::string& text) const {
@@ -111,64 +98,21 @@ protected:
     // The widget of a class (3 button, 4 text field) at a place of the
     // window, from its top-left corner.
     XPWidgetID widgetAt(int widgetClass, int x, int y) const {
-        const XPWidgetID window = sim().findWidgetByDescriptor("Quelby Client");
-        int windowLeft = 0, windowTop = 0;
-        for (const testbed::WidgetInfo& widget : sim().widgets()) {
-            if (widget.id == window) {
-                windowLeft = widget.left;
-                windowTop = widget.top;
-            }
-        }
-        for (const testbed::WidgetInfo& widget : sim().widgets()) {
-            if (widget.widgetClass == widgetClass && widget.left == windowLeft + x &&
-                widget.top == windowTop - y) {
-                return widget.id;
-            }
-        }
-        return nullptr;
+        return window.widgetAt(widgetClass, x, y);
     }
-    XPWidgetID fieldAt(int x, int y) const { return widgetAt(4, x, y); }
-    XPWidgetID buttonAt(int x, int y) const { return widgetAt(3, x, y); }
-    std::string fieldText(int x, int y) const {
-        for (const testbed::WidgetInfo& widget : sim().widgets()) {
-            if (widget.id == fieldAt(x, y)) return widget.descriptor;
-        }
-        return "<no field>";
-    }
-    bool buttonShown(const std::string& caption) const {
-        for (const testbed::WidgetInfo& widget : sim().widgets()) {
-            if (widget.widgetClass == 3 && widget.descriptor == caption &&
-                sim().isWidgetShownOnScreen(widget.id)) {
-                return true;
-            }
-        }
-        return false;
-    }
-    bool buttonShownAt(int x, int y) const {
-        const XPWidgetID button = buttonAt(x, y);
-        return button != nullptr && sim().isWidgetShownOnScreen(button);
-    }
+    std::string fieldText(int x, int y) const { return window.fieldText(x, y); }
+    bool buttonShown(const std::string& caption) const { return window.buttonShown(caption); }
+    bool buttonShownAt(int x, int y) const { return window.buttonShownAt(x, y); }
     void pressAt(int x, int y) {
-        settle();
-        ASSERT_TRUE(sim().runUntil([&] { return sim().pressButton(buttonAt(x, y)); }, 10s))
-            << "no button is shown at " << x << "," << y;
+        ASSERT_TRUE(window.pressAt(x, y, 10s)) << "no button is shown at " << x << "," << y;
     }
     void type(int x, int y, const std::string& text) {
-        const XPWidgetID field = fieldAt(x, y);
-        ASSERT_NE(field, nullptr) << "no text field at " << x << "," << y;
-        ASSERT_TRUE(sim().typeInto(field, text))
-            << "the field at " << x << "," << y << " is not shown";
+        ASSERT_TRUE(window.type(x, y, text)) << "no text field is shown at " << x << "," << y;
     }
-    // The client takes one press at a time: a press while it still handles
-    // the last one is lost, as it is for a pilot who clicks too fast. A few
-    // frames let it finish.
-    static void settle() { sim().runFrames(6); }
     // Presses a button once it is shown (the client shows it on its own
     // thread, a few frames after asking).
     void press(const std::string& caption) {
-        settle();
-        ASSERT_TRUE(sim().runUntil([&] { return sim().pressButton(caption); }, 10s))
-            << "no button \"" << caption << "\" is shown";
+        ASSERT_TRUE(window.press(caption, 10s)) << "no button \"" << caption << "\" is shown";
     }
 
     void logIn(const std::string& user = "demo", const std::string& password = "demo") {
@@ -246,6 +190,7 @@ protected:
     }
 
     ScratchFolder root{"quelby-pilot"};
+    testbed::WindowDriver window{sim(), "Quelby Client"};
     testbed::Website site;
     std::unique_ptr<testbed::FlightModel> model;
 };

@@ -69,7 +69,8 @@ TEST_F(PilotAtTheWindow, FailedUpload_keepsTheReport_refusesATamperedCopy_upload
     flyToTheGate();
     press("End flight");
     // The upload failed: the client logs in again and offers the kept report.
-    ASSERT_TRUE(waitForText("Your most recent flight report could not be"));
+    ASSERT_TRUE(window.waitForTextBeginning("Your most recent flight report could not be", 20s))
+        << window.drawnTextsLine();
     EXPECT_TRUE(buttonShown("Show saved Report"));
     EXPECT_TRUE(buttonShown("Delete saved Report"));
     ASSERT_EQ(site.requests("writereport").size(), 1u);
@@ -280,7 +281,7 @@ TEST_F(PilotAtTheWindow, AutoLogin_atStart_thenOptionsSavedForTheNextStart) {
     ASSERT_TRUE(sim().runUntil(
         [&] {
             return fieldText(313, 205) != "<no field>" &&
-                   sim().isWidgetShownOnScreen(fieldAt(313, 205));
+                   sim().isWidgetShownOnScreen(widgetAt(4, 313, 205));
         },
         20s))
         << "the simple fuel screen did not open";
@@ -305,8 +306,11 @@ TEST_F(PilotAtTheWindow, LoginRefusals_wrongVersion_suspendedPilot_noConnection)
     site.setClientVersion("v2.0.11");
     logIn();
     ASSERT_TRUE(waitForText("Wrong Version"));
+    // The update button is there but greyed out: it cannot be pressed.
     EXPECT_TRUE(buttonShown("Update now!"));
-    press("Update now!");  // inactive: nothing happens
+    EXPECT_EQ(sim().widgetProperty(sim().findWidgetByDescriptor("Update now!"), xpProperty_Enabled),
+              0);
+    EXPECT_FALSE(sim().pressButton("Update now!"));
     sim().runFrames(30);
     EXPECT_TRUE(draws("Wrong Version"));
     sim().unloadPlugin();
