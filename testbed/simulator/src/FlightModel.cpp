@@ -87,6 +87,8 @@ constexpr double kGlideGateAglFt = 3000.0;
 constexpr double kApproachSlowdownAglFt = kGlideGateAglFt + 2000.0;
 constexpr double kFinalAglFt = 2000.0;
 constexpr double kFlareStartAglFt = 40.0;
+constexpr double kSlowTouchdownAglFt = 100.0;
+constexpr double kTouchdownTimeScale = 2.0;
 constexpr double kFlareEndAglFt = 10.0;  // from here down the touchdown rate is held
 constexpr double kProfileStepNm = 0.05;
 constexpr double kProfileTopFt = 50000.0;
@@ -718,7 +720,13 @@ struct FlightModel::Impl {
         // What the plug-in wrote during the last frame: its fuel, its rate.
         const int simRate = std::max(1, sim().getInt(kSimSpeed));
         tanksKg = sim().getFloatArray(kFuel);
-        const double scale = inTaxiOverspeed(phaseSeconds) ? 1.0 : flight.timeScale;
+        double scale = inTaxiOverspeed(phaseSeconds) ? 1.0 : flight.timeScale;
+        // The last feet before the wheels touch go at nearly real time: the
+        // client measures the touchdown over its last half second of reads,
+        // which at full time scale would reach back into the approach.
+        if (phase == FlightPhase::Approach && heightAboveGroundFt() <= kSlowTouchdownAglFt) {
+            scale = std::min(scale, kTouchdownTimeScale);
+        }
         const double simSeconds = real * scale * simRate;
         realSeconds += real;
         simulatedSeconds += simSeconds;
