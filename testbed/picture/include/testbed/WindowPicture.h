@@ -1,0 +1,30 @@
+// Shows a window of the emulated X-Plane the way a pilot would see it: as a
+// PNG picture in X-Plane's widget look, or as its drawn texts laid out in lines.
+#pragma once
+
+#include <string>
+
+#include "testbed/Simulator.h"
+
+namespace testbed {
+
+struct PictureOptions {
+    // Picture pixels per X-Plane screen pixel.
+    double scale = 2.0;
+};
+
+// Draws the shown root window whose descriptor is windowDescriptor, with all
+// its shown descendants and the texts of the last frame that start inside it,
+// into a PNG of the window's size times options.scale. Returns false with
+// *error set when there is no such shown window or the file cannot be written.
+bool saveWindowPicture(const Simulator& sim, const std::string& windowDescriptor,
+                       const std::string& pngPath, std::string* error = nullptr,
+                       const PictureOptions& options = {});
+
+// The last frame's texts inside that window as console lines: one line per
+// distinct y, top to bottom; within a line the pieces go left to right, each
+// at column (x - window left) / 6 (the average character width), with at least one space between
+// pieces and no trailing spaces. Every line ends in '\n'. Empty when the window is not shown.
+std::string windowTextAsLines(const Simulator& sim, const std::string& windowDescriptor);
+
+}  // namespace testbed
