@@ -1,12 +1,19 @@
 #!/usr/bin/env bash
 # Sets up, builds and flies the demo flight: the real plug-in loaded into the
-# test-bed simulator, its window opened, and a flight from Frankfurt to
-# Stuttgart flown gate to gate by the test bed's flight model.
+# test-bed simulator, the stand-in website with the demo airline, and one
+# booked flight from Frankfurt to Stuttgart from login to the uploaded report.
+#   tools/demo.sh --upload-works     passes options to quelby-demo (see --help)
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-bash "$root/tools/setup.sh"
+step() { echo "== $*"; }
+fail() { echo "demo.sh: $*" >&2; exit 1; }
+step "Installing what is missing"
+bash "$root/tools/setup.sh" || fail "installing the Debian packages failed (see above)"
 build="${QUELBY_BUILD_DIR:-$root/build}"
-cmake -S "$root" -B "$build" >/dev/null
-cmake --build "$build" -j"${QUELBY_JOBS:-2}" --target Quelby quelby-testbed quelby-website
-exec "$build/testbed/simulator/quelby-testbed" --show --rate 30 \
-  --flight "$root/testbed/flights/EDDF-EDDS.flight" "$@"
+step "Building the plug-in, the test bed and the demo in $build"
+cmake -S "$root" -B "$build" >/dev/null || fail "configuring the build failed (see above)"
+cmake --build "$build" -j"${QUELBY_JOBS:-2}" --target Quelby quelby-package quelby-demo \
+  || fail "the build failed (see above)"
+step "Flying"
+"$build/testbed/demo/quelby-demo" --out "$build/demo" "$@" || fail "the demo flight failed (see above)"
+echo "install package: $(ls "$build"/Quelby-*.zip)"

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the plug-in, the test bed and the tests, then runs the tests.
+# Installs what is missing, builds the plug-in, the test bed and the tests,
+# then runs the tests.
 #   QUELBY_SANITIZE=address,undefined tools/test.sh   builds with sanitizers
 #   tools/test.sh -R 'ThreadSync'                     passes options to ctest
 set -euo pipefail
@@ -7,6 +8,7 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 sanitize="${QUELBY_SANITIZE:-}"
 build="${QUELBY_BUILD_DIR:-$root/build${sanitize:+-${sanitize//,/-}}}"
 jobs="${QUELBY_JOBS:-2}"
+bash "$root/tools/setup.sh"
 cmake -S "$root" -B "$build" -DQUELBY_WERROR=ON -DQUELBY_SANITIZE="$sanitize" >/dev/null
 cmake --build "$build" -j"$jobs"
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"

@@ -1,0 +1,450 @@
+// quelby-demo: one booked flight from login to the uploaded report, flown by
+// the test bed's flight model with the real plug-in in the emulated
+// simulator and the stand-in website on loopback. It pictures every screen
+// it passes, prints the flight's progress and the report, and says which
+// step failed when one does.
+#include <stdlib.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "testbed/Flight.h"
+#include "testbed/FlightModel.h"
+#include "testbed/Simulator.h"
+#include "testbed/Website.h"
+#include "testbed/WindowDriver.h"
+#include "testbed/WindowPicture.h"
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+namespace {
+
+const char* const kUsage =
+    "usage: quelby-demo [--out DIR] [--plugin PATH] [--flight FILE] [--time-scale X]\n"
+    "                   [--upload-works]\n"
+    "  --out DIR         where the simulator folder and the pictures go (default: demo)\n"
+    "  --plugin PATH     plug-in binary (default: Quelby/lin_x64/Quelby.xpl of this build)\n"
+    "  --flight FILE     the flight to fly (default: the test bed's EDDF-EDDS hop)\n"
+    "  --time-scale X    simulated seconds per real second (default 30)\n"
+    "  --upload-works    the website takes the first upload (by default it refuses it once,\n"
+    "                    to show how the plug-in keeps a report and uploads it later)\n";
+
+constexpr const char* kWindow = "Quelby Client";
+
+struct Options {
+    fs::path out = "demo";
+    fs::path plugin;
+    fs::path flight;
+    double timeScale = 30.0;
+    bool refuseFirstUpload = true;
+};
+
+// A step that did not happen: what was being done and what came instead.
+class DemoFailure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// The program sits in <build>/testbed/demo/, the plug-in in <build>/Quelby/.
+fs::path besideThisProgram(const fs::path& relative) {
+    std::error_code ec;
+    const fs::path executable = fs::read_symlink("/proc/self/exe", ec);
+    return ec ? relative : (executable.parent_path() / relative).lexically_normal();
+}
+
+bool parseOptions(int argc, char** argv, Options& options) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
+        if (arg == "--upload-works") {
+            options.refuseFirstUpload = false;
+        } else if (value != nullptr && arg == "--out") {
+            options.out = argv[++i];
+        } else if (value != nullptr && arg == "--plugin") {
+            options.plugin = argv[++i];
+        } else if (value != nullptr && arg == "--flight") {
+            options.flight = argv[++i];
+        } else if (value != nullptr && arg == "--time-scale") {
+            char* end = nullptr;
+            options.timeScale = std::strtod(argv[++i], &end);
+            if (*end != '\0' || options.timeScale <= 0.0) return false;
+        } else {
+            return false;
+        }
+    }
+    if (options.plugin.empty()) {
+        options.plugin = besideThisProgram("../../Quelby/lin_x64/Quelby.xpl");
+    }
+    if (options.flight.empty()) {
+        options.flight = QUELBY_DEMO_FLIGHT;
+    }
+    return true;
+}
+
+std::string readFile(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// Prints a block of text with a margin, so that a screen stands out from the
+// narration.
+void printIndented(const std::string& text) {
+    std::istringstream lines(text);
+    std::string line;
+    while (std::getline(lines, line)) std::printf("    | %s\n", line.c_str());
+}
+
+class Demo {
+public:
+    explicit Demo(const Options& options) : m_options(options) {}
+
+    void run() {
+        prepare();
+        loginAndLookAround();
+        checklistWithoutABooking();
+        fuelUp();
+        fly();
+        endFlightAndReport();
+        finish();
+    }
+
+    // Where the pilot's files are, for the closing lines and after a failure.
+    void printWhereThingsAre() const {
+        std::printf("\nfiles:\n");
+        std::printf("  pictures of the window: %s\n", m_pictures.string().c_str());
+        std::printf("  debug log:              %s\n", (m_root / "quelby_debug.txt").c_str());
+        std::printf("  settings:               %s\n", (m_root / "quelby.ini").c_str());
+        std::printf("  kept report (if any):   %s\n", (m_root / "quelby_report.ini").c_str());
+    }
+    void printLogTail() const {
+        const std::string log = readFile(m_root / "quelby_debug.txt");
+        if (log.empty()) return;
+        std::printf("\nthe plug-in's log ends with:\n");
+        printIndented(log.substr(log.size() > 3000 ? log.size() - 3000 : 0));
+    }
+
+private:
+    testbed::Simulator& sim() { return testbed::Simulator::instance(); }
+
+    void step(const std::string& what) {
+        m_step = what;
+        std::printf("\n== %s\n", what.c_str());
+        std::fflush(stdout);
+    }
+    [[noreturn]] void fail(const std::string& why) const { throw DemoFailure(m_step + ": " + why); }
+    void expectText(const std::string& text, std::chrono::milliseconds timeout = 20s) {
+        if (!m_window.waitForText(text, timeout)) {
+            fail("the window never showed \"" + text + "\"; it shows:" + m_window.drawnTextsLine());
+        }
+    }
+    void expectSavedReportScreen() {
+        if (!m_window.waitForTextBeginning("Your most recent flight report could not be", 30s)) {
+            fail("the saved-report screen never opened; the window shows:" +
+                 m_window.drawnTextsLine());
+        }
+    }
+    void press(const std::string& caption) {
+        std::printf("  press \"%s\"\n", caption.c_str());
+        if (!m_window.press(caption, 10s)) fail("no button \"" + caption + "\" is shown");
+    }
+    void type(int x, int y, const std::string& text, const std::string& what) {
+        std::printf("  type %s\n", what.c_str());
+        if (!m_window.type(x, y, text)) fail("the field for " + what + " is not shown");
+    }
+    // Pictures the window as it is now, once the screen has settled.
+    void picture(const std::string& name) {
+        m_window.settle();
+        char number[16];
+        std::snprintf(number, sizeof(number), "%02d-", ++m_pictureCount);
+        const fs::path file = m_pictures / (number + name + ".png");
+        std::string error;
+        if (!testbed::saveWindowPicture(sim(), kWindow, file.string(), &error)) {
+            fail("cannot picture the window: " + error);
+        }
+        std::printf("  picture: %s\n", file.filename().c_str());
+    }
+    std::string screenText() { return testbed::windowTextAsLines(sim(), kWindow); }
+
+    void prepare() {
+        step("Setting up the stand-in website and the simulator folder");
+        if (!fs::is_regular_file(m_options.plugin)) {
+            fail("the plug-in is not built: " + m_options.plugin.string());
+        }
+        if (!m_site.start()) fail("the website cannot listen on 127.0.0.1");
+        m_site.seedDemo();
+        // The pilot first meets the window before the dispatcher books the
+        // flight, so that the checklist has something to say.
+        m_site.cancelBookings("demo");
+        m_site.addNews("Welcome aboard Quelby Air",
+                       "Dispatch is booking your first flight, QLB101 from Frankfurt to "
+                       "Stuttgart. Look at the flight information before you fly!");
+        std::printf("  website: http://%s (pilot \"demo\", password \"demo\")\n",
+                    m_site.url().c_str());
+
+        m_root = fs::absolute(m_options.out) / "xplane";
+        m_pictures = fs::absolute(m_options.out) / "pictures";
+        fs::remove_all(m_root);
+        fs::remove_all(m_pictures);
+        fs::create_directories(m_root / "Resources" / "plugins");
+        fs::create_directories(m_pictures);
+        // Installed as a person installs it: the plug-in's folder, binary and
+        // data, copied into Resources/plugins.
+        const fs::path pluginFolder = m_options.plugin.parent_path().parent_path();
+        fs::copy(pluginFolder, m_root / "Resources" / "plugins" / pluginFolder.filename(),
+                 fs::copy_options::recursive);
+        std::ofstream ini(m_root / "quelby.ini");
+        ini << "[server]\nPrimary = " << m_site.url() << "\n\n[settings]\nFSMessages = 1\n";
+        ini.close();
+        std::printf("  simulator folder: %s\n", m_root.c_str());
+
+        testbed::FlightDescription flight = testbed::loadFlightFile(m_options.flight.string());
+        flight.timeScale = m_options.timeScale;
+        // A pilot who leaves the landing lights on all the way: one penalty
+        // (lights on above FL100) for the report's last page.
+        flight.landingLights = testbed::LandingLightUse::AlwaysOn;
+        if (const auto problem = testbed::checkFlight(flight)) {
+            fail("the flight cannot be flown: " + problem->message);
+        }
+        m_model = std::make_unique<testbed::FlightModel>(flight);
+
+        sim().setRootFolder(m_root.string());
+        sim().setFrameRate(60.0);
+        m_model->attach();
+        m_model->holdAtGate(true);
+        std::string error;
+        const fs::path installed = m_root / "Resources" / "plugins" / pluginFolder.filename() /
+                                   "lin_x64" / m_options.plugin.filename();
+        if (!sim().loadPlugin(installed.string(), &error)) fail(error);
+        std::printf("  plug-in loaded: %s\n", sim().pluginName().c_str());
+        if (!sim().clickMenuItem("Quelby", "Show Client")) fail("no \"Quelby\" menu");
+    }
+
+    void loginAndLookAround() {
+        step("Logging in");
+        expectText("Login");
+        picture("login");
+        type(340, 195, "demo", "the pilot's name");
+        type(340, 220, "demo", "the password");
+        press("Login");
+        expectText("Home - News");
+        picture("home");
+        printIndented(screenText());
+
+        step("Looking at the options");
+        press("Options");
+        expectText("General Client Settings");
+        picture("options");
+        press("Home");
+        expectText("Home - News");
+    }
+
+    void checklistWithoutABooking() {
+        step("Pressing \"Fly!\" before a flight is booked");
+        press("Fly!");
+        expectText("Checklist");
+        expectText("no");
+        picture("checklist");
+        printIndented(screenText());
+
+        step("The dispatcher books QLB101 Frankfurt - Stuttgart");
+        testbed::Booking booking;
+        booking.user = "demo";
+        booking.routeId = 1;
+        booking.aircraftId = 1;
+        booking.distanceNm = "85";
+        booking.durationMin = "45";
+        booking.passengers = "120";
+        booking.cargoKg = "2000";
+        if (m_site.book(booking) <= 0) fail("the website did not take the booking");
+        press("Flight Information");
+        expectText("Route");
+        picture("flight-information");
+        printIndented(screenText());
+    }
+
+    void fuelUp() {
+        step("Fuelling tank by tank");
+        press("Fly!");
+        expectText("TANK 1");
+        picture("fuel-tanks");
+        press("Back");
+        expectText("Home - News");
+
+        step("Fuelling the simple way: 500 kg more");
+        press("Options");
+        expectText("General Client Settings");
+        if (!m_window.setCheckBox(500, 165, true)) fail("no \"simple fueling\" check box");
+        press("Save changes");
+        expectText("Home - News");
+        press("Fly!");
+        expectText("Additional Fuel:");
+        type(313, 205, "500", "500 kg of additional fuel");
+        picture("fuel-simple");
+        press("Fuel Up!");
+        expectText("Confirm Flight");
+        picture("confirm-flight");
+        printIndented(screenText());
+    }
+
+    // The plug-in's own view of the flight, from its flying screen.
+    std::string drawnValue(const std::string& label) {
+        for (const std::string& text : m_window.drawnTexts()) {
+            if (text.rfind(label, 0) == 0) return text.substr(label.size());
+        }
+        return "?";
+    }
+
+    void fly() {
+        step("Flying");
+        press("Fly!");
+        expectText("Flying");
+        m_model->holdAtGate(false);
+        std::printf("  %-8s %-10s %14s %12s %10s\n", "time", "phase", "altitude", "speed (IAS)",
+                    "fuel");
+        using Clock = std::chrono::steady_clock;
+        const auto start = Clock::now();
+        auto nextLine = start;
+        bool pictured = false;
+        while (!m_model->hasArrived()) {
+            if (Clock::now() - start > 300s) {
+                fail("the aircraft did not reach the gate: " + m_model->progressLine());
+            }
+            sim().runFrames(1);
+            const std::string phase = drawnValue("Flight State: ");
+            if (Clock::now() >= nextLine) {
+                const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+                std::printf("  %5.0f s  %-10s %14s %12s %10s\n", seconds, phase.c_str(),
+                            drawnValue("Altitude (std): ").c_str(),
+                            drawnValue("Speed (IAS): ").c_str(), drawnValue("Fuel: ").c_str());
+                std::fflush(stdout);
+                nextLine += 5s;
+            }
+            // Pictured at the top of the climb, with the most on the screen.
+            if (!pictured && m_model->progress().altitudeFt > 10000.0) {
+                picture("flying");
+                pictured = true;
+            }
+        }
+        std::printf("  at the gate in Stuttgart after %.0f s\n",
+                    std::chrono::duration<double>(Clock::now() - start).count());
+    }
+
+    void endFlightAndReport() {
+        step("Leaving a comment and ending the flight");
+        // The comment screen is its field alone.
+        if (!sim().runUntil([&] { return m_window.fieldShownAt(215, 120); }, 30s)) {
+            fail("the comment field never opened; the window shows:" + m_window.drawnTextsLine());
+        }
+        type(215, 120, "Smooth ride. Forgot the landing lights in cruise.", "a comment");
+        picture("comment");
+        if (m_options.refuseFirstUpload) {
+            std::printf("  (the website will refuse this upload, to show the kept report)\n");
+            m_site.injectFailure("writereport", testbed::Failure::httpError(503), 1);
+        }
+        press("End flight");
+
+        if (m_options.refuseFirstUpload) {
+            step("The upload failed: the report is kept and offered at the next login");
+            expectSavedReportScreen();
+            picture("saved-report");
+            press("Show saved Report");
+        }
+        step("The report pages");
+        const char* const pages[] = {"Report - Route", "Report - Finances", "Report - Penalties"};
+        const char* const names[] = {"report-route", "report-finances", "report-penalties"};
+        for (int page = 0; page < 3; ++page) {
+            expectText(pages[page]);
+            picture(names[page]);
+            printIndented(screenText());
+            press("Next");
+        }
+        if (m_options.refuseFirstUpload) {
+            step("Uploading the kept report");
+            expectSavedReportScreen();
+            press("Upload saved Report");
+        }
+        expectText("Home - News", 30s);
+    }
+
+    void finish() {
+        step("What the website stored");
+        const std::vector<testbed::Record> reports = m_site.reports();
+        if (reports.empty()) fail("the website holds no report");
+        const testbed::Record& report = reports.back();
+        const char* const keys[] = {"ReportId",  "Number",       "Dep",         "Arr",
+                                    "PAX",       "Cargo_kg",     "FlightState", "Fuel_TakeOff",
+                                    "Fuel_Land", "VS",           "Rating",      "Profit",
+                                    "Salary",    "ManualUpload", "Interface",   "SimVersion"};
+        for (const char* key : keys) {
+            const auto found = report.find(key);
+            std::printf("  %-13s %s\n", key, found == report.end() ? "-" : found->second.c_str());
+        }
+        std::printf("  position entries: %zu, events: %zu\n", m_site.positionLogs().size(),
+                    m_site.eventLogs().size());
+        if (fs::exists(m_root / "quelby_report.ini") &&
+            readFile(m_root / "quelby_report.ini").find("Tarvex_Reports") != std::string::npos) {
+            fail("the kept report is still there after its upload");
+        }
+
+        sim().unloadPlugin();
+        const auto misuses = sim().dataRefMisuses();
+        const auto violations = sim().threadViolations();
+        if (!misuses.empty() || !violations.empty()) {
+            fail("the plug-in misused the simulator: " + std::to_string(misuses.size()) +
+                 " dataref misuses, " + std::to_string(violations.size()) +
+                 " calls off the simulator's thread");
+        }
+        std::printf("  the plug-in stopped cleanly (XPluginStop %.1f ms)\n",
+                    std::chrono::duration<double, std::milli>(sim().lastStopDuration()).count());
+    }
+
+    const Options& m_options;
+    testbed::Website m_site;
+    std::unique_ptr<testbed::FlightModel> m_model;
+    testbed::WindowDriver m_window{testbed::Simulator::instance(), kWindow};
+    fs::path m_root;
+    fs::path m_pictures;
+    int m_pictureCount = 0;
+    std::string m_step = "starting";
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    if (!parseOptions(argc, argv, options)) {
+        std::cerr << kUsage;
+        return 2;
+    }
+    // The demo has no use for a sound card, and a machine without one must
+    // not stop it.
+    setenv("ALSOFT_DRIVERS", "null", 0);
+    const auto start = std::chrono::steady_clock::now();
+    Demo demo(options);
+    int result = 0;
+    try {
+        demo.run();
+        std::printf(
+            "\nThe demo flight is complete (%.0f s).\n",
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    } catch (const std::exception& e) {
+        std::printf("\nThe demo FAILED while %s\n", e.what());
+        demo.printLogTail();
+        result = 1;
+    }
+    demo.printWhereThingsAre();
+    return result;
+}
