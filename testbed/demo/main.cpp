@@ -20,6 +20,7 @@
 
 #include "testbed/Flight.h"
 #include "testbed/FlightModel.h"
+#include "testbed/PluginFolder.h"
 #include "testbed/Simulator.h"
 #include "testbed/Website.h"
 #include "testbed/WindowDriver.h"
@@ -202,12 +203,8 @@ private:
         fs::create_directories(m_pictures);
         // Installed as a person installs it: the plug-in's folder, binary and
         // data, copied into Resources/plugins.
-        const fs::path pluginFolder = m_options.plugin.parent_path().parent_path();
-        fs::copy(pluginFolder, m_root / "Resources" / "plugins" / pluginFolder.filename(),
-                 fs::copy_options::recursive);
-        std::ofstream ini(m_root / "quelby.ini");
-        ini << "[server]\nPrimary = " << m_site.url() << "\n\n[settings]\nFSMessages = 1\n";
-        ini.close();
+        const fs::path installed = testbed::installPluginFolder(m_options.plugin, m_root);
+        testbed::writeClientSettings(m_root, m_site.url());
         std::printf("  simulator folder: %s\n", m_root.c_str());
 
         testbed::FlightDescription flight = testbed::loadFlightFile(m_options.flight.string());
@@ -225,8 +222,6 @@ private:
         m_model->attach();
         m_model->holdAtGate(true);
         std::string error;
-        const fs::path installed = m_root / "Resources" / "plugins" / pluginFolder.filename() /
-                                   "lin_x64" / m_options.plugin.filename();
         if (!sim().loadPlugin(installed.string(), &error)) fail(error);
         std::printf("  plug-in loaded: %s\n", sim().pluginName().c_str());
         if (!sim().clickMenuItem("Quelby", "Show Client")) fail("no \"Quelby\" menu");

@@ -17,6 +17,7 @@
 #include "FlownFlight.h"
 #include "TestSupport.h"
 #include "testbed/FlightModel.h"
+#include "testbed/PluginFolder.h"
 #include "testbed/Simulator.h"
 #include "testbed/Website.h"
 #include "testbed/WindowDriver.h"
@@ -56,9 +57,7 @@ protected:
     // The settings the pilot left last time; the website is always the
     // stand-in one.
     void writeSettings(const std::string& settings = "") {
-        std::ofstream ini(root.file("quelby.ini"));
-        ini << "[server]\nPrimary = " << site.url() << "\n\n[settings]\nFSMessages = 1\n"
-            << settings;
+        testbed::writeClientSettings(root.path(), site.url(), settings);
     }
 
     // The aircraft parked at the departure gate of the booked hop, held there
