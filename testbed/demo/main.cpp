@@ -35,7 +35,7 @@ const char* const kUsage =
     "usage: quelby-demo [--out DIR] [--plugin PATH] [--flight FILE] [--time-scale X]\n"
     "                   [--upload-works]\n"
     "  --out DIR         where the simulator folder and the pictures go (default: demo)\n"
-    "  --plugin PATH     plug-in binary (default: Quelby/lin_x64/Quelby.xpl of this build)\n"
+    "  --plugin PATH     plug-in binary (default: the one of this build)\n"
     "  --flight FILE     the flight to fly (default: the test bed's EDDF-EDDS hop)\n"
     "  --time-scale X    simulated seconds per real second (default 30)\n"
     "  --upload-works    the website takes the first upload (by default it refuses it once,\n"
@@ -56,13 +56,6 @@ class DemoFailure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
-
-// The program sits in <build>/testbed/demo/, the plug-in in <build>/Quelby/.
-fs::path besideThisProgram(const fs::path& relative) {
-    std::error_code ec;
-    const fs::path executable = fs::read_symlink("/proc/self/exe", ec);
-    return ec ? relative : (executable.parent_path() / relative).lexically_normal();
-}
 
 bool parseOptions(int argc, char** argv, Options& options) {
     for (int i = 1; i < argc; ++i) {
@@ -85,7 +78,7 @@ bool parseOptions(int argc, char** argv, Options& options) {
         }
     }
     if (options.plugin.empty()) {
-        options.plugin = besideThisProgram("../../Quelby/lin_x64/Quelby.xpl");
+        options.plugin = QUELBY_PLUGIN_PATH;
     }
     if (options.flight.empty()) {
         options.flight = QUELBY_DEMO_FLIGHT;
@@ -255,15 +248,7 @@ private:
         printIndented(screenText());
 
         step("The dispatcher books QLB101 Frankfurt - Stuttgart");
-        testbed::Booking booking;
-        booking.user = "demo";
-        booking.routeId = 1;
-        booking.aircraftId = 1;
-        booking.distanceNm = "85";
-        booking.durationMin = "45";
-        booking.passengers = "120";
-        booking.cargoKg = "2000";
-        if (m_site.book(booking) <= 0) fail("the website did not take the booking");
+        if (m_site.bookDemoFlight() <= 0) fail("the website did not take the booking");
         press("Flight Information");
         expectText("Route");
         picture("flight-information");

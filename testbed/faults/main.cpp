@@ -40,7 +40,7 @@ const char* const kUsage =
     "usage: quelby-faults [--short] [--out DIR] [--plugin PATH] [--strict-frames]\n"
     "  --short          a few failure kinds of the website instead of all (for CI)\n"
     "  --out DIR        where each case's X-Plane folder goes (default: faults)\n"
-    "  --plugin PATH    plug-in binary (default: Quelby/lin_x64/Quelby.xpl of this build)\n"
+    "  --plugin PATH    plug-in binary (default: the one of this build)\n"
     "  --strict-frames  a frame over 2 ms fails its case (timing needs a quiet machine)\n";
 
 constexpr const char* kWindow = "Quelby Client";
@@ -576,10 +576,7 @@ bool parseOptions(int argc, char** argv, Options& options) {
         }
     }
     if (options.plugin.empty()) {
-        std::error_code ec;
-        const fs::path executable = fs::read_symlink("/proc/self/exe", ec);
-        options.plugin =
-            (executable.parent_path() / "../../Quelby/lin_x64/Quelby.xpl").lexically_normal();
+        options.plugin = QUELBY_PLUGIN_PATH;
     }
     return true;
 }

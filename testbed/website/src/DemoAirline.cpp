@@ -69,8 +69,15 @@ void Website::seedDemo() {
     route.aircraftTypeId = typeId;
     const int routeId = addRoute(route);
 
+    bookDemoFlight(routeId, aircraftId);
+
+    addNews("Welcome aboard Quelby Air",
+            "Your first flight, QLB101 from Frankfurt to Stuttgart, is booked. Have a good flight!",
+            1);
+}
+
+int Website::bookDemoFlight(int routeId, int aircraftId) {
     Booking booking;
-    booking.id = 1;
     booking.user = "demo";
     booking.routeId = routeId;
     booking.aircraftId = aircraftId;
@@ -80,11 +87,7 @@ void Website::seedDemo() {
     booking.cargoKg = "2000";
     booking.multiplier = "1";
     booking.flightType = "0";
-    book(booking);
-
-    addNews("Welcome aboard Quelby Air",
-            "Your first flight, QLB101 from Frankfurt to Stuttgart, is booked. Have a good flight!",
-            1);
+    return book(booking);
 }
 
 }  // namespace testbed
