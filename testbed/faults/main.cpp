@@ -41,7 +41,8 @@ const char* const kUsage =
     "  --short          a few failure kinds of the website instead of all (for CI)\n"
     "  --out DIR        where each case's X-Plane folder goes (default: faults)\n"
     "  --plugin PATH    plug-in binary (default: the one of this build)\n"
-    "  --strict-frames  a frame over 2 ms fails its case (timing needs a quiet machine)\n";
+    "  --strict-frames  a frame over 2 ms fails its case (timing needs a quiet machine)\n"
+    "  --only TEXT      only the cases whose name or fault contains TEXT\n";
 
 constexpr const char* kWindow = "Quelby Client";
 constexpr double kFrameLimitMs = 2.0;
@@ -52,6 +53,7 @@ struct Options {
     fs::path plugin;
     bool shortRun = false;
     bool strictFrames = false;
+    std::string only;
 };
 
 // One line of the table.
@@ -223,6 +225,19 @@ public:
                 sim().runUntil([&] { return !m_window.draws("Report - Route"); }, 5s);
                 m_window.settle();
             }
+        } else if (m_site.reports().size() == before + 1) {
+            // The website took the report but its answer was lost: the kept
+            // copy is answered "ALREADY UPLOADED" and the pilot deletes it.
+            m_site.clearFailures();
+            press("Upload saved Report");
+            if (!sim().runUntil([&] { return m_site.requests("writereport").size() >= 2; }, 20s)) {
+                fail("the kept copy was not sent again");
+            }
+            m_window.settle();
+            if (!onSavedReportScreen()) fail("the saved-report screen closed on ALREADY UPLOADED");
+            press("Delete saved Report");
+            expectText("Home - News", 30s);
+            m_row.report = "stored, answer lost; copy deleted";
         } else {
             uploadKeptReport();
             m_row.report = "kept, uploaded later";
@@ -567,6 +582,8 @@ bool parseOptions(int argc, char** argv, Options& options) {
             options.shortRun = true;
         } else if (arg == "--strict-frames") {
             options.strictFrames = true;
+        } else if (arg == "--only" && i + 1 < argc) {
+            options.only = argv[++i];
         } else if (arg == "--out" && i + 1 < argc) {
             options.out = argv[++i];
         } else if (arg == "--plugin" && i + 1 < argc) {
@@ -604,10 +621,15 @@ int main(int argc, char** argv) {
     int number = 0;
     const auto add = [&](const std::string& scenario, const std::string& fault,
                          std::function<void(Case&, Row&)> body) {
+        ++number;
+        if (!options.only.empty() && scenario.find(options.only) == std::string::npos &&
+            fault.find(options.only) == std::string::npos) {
+            return;
+        }
         Planned planned;
         planned.row.scenario = scenario;
         planned.row.fault = fault;
-        planned.folder = "case-" + std::to_string(++number);
+        planned.folder = "case-" + std::to_string(number);
         planned.body = std::move(body);
         plan.push_back(std::move(planned));
     };
