@@ -69,15 +69,17 @@ void Website::seedDemo() {
     route.aircraftTypeId = typeId;
     const int routeId = addRoute(route);
 
-    bookDemoFlight(routeId, aircraftId);
+    // A fixed id: seeding a kept database again books nothing twice.
+    bookDemoFlight(routeId, aircraftId, 1);
 
     addNews("Welcome aboard Quelby Air",
             "Your first flight, QLB101 from Frankfurt to Stuttgart, is booked. Have a good flight!",
             1);
 }
 
-int Website::bookDemoFlight(int routeId, int aircraftId) {
+int Website::bookDemoFlight(int routeId, int aircraftId, int bookingId) {
     Booking booking;
+    booking.id = bookingId;
     booking.user = "demo";
     booking.routeId = routeId;
     booking.aircraftId = aircraftId;

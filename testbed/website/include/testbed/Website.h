@@ -190,8 +190,9 @@ public:
     // The demo airline: pilot "demo"/"demo" booked on EDDF-EDDS in an A320.
     void seedDemo();
     // Books the demo pilot on the demo route again (120 passengers, 2000 kg
-    // of cargo), as the dispatcher would; returns the booking's id.
-    int bookDemoFlight(int routeId = 1, int aircraftId = 1);
+    // of cargo), as the dispatcher would; returns the booking's id. Id 0
+    // takes the next free one.
+    int bookDemoFlight(int routeId = 1, int aircraftId = 1, int bookingId = 0);
 
     // What "getversion" answers.
     void setClientVersion(const std::string& version, const std::string& betaVersion = "");
