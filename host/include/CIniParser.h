@@ -77,6 +77,10 @@ public:
     std::string readReportFileFromDisk() const;
     // Empties the report store in memory; callers save afterwards.
     void resetBackupFile();
+    // Replaces the report store with text taken as the report file's bytes,
+    // refused (logged, the store left empty) on exactly the grounds a file
+    // read from disk is. Nothing reaches the disk. Returns whether it was taken.
+    bool loadReportText(const std::string& contents);
     const std::string& getBackupReportFilename() const { return m_reportFileName; }
 
 private:
@@ -84,6 +88,9 @@ private:
     virtual ~CIniParser();
 
     bool loadStore(CSimpleIniA& store, const std::string& fileName);
+    // The checks and parsing of a file's bytes; an empty text when taken,
+    // else why not.
+    static std::string parseStore(CSimpleIniA& store, const std::string& contents);
     bool saveStore(const CSimpleIniA& store, const std::string& fileName);
     void createIfMissing(const std::string& fileName);
     // Adds or replaces the entry, or logs failure and returns false.

@@ -12,6 +12,11 @@ namespace CNumberText {
 double toDouble(const char* text);
 int toInt(const char* text);
 
+// value cut toward zero, as a cast to int would cut it; false, with out
+// untouched, for NaN, the infinities and anything beyond int's range, where
+// the cast is undefined.
+bool truncateToInt(double value, int& out);
+
 // While it lives, printf-style formatting on this thread writes numbers in
 // the "C" locale (a point as decimal separator), whatever the simulator set.
 class CClassicFormatting {

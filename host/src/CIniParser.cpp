@@ -209,10 +209,8 @@ bool CIniParser::loadStore(CSimpleIniA& store, const std::string& fileName) {
                                 std::istreambuf_iterator<char>());
                 if (in.bad()) {
                     problem = "cannot read it";
-                } else if (looksDamaged(contents)) {
-                    problem = "damaged, it holds binary data";
-                } else if (store.LoadData(contents) < 0) {
-                    problem = "cannot parse it";
+                } else {
+                    problem = parseStore(store, contents);
                 }
             }
         }
@@ -225,6 +223,35 @@ bool CIniParser::loadStore(CSimpleIniA& store, const std::string& fileName) {
     store.Reset();
     m_pLogger->error("Could not read INI-file " + fileName + " (" + problem +
                      "); reading it as empty");
+    return false;
+}
+
+std::string CIniParser::parseStore(CSimpleIniA& store, const std::string& contents) {
+    if (contents.size() > kMaxFileBytes) {
+        return "larger than an INI-file of this client can be";
+    }
+    if (looksDamaged(contents)) {
+        return "damaged, it holds binary data";
+    }
+    if (store.LoadData(contents) < 0) {
+        return "cannot parse it";
+    }
+    return std::string();
+}
+
+bool CIniParser::loadReportText(const std::string& contents) {
+    m_reportStore.Reset();
+    std::string problem;
+    try {
+        problem = parseStore(m_reportStore, contents);
+    } catch (const std::exception& e) {
+        problem = e.what();
+    }
+    if (problem.empty()) {
+        return true;
+    }
+    m_reportStore.Reset();
+    m_pLogger->error("Could not take the report INI text (" + problem + "); reading it as empty");
     return false;
 }
 

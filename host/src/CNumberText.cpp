@@ -41,6 +41,17 @@ int toInt(const char* text) {
     return static_cast<int>(value);
 }
 
+bool truncateToInt(double value, int& out) {
+    // Both bounds are exact doubles; everything strictly between them cuts
+    // to an int.
+    if (!(value > static_cast<double>(INT_MIN) - 1.0 &&
+          value < static_cast<double>(INT_MAX) + 1.0)) {
+        return false;
+    }
+    out = static_cast<int>(value);
+    return true;
+}
+
 CClassicFormatting::CClassicFormatting() : m_previous(uselocale(cLocale())) {}
 
 CClassicFormatting::~CClassicFormatting() { uselocale(m_previous); }

@@ -104,6 +104,8 @@ public:
     // the website answered.
     void uploadLog();
     // The event log into section "report" of the report store, and back.
+    // Loading stops at the first record the store lacks, whatever count it
+    // claims.
     void backup();
     void loadBackup();
     // Between flights: no events, and every rule back as the file gives it.

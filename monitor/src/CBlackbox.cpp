@@ -258,10 +258,19 @@ void CBlackbox::loadBackup() {
     }
     clearFlightData();
     for (int i = 0; i < count; ++i) {
+        const std::string key = kRecordKey + std::to_string(i);
+        // A count beyond the records stored is damage: taking every missing
+        // record as an empty event would upload up to the cap of empty
+        // events, one request each, and hold the client for hours.
+        char probe[4] = {0};
+        if (!ini->getStringFromReport(kSection, key, probe, sizeof(probe)) || probe[0] == '\0') {
+            m_pLogger->warn("Report-Backup holds " + std::to_string(i) + " event records, not " +
+                            std::to_string(count));
+            break;
+        }
         tDataRecord record;
         std::memset(&record, 0, sizeof(record));
-        // A missing key reads as zeros: an empty record.
-        ini->getStructFromReport(kSection, kRecordKey + std::to_string(i), &record, sizeof(record));
+        ini->getStructFromReport(kSection, key, &record, sizeof(record));
         // A damaged file must not leave a text without its terminator.
         record.flightState[sizeof(record.flightState) - 1] = '\0';
         record.text[sizeof(record.text) - 1] = '\0';

@@ -4,9 +4,9 @@
 //
 // Threads: every blocking request comes from the client thread, one at a
 // time; the request and response buffers, the answer and the records take no
-// lock. writeLog() hands a copy of its request to a detached thread of its
-// own, which touches nothing here afterwards. abortTransfers() may be called
-// from any thread.
+// lock. writeLog() hands a copy of its request to a thread of its own, which
+// touches nothing here afterwards; joinSenders() waits for those threads.
+// abortTransfers() may be called from any thread.
 #pragma once
 
 #include <cstddef>
@@ -104,6 +104,10 @@ public:
     // the plug-in calls it while stopping, so that no web request can hold
     // the simulator's stop for its whole time-out.
     static void abortTransfers(bool abort);
+    // Waits until every "writelog" thread has ended; with transfers aborted
+    // that takes a moment. The plug-in calls it while stopping, after the
+    // client thread has ended: code of an unloaded plug-in must not run.
+    static void joinSenders();
 
     // --- server functions ---
     int readPilot();
@@ -153,7 +157,20 @@ public:
     // The position that writePositionLog sends; the tracker fills it.
     tquelby_position_logs m_position{};
 
+protected:
+    // Posts one request and leaves the answer's bytes in the response buffer.
+    // Returns kSuccess, or kInitFailed / kCouldNotOpenUrl (logged) when no
+    // answer came. Hosts that get their answers some other way (the fuzzers
+    // replay recorded ones) replace it and hand the bytes to takeResponse.
+    virtual int transfer(const char* request);
+    // Takes count bytes as the answer to the request in flight, under the
+    // transport's own rule: more than one block of kResponseBytes is a failed
+    // transfer (kCouldNotOpenUrl, logged). Bytes after a NUL are never read.
+    int takeResponse(const char* bytes, std::size_t count);
+
 private:
+    // Sends body to url on a thread of its own, kept for joinSenders().
+    static void startSender(const std::string& url, const std::string& body);
     // Formats a request into the request buffer; false (logged) when it does
     // not fit, which the buffer's size rules out for every record content.
     bool format(const char* fmt, ...) __attribute__((format(printf, 2, 3)));

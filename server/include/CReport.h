@@ -136,6 +136,10 @@ public:
     // makes the report again from them. Returns 1 when loaded, 0 when the
     // code is wrong.
     int loadBackup();
+    // loadBackup's work once the code matched: the records from the report
+    // store, then the report made again. Returns 1, or 0 without both
+    // interfaces.
+    int restoreBackup();
     // Drops the backup. Returns 1.
     int deleteBackup();
 

@@ -6,12 +6,14 @@
 #include <openssl/evp.h>
 
 #include <atomic>
+#include <boost/thread/thread.hpp>
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <vector>
 
 #include "CIniParser.h"
 #include "CLogger.h"
@@ -35,8 +37,13 @@ namespace {
 
 std::atomic<bool> g_abortTransfers{false};
 
-// libcurl is set up once per process and never torn down: a detached
-// "writelog" thread may still be sending when the interface goes.
+// The "writelog" threads not yet joined. They run the plug-in's code, so the
+// plug-in's stop must see them end before the simulator unloads it.
+std::mutex g_sendersMutex;
+std::vector<boost::thread> g_senders;
+
+// libcurl is set up once per process and never torn down: a "writelog"
+// thread may still be sending when the interface goes.
 void initialiseCurlOnce() {
     static std::once_flag once;
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
@@ -159,6 +166,26 @@ int CClientInterface::getSystemInfo(char* buffer, std::size_t size) const {
 
 void CClientInterface::abortTransfers(bool abort) { g_abortTransfers = abort; }
 
+void CClientInterface::startSender(const std::string& url, const std::string& body) {
+    std::lock_guard<std::mutex> lock(g_sendersMutex);
+    // The ended ones go first: a long flight sends one update a minute.
+    for (auto it = g_senders.begin(); it != g_senders.end();) {
+        it = it->try_join_for(boost::chrono::milliseconds(0)) ? g_senders.erase(it) : it + 1;
+    }
+    g_senders.emplace_back(&CClientInterface::callURLAsync, url, body);
+}
+
+void CClientInterface::joinSenders() {
+    std::vector<boost::thread> senders;
+    {
+        std::lock_guard<std::mutex> lock(g_sendersMutex);
+        senders.swap(g_senders);
+    }
+    for (boost::thread& sender : senders) {
+        sender.join();
+    }
+}
+
 std::string CClientInterface::md5Hex(const char* text, std::size_t length) {
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int digestBytes = 0;
@@ -204,14 +231,30 @@ bool CClientInterface::appendCode() {
 }
 
 int CClientInterface::readURL(const char* request) {
+    m_response[0] = '\0';
+    const int transferred = transfer(request);
+    if (transferred == kInitFailed) {
+        return setError(kInitFailed);
+    }
+    if (transferred != kSuccess) {
+        m_lastResult = kCouldNotOpenUrl;
+        std::snprintf(m_lastMessage, sizeof(m_lastMessage), "%s", clientMessages[kCouldNotOpenUrl]);
+        return kCouldNotOpenUrl;
+    }
+    const int answer = parseAnswer();
+    m_lastResult = answer;
+    std::snprintf(m_lastMessage, sizeof(m_lastMessage), "%s", clientMessages[answer]);
+    return answer;
+}
+
+int CClientInterface::transfer(const char* request) {
     CURL* curl = curl_easy_init();
     if (curl == nullptr) {
         m_pLogger->error("Failed to initialize curl");
-        return setError(kInitFailed);
+        return kInitFailed;
     }
     curl_slist* headers = curl_slist_append(nullptr, "User-Agent: Quelby");
     ResponseTarget target{m_response};
-    m_response[0] = '\0';
     m_transferError[0] = '\0';
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, writeResponse);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &target);
@@ -221,14 +264,27 @@ int CClientInterface::readURL(const char* request) {
     curl_easy_cleanup(curl);
     if (result != CURLE_OK) {
         m_pLogger->error(m_transferError[0] != '\0' ? m_transferError : curl_easy_strerror(result));
-        m_lastResult = kCouldNotOpenUrl;
-        std::snprintf(m_lastMessage, sizeof(m_lastMessage), "%s", clientMessages[kCouldNotOpenUrl]);
         return kCouldNotOpenUrl;
     }
-    const int answer = parseAnswer();
-    m_lastResult = answer;
-    std::snprintf(m_lastMessage, sizeof(m_lastMessage), "%s", clientMessages[answer]);
-    return answer;
+    return kSuccess;
+}
+
+int CClientInterface::takeResponse(const char* bytes, std::size_t count) {
+    m_response[0] = '\0';
+    if (bytes == nullptr && count > 0) {
+        m_pLogger->error("Answer without its bytes");
+        return kCouldNotOpenUrl;
+    }
+    if (count > static_cast<std::size_t>(kResponseBytes)) {
+        m_pLogger->error("Answer of " + std::to_string(count) + " bytes exceeds the " +
+                         std::to_string(kResponseBytes) + "-byte block");
+        return kCouldNotOpenUrl;
+    }
+    if (count > 0) {
+        std::memcpy(m_response, bytes, count);
+    }
+    m_response[count] = '\0';
+    return kSuccess;
 }
 
 void CClientInterface::callURLAsync(const std::string& url, const std::string& body) {

@@ -1,8 +1,8 @@
 // The website's functions: each formats its request from a fixed format,
 // adds the request code where the site wants one, sends it and copies the
 // answer into the records.
-#include <boost/thread/thread.hpp>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -83,7 +83,16 @@ int CClientInterface::readRoute() {
     if (CNumberText::toInt(recordText(m_route.FlightType).c_str()) == 0 && fuelMult != 0.0f &&
         multiplier > fuelMult) {
         const float product = fuelMult * static_cast<float>(m_aircraft.Fuel);
-        m_aircraft.Fuel = static_cast<int32_t>(product / multiplier);
+        int scaled = 0;
+        if (CNumberText::truncateToInt(product / multiplier, scaled)) {
+            m_aircraft.Fuel = scaled;
+        } else {
+            // Only absurd figures from the site get here; the booking's own
+            // fuel is the one figure still known to be meant.
+            m_pLogger->error("Booked fuel " + std::to_string(m_aircraft.Fuel) + " kg times " +
+                             std::to_string(fuelMult) + " over " + std::to_string(multiplier) +
+                             " is no fuel figure; the booked fuel is kept");
+        }
     }
     return result;
 }
@@ -232,8 +241,7 @@ int CClientInterface::writeLog() {
         return 1;
     }
     // The thread gets its own copies and never touches the interface.
-    boost::thread sender(&CClientInterface::callURLAsync, getUrl(), std::string(m_request.data()));
-    sender.detach();
+    startSender(getUrl(), std::string(m_request.data()));
     return 1;
 }
 
@@ -282,7 +290,20 @@ int CClientInterface::writeReport(bool manual) {
     if (recordText(r.Fuelprice).empty()) setRecordText(r.Fuelprice, "1.25");
     if (recordText(r.Deptime).empty()) setRecordText(r.Deptime, "0");
     if (recordText(r.Loc_Deptime).empty()) setRecordText(r.Loc_Deptime, "0");
-    const int profitMultiplied = CNumberText::toInt(recordText(r.Multiplier).c_str()) * r.Profit;
+    // Both factors may come from a restored backup: multiplied wide, and a
+    // product no int holds is sent as 0.
+    int profitMultiplied = 0;
+    const int64_t product =
+        int64_t{CNumberText::toInt(recordText(r.Multiplier).c_str())} * int64_t{r.Profit};
+    if (!CNumberText::truncateToInt(static_cast<double>(product), profitMultiplied)) {
+        m_pLogger->error("ProfitMultiplied " + std::to_string(product) +
+                         " out of range; sent as 0");
+    }
+    int fuelMultiplier = 0;
+    if (!CNumberText::truncateToInt(m_aircraft.FuelMult, fuelMultiplier)) {
+        m_pLogger->error("a_FuelMult " + std::to_string(m_aircraft.FuelMult) +
+                         " out of range; sent as 0");
+    }
     if (!format(
             "function=writereport&intern_ts=%d&user=%s&pass=%s&AC_Type=%s&AC_ID=%s&PIC=%s&Pilot_ID="
             "%s&"
@@ -319,10 +340,9 @@ int CClientInterface::writeReport(bool manual) {
             static_cast<double>(m_aircraft.StateEng3), static_cast<double>(m_aircraft.StateEng4),
             static_cast<double>(m_aircraft.StateGear), static_cast<double>(m_aircraft.StateHull),
             m_virtualAirline.Reputation, profitMultiplied, r.EmergencyLanding,
-            CNumberText::toInt(recordText(m_log.ID).c_str()), static_cast<int>(m_aircraft.FuelMult),
-            m_aircraftType.Ticket, recordText(r.Interface).c_str(),
-            recordText(r.SimVersion).c_str(), recordText(r.OS).c_str(), manual ? 1 : 0,
-            m_systemToken.c_str()) ||
+            CNumberText::toInt(recordText(m_log.ID).c_str()), fuelMultiplier, m_aircraftType.Ticket,
+            recordText(r.Interface).c_str(), recordText(r.SimVersion).c_str(),
+            recordText(r.OS).c_str(), manual ? 1 : 0, m_systemToken.c_str()) ||
         !appendCode()) {
         return 0;
     }

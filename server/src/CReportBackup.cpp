@@ -192,6 +192,10 @@ int CReport::loadBackup() {
         m_pLogger->warn("Report-Backup could not be loaded. Wrong code!");
         return 0;
     }
+    return restoreBackup();
+}
+
+int CReport::restoreBackup() {
     if (m_pClient == nullptr || m_pSimulator == nullptr) {
         m_pLogger->error("loadBackup without simulator or client interface");
         return 0;

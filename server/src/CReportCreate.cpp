@@ -43,8 +43,34 @@ std::string oneDecimalText(double value) {
     return out.str();
 }
 
-// Every conversion to a whole figure cuts toward zero.
-int32_t truncated(double value) { return static_cast<int32_t>(value); }
+// The report's own log line for figures it had to drop; shared by the
+// static money helpers, which have no report object.
+CLogger& figureLog() {
+    static CLogger logger("CReport", false);
+    return logger;
+}
+
+// Every conversion to a whole figure cuts toward zero. Damaged backup records
+// or absurd numbers from the website can make a figure no int32 holds (or
+// NaN); such a figure is reported and counts as 0 rather than as whatever an
+// undefined conversion gives.
+int32_t truncated(double value, const char* what) {
+    int whole = 0;
+    if (CNumberText::truncateToInt(value, whole)) {
+        return whole;
+    }
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text << "Report figure " << what << " out of range (" << value << "); taken as 0";
+    figureLog().warn(text.str());
+    return 0;
+}
+
+// A sum or difference of whole figures, computed wide and then checked as
+// any other figure.
+int32_t wholeSum(int64_t value, const char* what) {
+    return truncated(static_cast<double>(value), what);
+}
 
 double bonusRate(int simulationRate) {
     switch (simulationRate) {
@@ -68,8 +94,8 @@ int32_t cargoRevenue(int distance, int cargoKg) {
     if (x > 1.0) {
         distanceFactor += (1.0 - std::exp(1.0 - x)) * 0.2;
     }
-    const double weightFactor = std::exp(-cargoKg / 1000.0 / 7.0) * 0.8 + 0.2;
-    return truncated(cargoKg * (weightFactor / 100.0 * distanceFactor * distance));
+    const double weightFactor = std::exp(-static_cast<double>(cargoKg) / 1000.0 / 7.0) * 0.8 + 0.2;
+    return truncated(cargoKg * (weightFactor / 100.0 * distanceFactor * distance), "Cargo");
 }
 
 // The tank keeps one multiplier for all the fuel in it. Of the fuel on board
@@ -78,8 +104,9 @@ int32_t cargoRevenue(int distance, int cargoKg) {
 // depends on which multiplier is the higher.
 float blendedFuelMultiplier(float oldMultiplier, double flightMultiplier, int bookedKg,
                             int afterKg) {
-    int oldPartKg = bookedKg;
-    int newPartKg = afterKg;
+    // Wide enough for any two int32 figures' difference and sum.
+    int64_t oldPartKg = bookedKg;
+    int64_t newPartKg = afterKg;
     if (oldMultiplier > flightMultiplier) {
         oldPartKg = std::min(bookedKg, afterKg);
         newPartKg = afterKg - oldPartKg;
@@ -87,17 +114,20 @@ float blendedFuelMultiplier(float oldMultiplier, double flightMultiplier, int bo
         newPartKg = std::min(bookedKg, afterKg);
         oldPartKg = bookedKg - newPartKg;
     }
-    const int totalKg = oldPartKg + newPartKg;
+    const int64_t totalKg = oldPartKg + newPartKg;
     if (totalKg == 0) {
         return 0.0f;
     }
-    return static_cast<float>((oldMultiplier * oldPartKg + flightMultiplier * newPartKg) / totalKg);
+    return static_cast<float>((oldMultiplier * static_cast<double>(oldPartKg) +
+                               flightMultiplier * static_cast<double>(newPartKg)) /
+                              static_cast<double>(totalKg));
 }
 
 }  // namespace
 
 int32_t CReport::fuelCost(int fuelKg, double pricePerLitre) {
-    return truncated(static_cast<float>(fuelKg) * static_cast<float>(pricePerLitre) * 1.234f);
+    return truncated(static_cast<float>(fuelKg) * static_cast<float>(pricePerLitre) * 1.234f,
+                     "fuel cost");
 }
 
 double CReport::ticketFactor(double typeTicketFactor) {
@@ -212,7 +242,8 @@ int CReport::createReport() {
     const float price = static_cast<float>(client.m_aircraftType.Price);
     aircraft.Value =
         truncated(price * aircraft.StateGear / 100 * 0.2 + price * aircraft.StateEng1 / 100 * 0.6 +
-                  price * aircraft.StateHull / 100 * 0.2);
+                      price * aircraft.StateHull / 100 * 0.2,
+                  "aircraft value");
 
     // 9. A wreck keeps no fuel.
     if (aircraftData.nFlightState == kFlightStateCrashed) {
@@ -222,8 +253,10 @@ int CReport::createReport() {
 
     // 10. Fuel bought before departure and burnt on the way.
     const int fuelDepartureKg = aircraftData.nFuelDepartureKg;
-    const int fuelBoughtKg = std::max(0, fuelDepartureKg - aircraft.Fuel);
-    const int fuelUsedKg = std::max(0, fuelDepartureKg - aircraft.FuelAfter);
+    const int fuelBoughtKg =
+        std::max(0, wholeSum(int64_t{fuelDepartureKg} - aircraft.Fuel, "Fuel_Bought"));
+    const int fuelUsedKg =
+        std::max(0, wholeSum(int64_t{fuelDepartureKg} - aircraft.FuelAfter, "Fuel_Used"));
     setRecordText(report.Fuel_Bought, intText(fuelBoughtKg));
     setRecordText(report.Fuel_Used, intText(fuelUsedKg));
     report.Fuel_Dep = fuelDepartureKg;
@@ -256,36 +289,40 @@ int CReport::createReport() {
     // flying in real time, the pilot's share.
     const double rate = bonusRate(report.Simrate);
     const int passengers = textToInt(log.Passengers);
-    report.Crew = truncated(passengers * 5 * ticketFactor(client.m_aircraftType.Ticket));
+    report.Crew = truncated(
+        static_cast<double>(passengers) * 5 * ticketFactor(client.m_aircraftType.Ticket), "Crew");
     const int32_t profitBeforeBonus = truncated(
         ticketRevenue(textToDouble(route.Price), passengers, client.m_aircraftType.Ticket) -
-        report.Crew - fuelCost(fuelBoughtKg, fuelPrice) + cargoMoney);
+            report.Crew - fuelCost(fuelBoughtKg, fuelPrice) + cargoMoney,
+        "Profit");
     if (profitBeforeBonus < 1) {
         report.Bonus = 0;
         report.Salary = 0;
         report.Profit = profitBeforeBonus;
     } else {
-        report.Bonus = truncated(profitBeforeBonus * rate);
-        const int32_t withBonus = profitBeforeBonus + report.Bonus;
+        report.Bonus = truncated(profitBeforeBonus * rate, "Bonus");
+        const int32_t withBonus = wholeSum(int64_t{profitBeforeBonus} + report.Bonus, "Profit");
         const int32_t pilotShare =
-            truncated(static_cast<double>(withBonus) * airline.Pilotcharge / 100.0);
-        report.Profit = withBonus - pilotShare;
+            truncated(static_cast<double>(withBonus) * airline.Pilotcharge / 100.0, "Salary");
+        report.Profit = wholeSum(int64_t{withBonus} - pilotShare, "Profit");
         report.Salary = std::max(0, pilotShare);
     }
 
     // 19. Rating and the airline's reputation change.
-    int rating = 100;
-    airline.Reputation = 1;
+    // Summed wide: a restored slot may hold any deduction.
+    int64_t rating = 100;
+    int64_t reputation = 1;
     std::string reasons;
     for (const struct_penalty& penalty : m_penalties) {
         if (penalty.active == 0) {
             continue;
         }
         rating -= penalty.ratingDeduction;
-        airline.Reputation -= penalty.reputationDeduction;
+        reputation -= penalty.reputationDeduction;
         reasons += recordText(penalty.text) + " | ";
     }
-    setRecordText(report.Rating, intText(rating));
+    airline.Reputation = wholeSum(reputation, "Reputation");
+    setRecordText(report.Rating, intText(wholeSum(rating, "Rating")));
     setRecordText(report.Ratingreasons, reasons);
 
     // 20. A positioning flight earns nothing and is not rated: the pilot pays
@@ -297,7 +334,7 @@ int CReport::createReport() {
         report.Bonus = 0;
         report.Crew = 0;
         report.Profit = 0;
-        report.Salary = -truncated(textToDouble(report.Fuel_Bought) * fuelPrice);
+        report.Salary = truncated(-(textToDouble(report.Fuel_Bought) * fuelPrice), "Salary");
         setRecordText(report.Rating, "100");
         setRecordText(report.Ratingreasons, "");
         airline.Reputation = 0;

@@ -2,9 +2,12 @@
 // kilogram/pound conversions.
 #include "AircraftData.h"
 
+#include <cstddef>
 #include <cstring>
+#include <string>
 
 #include "CIniParser.h"
+#include "CLogger.h"
 
 namespace {
 
@@ -38,11 +41,26 @@ bool tagAircraftData::load() {
         probe[0] == '\0') {
         return false;
     }
-    tagAircraftData loaded;
-    if (!parser->getStructFromReport(kBackupSection, kBackupKey, &loaded, sizeof(loaded))) {
+    // Decoded as bytes first: a damaged file can hold any byte where a flag
+    // is kept, and a bool holding anything but 0 or 1 is undefined to read.
+    unsigned char bytes[sizeof(tagAircraftData)];
+    if (!parser->getStructFromReport(kBackupSection, kBackupKey, bytes, sizeof(bytes))) {
         return false;
     }
-    *this = loaded;
+    static const std::size_t kFlagOffsets[] = {
+        offsetof(tagAircraftData, bEmergency),    offsetof(tagAircraftData, bDamaged),
+        offsetof(tagAircraftData, bParkingBrake), offsetof(tagAircraftData, bOnGround),
+        offsetof(tagAircraftData, bCrashed),      offsetof(tagAircraftData, bLandingLights),
+        offsetof(tagAircraftData, bGearDown)};
+    for (const std::size_t offset : kFlagOffsets) {
+        if (bytes[offset] > 1) {
+            CLogger("tagAircraftData", false)
+                .warn("Report-Backup flag at byte " + std::to_string(offset) + " holds " +
+                      std::to_string(bytes[offset]) + "; read as set");
+            bytes[offset] = 1;
+        }
+    }
+    std::memcpy(static_cast<void*>(this), bytes, sizeof(bytes));
     return true;
 }
 

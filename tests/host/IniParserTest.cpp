@@ -284,6 +284,24 @@ TEST_F(IniParserTest, DamagedFiles_readAsEmptyWithALogLine_andAreRepairedBySavin
     }
 }
 
+// The report file's bytes handed over as text go through the same checks as
+// the file read from disk, and never reach the disk themselves.
+TEST_F(IniParserTest, ReportText_isTakenOrRefusedAsTheFileWouldBe) {
+    ASSERT_TRUE(parser().writeStringToReport("report", "numeventlogs", "3"));
+
+    EXPECT_TRUE(parser().loadReportText("[report]\nnumpositionlogs = 2\n"));
+    EXPECT_EQ(parser().getIntFromReport("report", "numpositionlogs"), 2);
+    EXPECT_EQ(parser().getIntFromReport("report", "numeventlogs"), 0) << "replaced whole";
+    EXPECT_TRUE(readFile(reportFile()).empty());
+
+    EXPECT_FALSE(parser().loadReportText("[report]\nnumpositionlogs = 2\n" + std::string(8, '\0')));
+    EXPECT_EQ(parser().getIntFromReport("report", "numpositionlogs"), 0) << "refused: empty";
+    EXPECT_NE(log().find("Error: [CIniParser] Could not take the report INI text (damaged, it "
+                         "holds binary data); reading it as empty"),
+              std::string::npos)
+        << log();
+}
+
 TEST_F(IniParserTest, UnreadableFile_readsAsEmptyWithALogLine) {
     writeFile(configFile(), "[login]\nUser = pilot\n");
     ASSERT_EQ(::chmod(configFile().c_str(), 0), 0);

@@ -334,16 +334,35 @@ TEST_F(CBlackboxTest, Backup_restoresTheRecordsByteForByteInOrder) {
     }
     EXPECT_EQ(logged(), (std::vector<std::string>{"Event 0", "Event 1", "Event 2"}));
 
-    // A damaged record keeps its texts terminated; a missing one is empty.
+    // A damaged record keeps its texts terminated; a count beyond the stored
+    // records loads the stored ones only.
     tDataRecord damaged;
     std::memset(&damaged, 'x', sizeof(damaged));
     CIniParser::instance()->writeStructToReport("report", "eventdata0", &damaged, sizeof(damaged));
     CIniParser::instance()->writeStringToReport("report", "numeventlogs", "4");
     recorder->loadBackup();
-    ASSERT_EQ(recorder->getFlightData().size(), 4u);
+    ASSERT_EQ(recorder->getFlightData().size(), 3u);
     EXPECT_EQ(std::strlen(recorder->getFlightData()[0].flightState), 9u);
     EXPECT_EQ(std::strlen(recorder->getFlightData()[0].text), 65u);
-    EXPECT_STREQ(recorder->getFlightData()[3].text, "");
+    EXPECT_EQ(countInLog("Warn: [CBlackbox] Report-Backup holds 3 event records, not 4"), 1);
+}
+
+// A damaged count once made every missing record an empty event, each
+// uploaded with a request of its own: 100000 requests for one flight.
+TEST_F(CBlackboxTest, BackupCountFarBeyondItsRecords_loadsOnlyTheStoredOnes) {
+    load("");
+    aircraft.dFlightTimeS = 120.0;
+    recorder->executeEvent("Gear down above 250 kts", "");
+    recorder->backup();
+    CIniParser::instance()->writeStringToReport("report", "numeventlogs", "7000000");
+    build();
+
+    recorder->loadBackup();
+
+    ASSERT_EQ(recorder->getFlightData().size(), 1u);
+    EXPECT_EQ(logged(), (std::vector<std::string>{"Gear down above 250 kts"}));
+    EXPECT_EQ(countInLog("Report-Backup claims 7000000 event records"), 1);
+    EXPECT_EQ(countInLog("Report-Backup holds 1 event records, not 100000"), 1);
 }
 
 // A bad number leaves out its rule, or the whole combination holding it.

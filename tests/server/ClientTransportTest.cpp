@@ -2,9 +2,11 @@
 // request code, and answers that are broken in every way a site can break
 // them.
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <future>
 #include <string>
 #include <thread>
@@ -173,6 +175,39 @@ TEST_F(ClientTransportTest, NoSiteOrAbortedTransfer_isCouldNotOpenUrl) {
     CClientInterface::abortTransfers(false);
     ASSERT_EQ(status, std::future_status::ready) << "the transfer did not end on abort";
     EXPECT_EQ(pending.get(), 5);
+}
+
+// This process's threads with the name, from /proc.
+std::size_t threadsNamed(const std::string& name) {
+    std::size_t named = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (quelby_test::readFile((task.path() / "comm").string()) == name + "\n") ++named;
+    }
+    return named;
+}
+
+TEST_F(ClientTransportTest, TrackerUpdateStillWaiting_itsThreadIsJoinedOnceTransfersAbort) {
+    server.hang(30000);
+    // The sender inherits the name of the thread that starts it, which
+    // tells it from every other thread of the test.
+    std::thread starter([&] {
+        pthread_setname_np(pthread_self(), "sender-test");
+        EXPECT_EQ(client.writeLog(), 1);
+    });
+    starter.join();
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
+    while (server.bodies().empty() && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(5ms);
+    }
+    ASSERT_EQ(server.bodies().size(), 1u) << "the update was not sent";
+    EXPECT_EQ(server.bodies()[0].rfind("function=writelog&", 0), 0u);
+    EXPECT_EQ(threadsNamed("sender-test"), 1u)
+        << "the update is not waiting on a thread of its own";
+
+    CClientInterface::abortTransfers(true);
+    CClientInterface::joinSenders();
+    CClientInterface::abortTransfers(false);
+    EXPECT_EQ(threadsNamed("sender-test"), 0u) << "a sender outlived joinSenders()";
 }
 
 TEST_F(ClientTransportTest, SetError_storesWordAndFormatsIt) {

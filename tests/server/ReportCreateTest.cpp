@@ -317,4 +317,41 @@ TEST_F(ReportCreateTest, FullWidthTexts_fillTheirFieldsWithoutOverrun) {
     EXPECT_EQ(recordText(r.Pilot_ID), "12");
 }
 
+// A damaged backup can restore any figure. The report's sums once overflowed
+// and its conversions were undefined; a figure no int holds now counts as 0
+// with a log line.
+TEST_F(ReportCreateTest, RestoredFiguresNoIntHolds_countAsZeroWithALogLine) {
+    facts.nPassengers = 2147483647;
+    facts.nFuelDepartureKg = -2147483647 - 1;
+    ASSERT_TRUE(facts.backup());
+    struct_penalty penalty{};
+    penalty.active = 1;
+    std::strcpy(penalty.text, "damaged");
+    penalty.ratingDeduction = -2147483647 - 1;
+    penalty.reputationDeduction = -2147483647 - 1;
+    ASSERT_TRUE(CIniParser::instance()->writeStructToReport("Report", "struct_penalty0", &penalty,
+                                                            sizeof(penalty)));
+    facts.nPassengers = 0;
+
+    ASSERT_EQ(report.restoreBackup(), 1);
+
+    EXPECT_EQ(recordText(client.m_log.Passengers), "2147483647");
+    EXPECT_EQ(r.Crew, 0);
+    EXPECT_EQ(recordText(r.Fuel_Bought), "0");
+    EXPECT_EQ(recordText(r.Fuel_Used), "0");
+    EXPECT_EQ(r.Profit, 0);
+    EXPECT_EQ(r.Salary, 0);
+    EXPECT_EQ(recordText(r.Rating), "0");
+    EXPECT_EQ(client.m_virtualAirline.Reputation, 0);
+    const std::string text = log();
+    for (const char* figure :
+         {"Crew", "Fuel_Bought", "Fuel_Used", "Profit", "Rating", "Reputation"}) {
+        EXPECT_NE(
+            text.find(std::string("Warn: [CReport] Report figure ") + figure + " out of range"),
+            std::string::npos)
+            << figure << "\n"
+            << text;
+    }
+}
+
 }  // namespace

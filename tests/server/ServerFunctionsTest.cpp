@@ -295,4 +295,48 @@ TEST_F(ServerFunctionsTest, Report_isSentWhole_evenWithEveryTextFull) {
     EXPECT_EQ(full, withCode(full.substr(0, full.rfind("&code="))));
 }
 
+// A fuel multiplier or airline multiplier no real booking has must not
+// turn into a fuel figure no int holds.
+TEST_F(ServerFunctionsTest, Route_fuelScaledBeyondAnyFigure_keepsTheBookedFuelWithALogLine) {
+    struct Case {
+        const char* aircraft;  // a_Fuel|a_FuelMult as the answer gives them
+        const char* airlineMultiplier;
+        int fuel;
+    };
+    const Case cases[] = {{"|1000|-1e30|", "4", 1000}, {"|2000000000|1e38|", "1e39", 2000000000}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.aircraft);
+        std::string answer = kRouteAnswer;
+        answer.replace(answer.find("|1000|2|A320|"), 8, c.aircraft);
+        char text[2048];
+        std::snprintf(text, sizeof(text), answer.c_str(), c.airlineMultiplier);
+        server.answer(text);
+        ASSERT_EQ(client.readRoute(), 0);
+        EXPECT_EQ(client.m_aircraft.Fuel, c.fuel);
+        EXPECT_EQ(client.m_aircraft.FuelBooked, c.fuel);
+    }
+    EXPECT_NE(quelby_test::readFile(folder.file("quelby_debug.txt"))
+                  .find("is no fuel figure; the booked fuel is kept"),
+              std::string::npos);
+}
+
+// A restored report can hold any figures; what no int holds is sent as 0.
+TEST_F(ServerFunctionsTest, Report_figuresNoIntHolds_areSentAsZeroWithALogLine) {
+    tTarvex_Reports& r = client.m_report;
+    put(r.Multiplier, "4");
+    r.Profit = 2147483647;
+    client.m_aircraft.FuelMult = 1e30f;
+    server.answer("DATASTART\nALREADY UPLOADED\n");
+    EXPECT_EQ(client.writeReport(true), 0);
+    const std::string body = server.lastBody();
+    EXPECT_NE(body.find("&ProfitMultiplied=0&"), std::string::npos) << body;
+    EXPECT_NE(body.find("&a_FuelMult=0&"), std::string::npos) << body;
+    const std::string log = quelby_test::readFile(folder.file("quelby_debug.txt"));
+    EXPECT_NE(log.find("ProfitMultiplied 8589934588 out of range; sent as 0"), std::string::npos)
+        << log;
+    EXPECT_NE(log.find("a_FuelMult 1000000015047466219876688855040.000000 out of range"),
+              std::string::npos)
+        << log;
+}
+
 }  // namespace

@@ -17,6 +17,9 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
+// Where the record keeps its bool flags.
+const std::size_t kFlagOffsets[] = {4, 5, 48, 49, 84, 88, 89};
+
 Bytes bytesOf(const tagAircraftData& data) {
     const unsigned char* first = reinterpret_cast<const unsigned char*>(&data);
     return Bytes(first, first + sizeof(data));
@@ -60,6 +63,10 @@ TEST_F(AircraftDataTest, BackupThenLoad_throughTheReportFile_givesTheSameBytes) 
     for (std::size_t i = 0; i < sizeof(saved); ++i) {
         raw[i] = static_cast<unsigned char>(i * 37 + 11);
     }
+    // Flags hold 0 or 1 in every record the client writes.
+    for (const std::size_t flag : kFlagOffsets) {
+        raw[flag] = static_cast<unsigned char>(flag % 2);
+    }
     saved.dLatitude = 50.0331;
     saved.dAltitudeFt = 35000.5;
     std::strcpy(saved.closestAirport, "EDDF");
@@ -96,6 +103,36 @@ TEST_F(AircraftDataTest, Load_withoutABackup_returnsFalseAndKeepsTheRecord) {
 
     EXPECT_FALSE(data.load());
     EXPECT_EQ(bytesOf(data), before);
+}
+
+// A bool holding anything but 0 or 1 is undefined to read; a damaged file
+// could put any byte there.
+TEST_F(AircraftDataTest, Load_flagBytesOtherThanZeroOrOne_readAsSetWithALogLine) {
+    tagAircraftData saved;
+    saved.reset();
+    saved.nPassengers = 120;
+    unsigned char* raw = reinterpret_cast<unsigned char*>(&saved);
+    for (const std::size_t flag : kFlagOffsets) {
+        raw[flag] = static_cast<unsigned char>(flag);
+    }
+    raw[5] = 0;
+    ASSERT_TRUE(saved.backup());
+
+    tagAircraftData loaded;
+    loaded.reset();
+    ASSERT_TRUE(loaded.load());
+
+    const Bytes bytes = bytesOf(loaded);
+    for (const std::size_t flag : kFlagOffsets) {
+        EXPECT_EQ(bytes[flag], flag == 5 ? 0 : 1) << "flag at byte " << flag;
+    }
+    EXPECT_TRUE(loaded.bOnGround);
+    EXPECT_FALSE(loaded.bDamaged);
+    EXPECT_EQ(loaded.nPassengers, 120);
+    const std::string log = quelby_test::readFile(m_folder.file("quelby_debug.txt"));
+    EXPECT_NE(log.find("Report-Backup flag at byte 49 holds 49; read as set"), std::string::npos)
+        << log;
+    EXPECT_EQ(log.find("flag at byte 5 "), std::string::npos) << log;
 }
 
 TEST(TanksFloatTest, GetNumUsedTanks_countsPositiveSlotsZeroToTen) {

@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# Builds the libFuzzer targets of fuzz/ with clang and runs each one for a
+# while over a scratch copy of its seed corpus; fails when any target finds
+# a crash, a hang or a sanitizer report.
+#   tools/fuzz.sh          60 seconds per target
+#   tools/fuzz.sh 600      the longer run
+#   QUELBY_FUZZ_TARGETS="answer base64" tools/fuzz.sh 30   only some targets
+set -uo pipefail
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+seconds="${1:-60}"
+build="${QUELBY_FUZZ_BUILD_DIR:-$root/build-fuzz}"
+jobs="${QUELBY_JOBS:-2}"
+targets="${QUELBY_FUZZ_TARGETS:-answer report_ini base64 blackbox_xml}"
+
+if ! [[ "$seconds" =~ ^[0-9]+$ ]] || [ "$seconds" -lt 1 ]; then
+  echo "usage: tools/fuzz.sh [SECONDS]" >&2
+  exit 2
+fi
+
+set -e
+bash "$root/tools/setup.sh"
+CC=clang CXX=clang++ cmake -S "$root" -B "$build" -DQUELBY_FUZZ=ON -DQUELBY_WERROR=ON >/dev/null
+cmake --build "$build" -j"$jobs" --target quelby-fuzzers
+set +e
+
+# The longest input each target takes: one answer block (a little more, to
+# cross the limit), a report file with room to grow, short comments, rule files.
+max_len_of() {
+  case "$1" in
+    answer) echo 4200 ;;
+    report_ini) echo 32768 ;;
+    base64) echo 2048 ;;
+    blackbox_xml) echo 8192 ;;
+    *) echo 4096 ;;
+  esac
+}
+
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
+export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$root/tools/lsan.supp:print_suppressions=0}"
+export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
+
+runs="$build/fuzz-runs"
+failed=()
+for name in $targets; do
+  fuzzer="$build/fuzz/${name}_fuzzer"
+  seeds="$root/fuzz/corpus/$name"
+  work="$runs/$name"
+  # Each run starts from the committed seeds; what it learns stays here.
+  rm -rf "$work/corpus" "$work/tmp"
+  mkdir -p "$work/corpus" "$work/crashes" "$work/tmp"
+  cp -r "$seeds/." "$work/corpus/"
+  dict=()
+  [ -f "$root/fuzz/$name.dict" ] && dict=(-dict="$root/fuzz/$name.dict")
+  echo "== $name: ${seconds}s"
+  # Inputs of earlier runs stay in crashes/; only this run's are named below.
+  touch "$work/started"
+  TMPDIR="$work/tmp" "$fuzzer" "${dict[@]}" -max_len="$(max_len_of "$name")" -timeout=10 \
+    -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$work/crashes/" \
+    "$work/corpus" >"$work/log.txt" 2>&1
+  status=$?
+  grep -E '^(stat::number_of_executed_units|stat::average_exec_per_sec|#[0-9]+ +DONE)' \
+    "$work/log.txt" | sed 's/^/   /'
+  if [ "$status" -ne 0 ]; then
+    failed+=("$name")
+    echo "!! $name failed (exit $status); log: $work/log.txt"
+    grep -E 'ERROR|runtime error|SUMMARY|mismatch|Test unit written' "$work/log.txt" | head -n 8 |
+      sed 's/^/   /'
+    find "$work/crashes" -type f -newer "$work/started" | sed 's/^/   input: /'
+  fi
+done
+
+if [ "${#failed[@]}" -gt 0 ]; then
+  echo "Fuzzing found problems in: ${failed[*]}"
+  echo "Replay one with: $build/fuzz/<target>_fuzzer <input>"
+  exit 1
+fi
+echo "No crashes in ${seconds}s per target: $targets"
