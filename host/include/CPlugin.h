@@ -31,6 +31,9 @@ namespace CPlugin {
 // shut down; only a slow operation in progress can hold it longer.
 constexpr int kStopJoinBoundMs = 2000;
 
+// The client thread's name, as the system shows it.
+constexpr const char* kClientThreadName = "quelby-client";
+
 int start(char* outName, char* outSig, char* outDesc);
 void stop();
 void receiveMessage(XPLMPluginID fromPlugin, int message, void* param);

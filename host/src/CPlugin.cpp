@@ -2,6 +2,8 @@
 // menu, the hot keys, the draw callback and the client thread.
 #include "CPlugin.h"
 
+#include <pthread.h>
+
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <boost/thread/thread.hpp>
 #include <cstdio>
@@ -184,6 +186,10 @@ int start(char* outName, char* outSig, char* outDesc) {
 
     // Anything slow that start sets off runs on the client thread.
     g_pMainThread = new boost::thread(&CPlugin::runClient);
+    // Named so that a profiler, or a look at /proc/<pid>/task/*/comm, tells
+    // the client's time from the simulator's. Threads it starts inherit the
+    // name. At most 15 characters.
+    pthread_setname_np(g_pMainThread->native_handle(), kClientThreadName);
     return 1;
 }
 
@@ -229,8 +235,17 @@ void stop() {
         delete g_pMainThread;
         g_pMainThread = nullptr;
     }
+    // The tracker's senders run the plug-in's code too; their transfers are
+    // aborted above, so they end at once.
+    CClientInterface::joinSenders();
     g_pClient = nullptr;
     g_clientModule.reset();
+    if (g_pThreadSync != nullptr) {
+        // What the client's simulator access cost the simulator over the
+        // whole run: a bracket holds the frame in which it is granted.
+        CLogger logger("CPlugin", false);
+        logger.debug("Simulator thread: " + g_pThreadSync->heldSummary());
+    }
     delete g_pThreadSync;
     g_pThreadSync = nullptr;
 }

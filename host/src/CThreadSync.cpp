@@ -2,6 +2,8 @@
 // simulator's thread.
 #include "CThreadSync.h"
 
+#include <cstdio>
+
 thread_local int CSimulatorBracket::t_depth = 0;
 
 CThreadSync::CThreadSync() = default;
@@ -35,12 +37,73 @@ void CThreadSync::wakeup() {
     m_releaseCondition.notify_all();
 }
 
-void CThreadSync::trywait() {
+bool CThreadSync::runOnSimulator(const std::function<void()>& job) {
+    if (isSimulatorThread() || CSimulatorBracket::heldByThisThread()) {
+        job();
+        return true;
+    }
+    boost::unique_lock<boost::mutex> lock(m_requestMutex);
+    // One job at a time; only the client thread passes any.
+    while (m_pJob != nullptr && !m_bShutDown) {
+        m_jobDoneCondition.wait(lock);
+    }
+    if (m_bShutDown) {
+        return false;
+    }
+    m_pJob = &job;
+    m_bJobDone = false;
+    while (!m_bJobDone && !m_bShutDown) {
+        m_jobDoneCondition.wait(lock);
+    }
+    if (!m_bJobDone) {
+        // Given up at shutdown, which the simulator's thread calls between
+        // frames: the job never started and is withdrawn.
+        m_pJob = nullptr;
+        return false;
+    }
+    return true;
+}
+
+void CThreadSync::runJob(const std::function<void()>& job) {
+    const auto startedAt = std::chrono::steady_clock::now();
+    try {
+        job();
+    } catch (...) {
+        // The client waits for the job to end, thrown or not; a job is a
+        // handful of reads that do not throw.
+    }
+    countHeld(std::chrono::steady_clock::now() - startedAt);
     {
         boost::lock_guard<boost::mutex> lock(m_requestMutex);
-        if (m_bGranted) {
+        m_pJob = nullptr;
+        m_bJobDone = true;
+    }
+    m_grants.fetch_add(1, std::memory_order_relaxed);
+    m_jobDoneCondition.notify_all();
+}
+
+void CThreadSync::countHeld(std::chrono::steady_clock::duration held) {
+    const std::int64_t heldNs = std::chrono::duration_cast<std::chrono::nanoseconds>(held).count();
+    m_heldTotalNs.fetch_add(heldNs, std::memory_order_relaxed);
+    // Only this thread writes the longest, so a plain compare suffices.
+    if (heldNs > m_heldLongestNs.load(std::memory_order_relaxed)) {
+        m_heldLongestNs.store(heldNs, std::memory_order_relaxed);
+    }
+}
+
+void CThreadSync::trywait() {
+    const std::function<void()>* job = nullptr;
+    {
+        boost::lock_guard<boost::mutex> lock(m_requestMutex);
+        if (m_bGranted && m_pJob == nullptr) {
             return;  // no request pending: the path of almost every frame
         }
+        job = m_pJob;
+    }
+    if (job != nullptr) {
+        // The client thread waits for the job, so it asks for no bracket.
+        runJob(*job);
+        return;
     }
     {
         // Cleared before the grant so that a wakeup() that comes quickly,
@@ -48,6 +111,9 @@ void CThreadSync::trywait() {
         boost::lock_guard<boost::mutex> lock(m_releaseMutex);
         m_bReleased = false;
     }
+    // The clock is read only here, with a request pending: the frames
+    // without one stay at a lock and a flag.
+    const auto grantedAt = std::chrono::steady_clock::now();
     {
         boost::lock_guard<boost::mutex> lock(m_requestMutex);
         m_bGranted = true;
@@ -55,10 +121,24 @@ void CThreadSync::trywait() {
     m_grants.fetch_add(1, std::memory_order_relaxed);
     m_requestCondition.notify_all();
 
-    boost::unique_lock<boost::mutex> lock(m_releaseMutex);
-    while (!m_bReleased) {
-        m_releaseCondition.wait(lock);
+    {
+        boost::unique_lock<boost::mutex> lock(m_releaseMutex);
+        while (!m_bReleased) {
+            m_releaseCondition.wait(lock);
+        }
     }
+    countHeld(std::chrono::steady_clock::now() - grantedAt);
+}
+
+std::string CThreadSync::heldSummary() const {
+    const unsigned long brackets = grantCount();
+    const double totalUs = static_cast<double>(heldTotal().count()) / 1000.0;
+    const double meanUs = brackets == 0 ? 0.0 : totalUs / static_cast<double>(brackets);
+    const double longestUs = static_cast<double>(heldLongest().count()) / 1000.0;
+    char text[128];
+    std::snprintf(text, sizeof(text), "%lu brackets, mean %.1f us, longest %.1f us", brackets,
+                  meanUs, longestUs);
+    return text;
 }
 
 void CThreadSync::shutdown() {
@@ -67,6 +147,7 @@ void CThreadSync::shutdown() {
         m_bShutDown = true;
     }
     m_requestCondition.notify_all();
+    m_jobDoneCondition.notify_all();
 }
 
 bool CThreadSync::isShutDown() const {

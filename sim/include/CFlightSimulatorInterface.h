@@ -43,6 +43,14 @@ public:
     virtual bool getEverything() = 0;
     // Updates the clock texts and the flight timer.
     virtual bool getZuluTime() = 0;
+    // What a flight check reads: getEverything() and getAircraftTanks().
+    // The simulator's own interface reads both in one access, so that a
+    // check costs the simulator one frame's reads, not two.
+    virtual bool readSnapshotAndTanks() {
+        const bool read = getEverything();
+        getAircraftTanks();
+        return read;
+    }
     virtual bool setFailure(int which, bool silent) = 0;
     virtual bool checkFailure(int which) = 0;
     virtual bool setSimulationRate(int rate) = 0;

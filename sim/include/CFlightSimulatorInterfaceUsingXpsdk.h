@@ -3,9 +3,11 @@
 // flight timer that survives midnight and resists clock jumps.
 //
 // Threads: the client thread only. Every operation that touches the
-// simulator does so in one handshake bracket and logs after it.
+// simulator hands its SDK calls to the simulator's thread in one piece
+// (CThreadSync::runOnSimulator) and logs after they are done.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -67,6 +69,7 @@ public:
     bool setAircraftTanks() override;
     bool getEverything() override;
     bool getZuluTime() override;
+    bool readSnapshotAndTanks() override;
     bool setFailure(int which, bool silent) override;
     bool checkFailure(int which) override;
     bool setSimulationRate(int rate) override;
@@ -89,6 +92,16 @@ public:
     void updateFlightTimer(double zuluSeconds);
 
 private:
+    // Runs the reads or writes of one operation on the simulator's thread
+    // (see CThreadSync::runOnSimulator); false once the plug-in stops.
+    bool onSimulator(const std::function<void()>& job);
+    // The datarefs of the aircraft record; on the simulator's thread.
+    void readSnapshot();
+    // What follows a read, back on the client thread.
+    void afterSnapshot();
+    void takeClocks(float localSeconds, float zuluSeconds);
+    int takeTanks(const float* quantityKg, const float* ratio, float capacityKg);
+
     std::unique_ptr<CLogger> m_pLogger;
     CThreadSync* m_pThreadSync;
     XPLMDataRef m_dataRefs[kNumSlots] = {};

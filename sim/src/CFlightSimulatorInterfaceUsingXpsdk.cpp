@@ -52,6 +52,19 @@ std::string readBuildString(XPLMDataRef ref) {
     return std::string(build);
 }
 
+// The readings below are made on the simulator's thread, the rest of the work after.
+void readClocks(const XPLMDataRef* refs, float& localSeconds, float& zuluSeconds) {
+    localSeconds = XPLMGetDataf(refs[CFlightSimulatorInterfaceUsingXpsdk::kLocalTime]);
+    zuluSeconds = XPLMGetDataf(refs[CFlightSimulatorInterfaceUsingXpsdk::kZuluTime]);
+}
+
+void readTanks(const XPLMDataRef* refs, float* quantityKg, float* ratio, float& capacityKg) {
+    XPLMGetDatavf(refs[CFlightSimulatorInterfaceUsingXpsdk::kFuelQuantity], quantityKg, 0,
+                  kSimulatorTanks);
+    XPLMGetDatavf(refs[CFlightSimulatorInterfaceUsingXpsdk::kTankRatio], ratio, 0, kSimulatorTanks);
+    capacityKg = XPLMGetDataf(refs[CFlightSimulatorInterfaceUsingXpsdk::kFuelCapacity]);
+}
+
 }  // namespace
 
 const char* const CFlightSimulatorInterfaceUsingXpsdk::kDataRefNames[kNumSlots] = {
@@ -103,21 +116,19 @@ bool CFlightSimulatorInterfaceUsingXpsdk::connect() {
     XPLMDataRef found[kNumSlots] = {};
     std::string simulatorBuild;
     std::string interfaceBuild;
-    {
-        CSimulatorBracket bracket(m_pThreadSync);
-        if (!bracket.granted()) {
-            return false;
-        }
-        found[kLatitude] = XPLMFindDataRef(kDataRefNames[kLatitude]);
-        if (found[kLatitude] != nullptr) {
-            for (int slot = kLongitude; slot < kNumSlots; ++slot) {
-                if (kDataRefNames[slot] != nullptr) {
-                    found[slot] = XPLMFindDataRef(kDataRefNames[slot]);
+    if (!onSimulator([&] {
+            found[kLatitude] = XPLMFindDataRef(kDataRefNames[kLatitude]);
+            if (found[kLatitude] != nullptr) {
+                for (int slot = kLongitude; slot < kNumSlots; ++slot) {
+                    if (kDataRefNames[slot] != nullptr) {
+                        found[slot] = XPLMFindDataRef(kDataRefNames[slot]);
+                    }
                 }
+                simulatorBuild = readBuildString(found[kSimBuild]);
+                interfaceBuild = readBuildString(found[kXplmBuild]);
             }
-            simulatorBuild = readBuildString(found[kSimBuild]);
-            interfaceBuild = readBuildString(found[kXplmBuild]);
-        }
+        })) {
+        return false;
     }
     if (found[kLatitude] == nullptr) {
         m_pLogger->warn("Couldn't connect to X-Plane");
@@ -137,15 +148,15 @@ int CFlightSimulatorInterfaceUsingXpsdk::getAircraftTanks() {
     float quantityKg[kSimulatorTanks] = {};
     float ratio[kSimulatorTanks] = {};
     float capacityKg = 0.0f;
-    {
-        CSimulatorBracket bracket(m_pThreadSync);
-        if (!bracket.granted() || !m_bConnected) {
-            return 0;
-        }
-        XPLMGetDatavf(m_dataRefs[kFuelQuantity], quantityKg, 0, kSimulatorTanks);
-        XPLMGetDatavf(m_dataRefs[kTankRatio], ratio, 0, kSimulatorTanks);
-        capacityKg = XPLMGetDataf(m_dataRefs[kFuelCapacity]);
+    if (!m_bConnected ||
+        !onSimulator([&] { readTanks(m_dataRefs, quantityKg, ratio, capacityKg); })) {
+        return 0;
     }
+    return takeTanks(quantityKg, ratio, capacityKg);
+}
+
+int CFlightSimulatorInterfaceUsingXpsdk::takeTanks(const float* quantityKg, const float* ratio,
+                                                   float capacityKg) {
     for (int i = 0; i < kSimulatorTanks; ++i) {
         m_tankQuantityKg.tank[i] = quantityKg[i];
         m_tankCapacityKg.tank[i] = ratio[i] * capacityKg;
@@ -164,12 +175,10 @@ bool CFlightSimulatorInterfaceUsingXpsdk::setAircraftTanks() {
     for (int i = 0; i < kSimulatorTanks; ++i) {
         quantityKg[i] = m_tankQuantityKg.tank[i];
     }
-    {
-        CSimulatorBracket bracket(m_pThreadSync);
-        if (!bracket.granted() || !m_bConnected) {
-            return false;
-        }
-        XPLMSetDatavf(m_dataRefs[kFuelQuantity], quantityKg, 0, kSimulatorTanks);
+    if (!m_bConnected || !onSimulator([&] {
+            XPLMSetDatavf(m_dataRefs[kFuelQuantity], quantityKg, 0, kSimulatorTanks);
+        })) {
+        return false;
     }
     float totalKg = 0.0f;
     for (float tankKg : m_tankQuantityKg.tank) {
@@ -180,60 +189,87 @@ bool CFlightSimulatorInterfaceUsingXpsdk::setAircraftTanks() {
 }
 
 bool CFlightSimulatorInterfaceUsingXpsdk::getEverything() {
-    tagAircraftData& data = m_aircraftData;
-    {
-        CSimulatorBracket bracket(m_pThreadSync);
-        if (!bracket.granted() || !m_bConnected) {
-            return false;
-        }
-        data.dLatitude = XPLMGetDatad(m_dataRefs[kLatitude]);
-        data.dLongitude = XPLMGetDatad(m_dataRefs[kLongitude]);
-        data.fHeading = XPLMGetDataf(m_dataRefs[kCompass]);
-        if (!m_bLandingLightOverride) {
-            data.bLandingLights = XPLMGetDatai(m_dataRefs[kLandingLights]) != 0;
-        }
-        data.nSimulationRate = XPLMGetDatai(m_dataRefs[kSimSpeed]);
-        data.nHeightAglFt = static_cast<int>(XPLMGetDataf(m_dataRefs[kRadioAltimeter]));
-        data.dAltitudeFt = XPLMGetDataf(m_dataRefs[kElevation]) * kFeetPerMetre;
-        data.nGroundElevationFt =
-            static_cast<int>(data.dAltitudeFt - XPLMGetDataf(m_dataRefs[kRadioAltimeter]));
-        data.nPrevVerticalSpeedFpm = data.nVerticalSpeedFpm;
-        data.nVerticalSpeedFpm = static_cast<int>(XPLMGetDataf(m_dataRefs[kVerticalSpeed]));
-        data.bParkingBrake = XPLMGetDataf(m_dataRefs[kParkBrake]) != 0.0f;
-        data.nIndicatedAirspeedKts = static_cast<int>(XPLMGetDataf(m_dataRefs[kIndicatedAirspeed]));
-        data.nGroundSpeedKts =
-            static_cast<int>(XPLMGetDataf(m_dataRefs[kGroundSpeed]) * kKnotsPerMetrePerSecond);
-        data.bOnGround = XPLMGetDatai(m_dataRefs[kOnGround]) != 0;
-        data.nMaxWeightKg = static_cast<int>(XPLMGetDataf(m_dataRefs[kMaxWeight]));
-        data.nEmptyWeightKg = static_cast<int>(XPLMGetDataf(m_dataRefs[kEmptyWeight]));
-        data.nNumEngines = XPLMGetDatai(m_dataRefs[kNumEngines]);
-        data.fFlapsRatio = XPLMGetDataf(m_dataRefs[kFlapHandle]);
-        float gearDeploy = 0.0f;
-        XPLMGetDatavf(m_dataRefs[kGearDeploy], &gearDeploy, 0, 1);
-        data.bGearDown = gearDeploy != 0.0f;
+    float localSeconds = 0.0f;
+    float zuluSeconds = 0.0f;
+    if (!m_bConnected || !onSimulator([&] {
+            readSnapshot();
+            readClocks(m_dataRefs, localSeconds, zuluSeconds);
+        })) {
+        return false;
     }
-    if (!data.bOnGround) {
-        m_verticalSpeedHistory.push_back(data.nVerticalSpeedFpm);
-    }
-    getZuluTime();
+    afterSnapshot();
+    takeClocks(localSeconds, zuluSeconds);
     return true;
+}
+
+bool CFlightSimulatorInterfaceUsingXpsdk::readSnapshotAndTanks() {
+    float localSeconds = 0.0f;
+    float zuluSeconds = 0.0f;
+    float quantityKg[kSimulatorTanks] = {};
+    float ratio[kSimulatorTanks] = {};
+    float capacityKg = 0.0f;
+    if (!m_bConnected || !onSimulator([&] {
+            readSnapshot();
+            readClocks(m_dataRefs, localSeconds, zuluSeconds);
+            readTanks(m_dataRefs, quantityKg, ratio, capacityKg);
+        })) {
+        return false;
+    }
+    afterSnapshot();
+    takeClocks(localSeconds, zuluSeconds);
+    takeTanks(quantityKg, ratio, capacityKg);
+    return true;
+}
+
+void CFlightSimulatorInterfaceUsingXpsdk::readSnapshot() {
+    tagAircraftData& data = m_aircraftData;
+    data.dLatitude = XPLMGetDatad(m_dataRefs[kLatitude]);
+    data.dLongitude = XPLMGetDatad(m_dataRefs[kLongitude]);
+    data.fHeading = XPLMGetDataf(m_dataRefs[kCompass]);
+    if (!m_bLandingLightOverride) {
+        data.bLandingLights = XPLMGetDatai(m_dataRefs[kLandingLights]) != 0;
+    }
+    data.nSimulationRate = XPLMGetDatai(m_dataRefs[kSimSpeed]);
+    data.nHeightAglFt = static_cast<int>(XPLMGetDataf(m_dataRefs[kRadioAltimeter]));
+    data.dAltitudeFt = XPLMGetDataf(m_dataRefs[kElevation]) * kFeetPerMetre;
+    data.nGroundElevationFt =
+        static_cast<int>(data.dAltitudeFt - XPLMGetDataf(m_dataRefs[kRadioAltimeter]));
+    data.nPrevVerticalSpeedFpm = data.nVerticalSpeedFpm;
+    data.nVerticalSpeedFpm = static_cast<int>(XPLMGetDataf(m_dataRefs[kVerticalSpeed]));
+    data.bParkingBrake = XPLMGetDataf(m_dataRefs[kParkBrake]) != 0.0f;
+    data.nIndicatedAirspeedKts = static_cast<int>(XPLMGetDataf(m_dataRefs[kIndicatedAirspeed]));
+    data.nGroundSpeedKts =
+        static_cast<int>(XPLMGetDataf(m_dataRefs[kGroundSpeed]) * kKnotsPerMetrePerSecond);
+    data.bOnGround = XPLMGetDatai(m_dataRefs[kOnGround]) != 0;
+    data.nMaxWeightKg = static_cast<int>(XPLMGetDataf(m_dataRefs[kMaxWeight]));
+    data.nEmptyWeightKg = static_cast<int>(XPLMGetDataf(m_dataRefs[kEmptyWeight]));
+    data.nNumEngines = XPLMGetDatai(m_dataRefs[kNumEngines]);
+    data.fFlapsRatio = XPLMGetDataf(m_dataRefs[kFlapHandle]);
+    float gearDeploy = 0.0f;
+    XPLMGetDatavf(m_dataRefs[kGearDeploy], &gearDeploy, 0, 1);
+    data.bGearDown = gearDeploy != 0.0f;
+}
+
+void CFlightSimulatorInterfaceUsingXpsdk::afterSnapshot() {
+    if (!m_aircraftData.bOnGround) {
+        m_verticalSpeedHistory.push_back(m_aircraftData.nVerticalSpeedFpm);
+    }
 }
 
 bool CFlightSimulatorInterfaceUsingXpsdk::getZuluTime() {
     float localSeconds = 0.0f;
     float zuluSeconds = 0.0f;
-    {
-        CSimulatorBracket bracket(m_pThreadSync);
-        if (!bracket.granted() || !m_bConnected) {
-            return false;
-        }
-        localSeconds = XPLMGetDataf(m_dataRefs[kLocalTime]);
-        zuluSeconds = XPLMGetDataf(m_dataRefs[kZuluTime]);
+    if (!m_bConnected || !onSimulator([&] { readClocks(m_dataRefs, localSeconds, zuluSeconds); })) {
+        return false;
     }
+    takeClocks(localSeconds, zuluSeconds);
+    return true;
+}
+
+void CFlightSimulatorInterfaceUsingXpsdk::takeClocks(float localSeconds, float zuluSeconds) {
     formatClock(localSeconds, m_aircraftData.localTime);
     formatClock(zuluSeconds, m_aircraftData.zuluTime);
     updateFlightTimer(zuluSeconds);
-    return true;
 }
 
 void CFlightSimulatorInterfaceUsingXpsdk::updateFlightTimer(double zuluSeconds) {
@@ -282,14 +318,12 @@ bool CFlightSimulatorInterfaceUsingXpsdk::setFailure(int which, bool silent) {
         default:
             break;
     }
-    if (engine >= 0) {
-        CSimulatorBracket bracket(m_pThreadSync);
-        if (!bracket.granted() || !m_bConnected) {
-            return false;
-        }
-        XPLMSetDatai(m_dataRefs[kEngineFire0 + engine], 1);
+    if (engine >= 0 && (!m_bConnected || !onSimulator([&] {
+            XPLMSetDatai(m_dataRefs[kEngineFire0 + engine], 1);
+        }))) {
+        return false;
     }
-    // displayText takes a bracket of its own: only after this one is closed.
+    // The message is a second access of its own.
     if (engine >= 0 && !silent) {
         const std::string message = "Failure: Engine " + std::to_string(engine + 1) + " on fire!";
         displayText(message.c_str(), 10, false);
@@ -302,21 +336,12 @@ bool CFlightSimulatorInterfaceUsingXpsdk::checkFailure(int which) {
     if (slot < 0) {
         return true;
     }
-    CSimulatorBracket bracket(m_pThreadSync);
-    if (!bracket.granted() || !m_bConnected) {
-        return false;
-    }
-    XPLMSetDatai(m_dataRefs[slot], 1);
-    return true;
+    return m_bConnected && onSimulator([&] { XPLMSetDatai(m_dataRefs[slot], 1); });
 }
 
 bool CFlightSimulatorInterfaceUsingXpsdk::setSimulationRate(int rate) {
-    {
-        CSimulatorBracket bracket(m_pThreadSync);
-        if (!bracket.granted() || !m_bConnected) {
-            return false;
-        }
-        XPLMSetDatai(m_dataRefs[kSimSpeed], rate);
+    if (!m_bConnected || !onSimulator([&] { XPLMSetDatai(m_dataRefs[kSimSpeed], rate); })) {
+        return false;
     }
     // The log line skips as many leading characters as the rate is large; a
     // rate beyond the text leaves it empty rather than reading past its end.
@@ -337,15 +362,14 @@ bool CFlightSimulatorInterfaceUsingXpsdk::enableTextMessages(bool enabled) {
 bool CFlightSimulatorInterfaceUsingXpsdk::displayText(const char* text, int seconds, bool flag) {
     (void)seconds;
     (void)flag;
-    CSimulatorBracket bracket(m_pThreadSync);
-    if (!bracket.granted()) {
-        return false;
-    }
-    XPLMSpeakString(text != nullptr ? text : "");
-    return true;
+    return onSimulator([&] { XPLMSpeakString(text != nullptr ? text : ""); });
 }
 
 bool CFlightSimulatorInterfaceUsingXpsdk::isRunning() { return true; }
+
+bool CFlightSimulatorInterfaceUsingXpsdk::onSimulator(const std::function<void()>& job) {
+    return m_pThreadSync != nullptr && m_pThreadSync->runOnSimulator(job);
+}
 
 void CFlightSimulatorInterfaceUsingXpsdk::setStandardFuel(int kg) {
     float* quantityKg = m_tankQuantityKg.tank;

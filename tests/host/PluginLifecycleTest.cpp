@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 #include <regex>
 #include <string>
 
@@ -36,6 +37,16 @@ protected:
     }
     static testbed::Simulator& sim() { return testbed::Simulator::instance(); }
     bool windowVisible() const { return sim().isWidgetVisible(window); }
+    // This process's threads that carry the client thread's name.
+    static std::size_t clientThreads() {
+        std::size_t named = 0;
+        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+            if (quelby_test::readFile((task.path() / "comm").string()) == "quelby-client\n") {
+                ++named;
+            }
+        }
+        return named;
+    }
 
     quelby_test::ScratchFolder root{"quelby-root"};
     XPWidgetID window = nullptr;
@@ -181,6 +192,19 @@ TEST_F(PluginLifecycleTest, StartWritesDebugLogHeader_andStopAndStartAgainWork) 
                    std::string::npos;
         },
         5000ms));
+}
+
+TEST_F(PluginLifecycleTest, ClientThreadIsNamed_andStopLogsWhatTheHandshakeCost) {
+    // Threads the client starts inherit the name, hence at least one.
+    EXPECT_GE(clientThreads(), 1u) << "no thread named quelby-client";
+    sim().runFrames(30);
+    sim().unloadPlugin();
+    EXPECT_EQ(clientThreads(), 0u) << "the client thread outlived the plug-in";
+    const std::string log = quelby_test::readFile(root.file("quelby_debug.txt"));
+    EXPECT_TRUE(std::regex_search(
+        log, std::regex("Debug: \\[CPlugin\\] Simulator thread: [0-9]+ brackets, mean "
+                        "[0-9]+\\.[0-9] us, longest [0-9]+\\.[0-9] us\n")))
+        << log;
 }
 
 }  // namespace

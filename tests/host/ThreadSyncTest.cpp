@@ -112,6 +112,40 @@ TEST_F(ThreadSyncTest, ThousandsOfCycles_loseNoWakeupAndNeverDeadlock) {
     EXPECT_GE(sim().frameCount(), static_cast<uint64_t>(kCycles));
 }
 
+TEST_F(ThreadSyncTest, HeldTime_advancesWithRealBrackets_andStaysPutWithoutRequests) {
+    sim().runFrames(50);
+    EXPECT_EQ(sync.grantCount(), 0u);
+    EXPECT_EQ(sync.heldTotal().count(), 0);
+    EXPECT_EQ(sync.heldLongest().count(), 0);
+
+    // Three brackets of which the last holds the frame longest.
+    std::atomic<int> done{0};
+    std::thread client([&] {
+        for (auto hold : {2ms, 2ms, 8ms}) {
+            ASSERT_TRUE(sync.wait());
+            std::this_thread::sleep_for(hold);
+            sync.wakeup();
+            ++done;
+        }
+    });
+    const bool finished = sim().runUntil([&] { return done.load() == 3; }, 10000ms);
+    if (!finished) sync.shutdown();
+    client.join();
+    ASSERT_TRUE(finished);
+    EXPECT_EQ(sync.grantCount(), 3u);
+    EXPECT_GE(sync.heldTotal(), 12ms);
+    EXPECT_GE(sync.heldLongest(), 8ms);
+    EXPECT_LT(sync.heldLongest(), sync.heldTotal());
+    EXPECT_EQ(sync.heldSummary().rfind("3 brackets, mean ", 0), 0u) << sync.heldSummary();
+
+    const auto total = sync.heldTotal();
+    const auto longest = sync.heldLongest();
+    sim().runFrames(50);
+    EXPECT_EQ(sync.grantCount(), 3u);
+    EXPECT_EQ(sync.heldTotal(), total);
+    EXPECT_EQ(sync.heldLongest(), longest);
+}
+
 TEST_F(ThreadSyncTest, Shutdown_releasesWaitingClient_andLaterWaitsGiveUp) {
     std::promise<bool> result;
     std::thread client([&] { result.set_value(sync.wait()); });
@@ -127,6 +161,97 @@ TEST_F(ThreadSyncTest, Shutdown_releasesWaitingClient_andLaterWaitsGiveUp) {
     // A frame after shutdown does not block: the withdrawn request is gone.
     sim().runFrames(1);
     EXPECT_EQ(sim().frameCount(), 1u);
+}
+
+TEST_F(ThreadSyncTest, Job_runsOnTheSimulatorsThreadInTheNextFrame_andCountsAsAccess) {
+    sim().setInt("sim/time/sim_speed", 4);
+    std::atomic<bool> ran{false};
+    std::atomic<int> rate{0};
+    std::thread::id ranOn;
+    std::promise<bool> result;
+    std::thread client([&] {
+        result.set_value(sync.runOnSimulator([&] {
+            ranOn = std::this_thread::get_id();
+            rate = XPLMGetDatai(XPLMFindDataRef("sim/time/sim_speed"));
+            ran = true;
+        }));
+    });
+    std::this_thread::sleep_for(50ms);
+    EXPECT_FALSE(ran.load()) << "the job ran without a frame";
+    ASSERT_TRUE(sim().runUntil([&] { return ran.load(); }, 5000ms));
+    client.join();
+    EXPECT_TRUE(result.get_future().get());
+    EXPECT_EQ(ranOn, std::this_thread::get_id());
+    EXPECT_EQ(rate.load(), 4);
+    EXPECT_EQ(sync.grantCount(), 1u);
+    EXPECT_GT(sync.heldTotal().count(), 0);
+    EXPECT_TRUE(sim().threadViolations().empty());
+}
+
+TEST_F(ThreadSyncTest, JobOnTheSimulatorsThreadOrInsideABracket_runsAtOnce) {
+    bool ranHere = false;
+    EXPECT_TRUE(sync.runOnSimulator([&] { ranHere = true; }));
+    EXPECT_TRUE(ranHere);
+    EXPECT_EQ(sim().frameCount(), 0u);
+
+    // Inside its bracket the client has access already; passing the job on
+    // would wait for the frame its bracket holds.
+    std::atomic<bool> done{false};
+    std::thread::id ranOn;
+    std::thread::id clientId;
+    std::thread client([&] {
+        clientId = std::this_thread::get_id();
+        CSimulatorBracket bracket(&sync);
+        ASSERT_TRUE(bracket.granted());
+        EXPECT_TRUE(sync.runOnSimulator([&] { ranOn = std::this_thread::get_id(); }));
+        done = true;
+    });
+    ASSERT_TRUE(sim().runUntil([&] { return done.load(); }, 5000ms));
+    client.join();
+    EXPECT_EQ(ranOn, clientId);
+    EXPECT_EQ(sync.grantCount(), 1u) << "the bracket only";
+}
+
+TEST_F(ThreadSyncTest, Shutdown_releasesAWaitingJobUnrun_andLaterJobsGiveUp) {
+    std::atomic<bool> ran{false};
+    std::promise<bool> result;
+    std::thread client([&] { result.set_value(sync.runOnSimulator([&] { ran = true; })); });
+    auto future = result.get_future();
+    EXPECT_EQ(future.wait_for(50ms), std::future_status::timeout)
+        << "runOnSimulator() returned without a frame";
+    sync.shutdown();
+    ASSERT_EQ(future.wait_for(2000ms), std::future_status::ready)
+        << "shutdown did not release runOnSimulator()";
+    EXPECT_FALSE(future.get());
+    client.join();
+    sim().runFrames(1);
+    EXPECT_FALSE(ran.load()) << "a withdrawn job ran";
+    std::thread later([&] { EXPECT_FALSE(sync.runOnSimulator([&] { ran = true; })); });
+    later.join();
+    EXPECT_FALSE(ran.load());
+}
+
+TEST_F(ThreadSyncTest, JobsAndBracketsInTurn_thousandsOfThem_loseNothing) {
+    constexpr int kCycles = 3000;
+    std::atomic<int> done{0};
+    int jobsRun = 0;
+    std::thread client([&] {
+        for (int i = 0; i < kCycles; ++i) {
+            if (i % 2 == 0) {
+                ASSERT_TRUE(sync.runOnSimulator([&] { ++jobsRun; }));
+            } else {
+                ASSERT_TRUE(sync.wait());
+                sync.wakeup();
+            }
+            done = i + 1;
+        }
+    });
+    const bool finished = sim().runUntil([&] { return done.load() == kCycles; }, 60000ms);
+    EXPECT_TRUE(finished) << "only " << done.load() << " of " << kCycles << " cycles completed";
+    if (!finished) sync.shutdown();
+    client.join();
+    EXPECT_EQ(jobsRun, kCycles / 2);
+    EXPECT_EQ(sync.grantCount(), static_cast<unsigned long>(kCycles));
 }
 
 // CTimer over a clock the test controls.

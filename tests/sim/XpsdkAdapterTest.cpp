@@ -70,7 +70,7 @@ protected:
     unsigned long lastBrackets = 0;
 };
 
-TEST_F(XpsdkAdapterTest, GetEverything_fillsRecordInClientUnits_inOneBracketPlusClock) {
+TEST_F(XpsdkAdapterTest, GetEverything_fillsRecordInClientUnitsAndTheClock_inOneBracket) {
     sim().setDouble("sim/flightmodel/position/latitude", 50.0333);
     sim().setDouble("sim/flightmodel/position/longitude", 8.5706);
     sim().setFloat("sim/cockpit/misc/compass_indicated", 251.5f);
@@ -89,10 +89,12 @@ TEST_F(XpsdkAdapterTest, GetEverything_fillsRecordInClientUnits_inOneBracketPlus
     sim().setFloat("sim/flightmodel2/controls/flap_handle_deploy_ratio", 0.25f);
     std::vector<float> gear(10, 0.0f);
     sim().setFloatArray("sim/aircraft/parts/acf_gear_deploy", gear);
+    sim().setFloat("sim/time/zulu_time_sec", 5 * 3600 + 7 * 60 + 30);
 
     ASSERT_TRUE(onClient([&] { return adapter.getEverything(); }));
-    EXPECT_EQ(lastBrackets, 2u) << "one bracket for the snapshot, one for the clock";
+    EXPECT_EQ(lastBrackets, 1u) << "every bracket holds a frame of the simulator";
     const tagAircraftData& d = adapter.m_aircraftData;
+    EXPECT_STREQ(d.zuluTime, "0507");
     EXPECT_DOUBLE_EQ(d.dLatitude, 50.0333);
     EXPECT_DOUBLE_EQ(d.dLongitude, 8.5706);
     EXPECT_FLOAT_EQ(d.fHeading, 251.5f);
@@ -167,6 +169,37 @@ TEST_F(XpsdkAdapterTest, Tanks_readAsCapacitiesAndQuantities_andWrittenBack) {
     EXPECT_FLOAT_EQ(written[2], 4000.0f);
     EXPECT_NE(log().find("Debug: [CFlightSimulatorInterfaceUsingXpsdk] Set fuel to: 17000kg"),
               std::string::npos);
+}
+
+TEST_F(XpsdkAdapterTest, FlightCheckRead_snapshotClockAndTanks_inOneBracket) {
+    sim().setDouble("sim/flightmodel/position/latitude", 48.6899);
+    sim().setFloat("sim/flightmodel/position/indicated_airspeed", 140.4f);
+    sim().setInt("sim/flightmodel/failures/onground_any", 0);
+    sim().setFloat("sim/cockpit2/gauges/indicators/vvi_fpm_pilot", -700.0f);
+    sim().setFloat("sim/time/local_time_sec", 14 * 3600 + 20 * 60 + 30);
+    sim().setFloat("sim/time/zulu_time_sec", 12 * 3600 + 20 * 60 + 30);
+    sim().setFloatArray("sim/aircraft/overflow/acf_tank_rat",
+                        {0.25f, 0.5f, 0.25f, 0, 0, 0, 0, 0, 0});
+    sim().setFloat("sim/aircraft/weight/acf_m_fuel_tot", 20000.0f);
+    sim().setFloatArray("sim/flightmodel/weight/m_fuel",
+                        {1500.0f, 800.0f, 1500.0f, 0, 0, 0, 0, 0, 0});
+
+    ASSERT_TRUE(onClient([&] { return adapter.readSnapshotAndTanks(); }));
+    EXPECT_EQ(lastBrackets, 1u) << "a flight check holds the simulator for one frame";
+    const tagAircraftData& d = adapter.m_aircraftData;
+    EXPECT_DOUBLE_EQ(d.dLatitude, 48.6899);
+    EXPECT_EQ(d.nIndicatedAirspeedKts, 140);
+    EXPECT_STREQ(d.localTime, "1420");
+    EXPECT_STREQ(d.zuluTime, "1220");
+    ASSERT_EQ(adapter.m_verticalSpeedHistory.size(), 1u);
+    EXPECT_EQ(adapter.m_verticalSpeedHistory.back(), -700);
+    EXPECT_EQ(adapter.getTotalFuelKg(), 3800);
+    EXPECT_FLOAT_EQ(adapter.m_tankCapacityKg.tank[1], 10000.0f);
+
+    // Before the adapter has connected, nothing is read.
+    CFlightSimulatorInterfaceUsingXpsdk unconnected{&sync};
+    EXPECT_FALSE(onClient([&] { return unconnected.readSnapshotAndTanks(); }));
+    EXPECT_EQ(unconnected.getTotalFuelKg(), 0);
 }
 
 TEST_F(XpsdkAdapterTest, SimulationRate_isWritten_andLoggedWithItsSkippedLetters) {

@@ -348,6 +348,22 @@ TEST_F(ScreensTest, Checklist_namesTheFirstFailedSetting) {
     EXPECT_EQ(at(365, 160).text, "yes");
 }
 
+TEST(ScreensWithoutClientTest, PanelHeldForDrawing_staysAsItWas_whileTheNextIsPublished) {
+    CUserInterface ui;
+    EXPECT_TRUE(ui.publishedPanel()->empty()) << "nothing drawn before the first screen";
+    ui.setMenuLayer(CUserInterface::kLayerHome);
+    ui.refreshText(true);
+    // A frame holds the panel while the client composes the next screen.
+    const auto held = ui.publishedPanel();
+    ASSERT_EQ(held->size(), 1u);
+    ui.setMenuLayer(CUserInterface::kLayerChecklist);
+    ui.refreshText(true);
+    EXPECT_EQ(held->front().text, "Home - News");
+    EXPECT_EQ(ui.publishedPanel()->front().text, "Checklist");
+    EXPECT_NE(ui.publishedPanel(), held);
+    EXPECT_EQ(ui.publishedText().front().text, "Checklist");
+}
+
 TEST(ScreensWithoutClientTest, DrawOnlyTheirTitle) {
     const struct {
         int layer;

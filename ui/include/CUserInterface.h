@@ -164,6 +164,10 @@ public:
     virtual void text();
     // The last published texts of the panel (any thread).
     std::vector<tPanelText> publishedText() const;
+    // The same without a copy, for the draw callback: the panel stays
+    // unchanged while held; an empty one (never a null pointer) before the
+    // first is published.
+    std::shared_ptr<const std::vector<tPanelText>> publishedPanel() const;
     const std::string& getStatusLine() const { return m_statusLine; }
 
     // Text primitives of the screens: a piece of text at a window position,
@@ -271,7 +275,10 @@ private:
     std::atomic<bool> m_bRepaint{true};
     std::vector<tPanelText> m_composing;
     mutable std::mutex m_publishedLock;
-    std::vector<tPanelText> m_published;
+    // Replaced whole, never changed: the simulator's thread draws it every
+    // frame without copying its strings.
+    std::shared_ptr<const std::vector<tPanelText>> m_published =
+        std::make_shared<const std::vector<tPanelText>>();
     int m_nFont = 0;
     int m_textRed = 0, m_textGreen = 0, m_textBlue = 0;
     int m_nCharWidth = 7;

@@ -50,10 +50,6 @@ public:
     XPWidgetID getMainWindow() const { return m_window; }
     CThreadSync* getThreadSync() const { return m_pThreadSync; }
 
-    // Draws text at (x, y) from the window's top-left corner, y down, in
-    // the window's font; a right-aligned text ends at x.
-    void drawString(int x, int y, const char* text, bool rightAligned, const float rgb[3]);
-
 protected:
     std::unique_ptr<CWidgetBatch> beginWidgetBatch() override;
 

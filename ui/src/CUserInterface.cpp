@@ -47,7 +47,7 @@ void CUserInterface::resetState() {
     m_composing.clear();
     {
         std::lock_guard<std::mutex> lock(m_publishedLock);
-        m_published.clear();
+        m_published = std::make_shared<const std::vector<tPanelText>>();
     }
     m_bRepaint = true;
 }

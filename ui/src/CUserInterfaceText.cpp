@@ -136,11 +136,16 @@ void CUserInterface::refreshText(bool live) {
     m_nFont = 0;
     setTextColor(0, 0, 0);
     text();
+    auto composed = std::make_shared<const std::vector<tPanelText>>(std::move(m_composing));
+    m_composing = std::vector<tPanelText>();
     std::lock_guard<std::mutex> lock(m_publishedLock);
-    m_published.swap(m_composing);
+    // The panel it replaces goes when the last frame that draws it is done.
+    m_published.swap(composed);
 }
 
-std::vector<tPanelText> CUserInterface::publishedText() const {
+std::vector<tPanelText> CUserInterface::publishedText() const { return *publishedPanel(); }
+
+std::shared_ptr<const std::vector<tPanelText>> CUserInterface::publishedPanel() const {
     std::lock_guard<std::mutex> lock(m_publishedLock);
     return m_published;
 }

@@ -193,10 +193,23 @@ std::unique_ptr<CUserInterface::CWidgetBatch> CUserInterfaceXp::beginWidgetBatch
 }
 
 void CUserInterfaceXp::drawTextPanel() {
-    for (const tPanelText& piece : publishedText()) {
+    // Held, not copied: the frame allocates nothing for the panel. The
+    // window's place and the font are the same for every piece of a frame.
+    const std::shared_ptr<const std::vector<tPanelText>> panel = publishedPanel();
+    int windowLeft = 0, windowTop = 0, windowRight = 0, windowBottom = 0;
+    XPGetWidgetGeometry(m_window, &windowLeft, &windowTop, &windowRight, &windowBottom);
+    int charWidth = 0, charHeight = 0, digitsOnly = 0;
+    XPLMGetFontDimensions(kTextFont, &charWidth, &charHeight, &digitsOnly);
+    for (const tPanelText& piece : *panel) {
         float rgb[3];
         windowColour(piece, rgb);
-        drawString(piece.x, piece.y, piece.text.c_str(), piece.rightAligned, rgb);
+        int screenX = windowLeft + piece.x;
+        if (piece.rightAligned) {
+            screenX -= static_cast<int>(XPLMMeasureString(kTextFont, piece.text.c_str(),
+                                                          static_cast<int>(piece.text.size())));
+        }
+        XPLMDrawString(rgb, screenX, windowTop - piece.y - charHeight, piece.text.c_str(), nullptr,
+                       kTextFont);
     }
 }
 
@@ -215,22 +228,6 @@ void CUserInterfaceXp::hideMainWindow() {
     if (m_window != nullptr) {
         XPHideWidget(m_window);
     }
-}
-
-void CUserInterfaceXp::drawString(int x, int y, const char* text, bool rightAligned,
-                                  const float rgb[3]) {
-    int windowLeft = 0, windowTop = 0, windowRight = 0, windowBottom = 0;
-    XPGetWidgetGeometry(m_window, &windowLeft, &windowTop, &windowRight, &windowBottom);
-    int charWidth = 0, charHeight = 0, digitsOnly = 0;
-    XPLMGetFontDimensions(kTextFont, &charWidth, &charHeight, &digitsOnly);
-    int screenX = windowLeft + x;
-    if (rightAligned) {
-        screenX -= static_cast<int>(XPLMMeasureString(
-            kTextFont, text, static_cast<int>(std::char_traits<char>::length(text))));
-    }
-    const int screenY = windowTop - y - charHeight;
-    float colour[3] = {rgb[0], rgb[1], rgb[2]};
-    XPLMDrawString(colour, screenX, screenY, text, nullptr, kTextFont);
 }
 
 void CUserInterfaceXp::menuFuel() {
