@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the plug-in, the test bed and the tests,
-# then runs the tests.
+# then runs the tests; a plain run ends with the benchmark's and the fuzzers'
+# short forms.
 #   QUELBY_SANITIZE=address,undefined tools/test.sh   builds with sanitizers
 #   tools/test.sh -R 'ThreadSync'                     passes options to ctest
 set -euo pipefail
@@ -16,3 +17,12 @@ export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$root/tools/lsan.supp:print_su
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 export TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}"
 ctest --test-dir "$build" --output-on-failure -j"$jobs" "$@"
+# The whole suite of a plain build also runs the benchmark's and the fuzzers'
+# short forms: the benchmark for its figures (never judged by time here), the
+# fuzzers for a minute each.
+if [ -z "$sanitize" ] && [ "$#" -eq 0 ]; then
+  echo "== benchmark, short form"
+  "$build/bench/quelby-bench" --short --out "$build/bench-run"
+  echo "== fuzzing, a minute per target"
+  bash "$root/tools/fuzz.sh" 60
+fi
