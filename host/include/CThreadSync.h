@@ -99,15 +99,15 @@ public:
     // cannot come while this thread holds the simulator.
     explicit CSimulatorBracket(CThreadSync* threadSync)
         : m_pThreadSync(threadSync),
-          m_bOwn(threadSync != nullptr && t_depth == 0 && !threadSync->isSimulatorThread()),
+          m_bOwn(threadSync != nullptr && depth() == 0 && !threadSync->isSimulatorThread()),
           m_bGranted(threadSync != nullptr && (!m_bOwn || threadSync->wait())) {
         if (m_bGranted) {
-            ++t_depth;
+            ++depth();
         }
     }
     ~CSimulatorBracket() {
         if (m_bGranted) {
-            --t_depth;
+            --depth();
             if (m_bOwn) {
                 m_pThreadSync->wakeup();
             }
@@ -117,10 +117,13 @@ public:
     CSimulatorBracket& operator=(const CSimulatorBracket&) = delete;
     bool granted() const { return m_bGranted; }
     // Whether the calling thread holds a bracket.
-    static bool heldByThisThread() { return t_depth > 0; }
+    static bool heldByThisThread() { return depth() > 0; }
 
 private:
-    static thread_local int t_depth;
+    // This thread's nesting of brackets. Reached through a function of the
+    // library, so that no other library or program touches the thread-local
+    // variable itself.
+    static int& depth();
     CThreadSync* m_pThreadSync;
     bool m_bOwn;
     bool m_bGranted;

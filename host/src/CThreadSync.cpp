@@ -4,7 +4,10 @@
 
 #include <cstdio>
 
-thread_local int CSimulatorBracket::t_depth = 0;
+int& CSimulatorBracket::depth() {
+    static thread_local int t_depth = 0;
+    return t_depth;
+}
 
 CThreadSync::CThreadSync() = default;
 CThreadSync::~CThreadSync() = default;
