@@ -1,6 +1,5 @@
-// The benchmark's sums and readings: per-frame durations kept in fixed memory,
-// the plug-in's handshake line, and what /proc says about a thread's CPU time
-// and the process's resident memory.
+// The benchmark's sums and readings: frame durations in fixed memory, the
+// plug-in's handshake line, threads' CPU time and resident memory from /proc.
 #pragma once
 
 #include <chrono>
@@ -51,6 +50,10 @@ struct CostFigures {
     double p99Us = 0.0;
     double maxUs = 0.0;
     std::size_t over2ms = 0;
+    // Of those, frames in which the system switched the simulator's thread
+    // out against its will: another thread had its processor, whatever the
+    // plug-in did. Counted by the one who times the frames.
+    std::size_t over2msPreempted = 0;
 };
 CostFigures figuresOf(const LatencyHistogram& histogram);
 
@@ -83,7 +86,8 @@ struct Targets {
     double clientCorePercent = 1.0;
 };
 // The targets a run misses, one short phrase each; empty when it meets all.
-// clientCorePercent is left out of the judgement when unknown (negative).
+// clientCorePercent is left out of the judgement when unknown (negative); a
+// frame over 2 ms counts against the plug-in unless it was preempted.
 std::vector<std::string> missedTargets(const CostFigures& plugin, const CostFigures& empty,
                                        double clientCorePercent, const Targets& targets = {});
 

@@ -1,12 +1,11 @@
-// quelby-bench: what the plug-in costs the simulator. Flies the test bed's
-// frame loop with an empty plug-in and with the real one (a booked flight, the
-// same flight against a stalled website, a long flight for the memory) and
-// prints the per-frame cost, the handshake's figures and the client thread's
-// CPU time against the targets.
+// quelby-bench: what the plug-in costs the simulator's frames, threads and
+// memory, measured against an empty plug-in in the test bed's frame loop.
 #include <fcntl.h>
 #include <spawn.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -222,21 +221,63 @@ int serveLongHaulSite(double hours) {
     return 0;
 }
 
+// The simulator's thread's own account of a stretch of time: a frame that
+// took long either ran, waited (for a lock or the handshake), or was switched
+// out by the system for another thread.
+struct ThreadAccount {
+    long voluntarySwitches = 0;
+    long involuntarySwitches = 0;
+    long pageFaults = 0;  // minor and major: memory touched for the first time, or again
+    std::int64_t cpuNs = 0;
+
+    static ThreadAccount now() {
+        ThreadAccount account;
+        rusage usage{};
+        if (getrusage(RUSAGE_THREAD, &usage) == 0) {
+            account.voluntarySwitches = usage.ru_nvcsw;
+            account.involuntarySwitches = usage.ru_nivcsw;
+            account.pageFaults = usage.ru_minflt + usage.ru_majflt;
+        }
+        timespec cpu{};
+        if (clock_gettime(CLOCK_THREAD_CPUTIME_ID, &cpu) == 0) {
+            account.cpuNs = static_cast<std::int64_t>(cpu.tv_sec) * 1000000000 + cpu.tv_nsec;
+        }
+        return account;
+    }
+};
+
+// One frame in which the plug-in's draw callback took over 2 ms.
+struct SlowFrame {
+    double secondsIntoRun = 0.0;
+    double callbackUs = 0.0;
+    double frameCpuUs = 0.0;  // the simulator's thread's CPU time in the whole frame
+    long waited = 0;          // voluntary switches in the frame
+    long preempted = 0;       // involuntary ones
+    long pageFaults = 0;
+};
+
 // Times every frame: the plug-in's draw callback as the test bed measures it,
 // and the frame's work from the frame hook (after the pacing sleep) to the
 // end of this recorder's own draw callback, the last of the frame.
 class FrameRecorder {
 public:
+    static constexpr std::size_t kSlowFramesKept = 20;
+
+    // Room made before the plug-in loads: the long flight measures memory.
+    FrameRecorder() { slowFrames.reserve(kSlowFramesKept); }
+
     // Installs the hook over the model's own; call after the model's attach().
     void attach(testbed::FlightModel& model) {
         m_model = &model;
         sim().setFrameHook([this](double realSeconds) {
             m_frameStart = Clock::now();
+            m_frameAccount = ThreadAccount::now();
             m_model->step(realSeconds);
         });
     }
     // Registered after the plug-in's callback, so that it runs after it.
     void startRecording() {
+        m_recordingSince = Clock::now();
         sim().clearDrawCallbackDurations();
         m_registered =
             XPLMRegisterDrawCallback(&FrameRecorder::onFrameEnd, xplm_Phase_Window, 0, this) != 0;
@@ -256,15 +297,34 @@ public:
 
     bench::LatencyHistogram plugin;
     bench::LatencyHistogram frame;
+    std::size_t slowPreempted = 0;
+    std::vector<SlowFrame> slowFrames;  // the first kSlowFramesKept
 
 private:
+    // Only for the rare slow frame: reading the account costs a system call.
+    void noteSlowFrame(std::chrono::nanoseconds callback) {
+        const ThreadAccount end = ThreadAccount::now();
+        SlowFrame slow;
+        slow.secondsIntoRun = secondsSince(m_recordingSince);
+        slow.callbackUs = static_cast<double>(callback.count()) / 1000.0;
+        slow.frameCpuUs = static_cast<double>(end.cpuNs - m_frameAccount.cpuNs) / 1000.0;
+        slow.waited = end.voluntarySwitches - m_frameAccount.voluntarySwitches;
+        slow.preempted = end.involuntarySwitches - m_frameAccount.involuntarySwitches;
+        slow.pageFaults = end.pageFaults - m_frameAccount.pageFaults;
+        if (slow.preempted > 0) ++slowPreempted;
+        if (slowFrames.size() < kSlowFramesKept) slowFrames.push_back(slow);
+    }
+
     static int onFrameEnd(XPLMDrawingPhase, int, void* refcon) {
         auto* self = static_cast<FrameRecorder*>(refcon);
         // The plug-in's call is the last one timed so far; this one's own
         // time is appended after it returns. Emptied every frame, so that
         // the test bed's list does not grow with the flight.
         const auto& durations = sim().drawCallbackDurations();
-        if (!durations.empty()) self->plugin.record(durations.back());
+        if (!durations.empty()) {
+            self->plugin.record(durations.back());
+            if (durations.back() > 2ms) self->noteSlowFrame(durations.back());
+        }
         self->frame.record(Clock::now() - self->m_frameStart);
         sim().clearDrawCallbackDurations();
         return 1;
@@ -272,6 +332,8 @@ private:
 
     testbed::FlightModel* m_model = nullptr;
     Clock::time_point m_frameStart = Clock::now();
+    Clock::time_point m_recordingSince = Clock::now();
+    ThreadAccount m_frameAccount;
     bool m_registered = false;
 };
 
@@ -311,6 +373,7 @@ struct RunResult {
     bool realPlugin = true;
     std::vector<std::string> problems;
     std::vector<std::string> notes;
+    std::vector<SlowFrame> slowFrames;
     // Resident memory, kB, for the long flight.
     long rssBeforeLoadKb = 0, rssAtReleaseKb = 0, rssAtArrivalKb = 0, rssAfterStopKb = 0;
     std::vector<long> rssPerHourKb;
@@ -485,6 +548,8 @@ public:
             std::chrono::duration<double, std::milli>(sim().lastStopDuration()).count();
         m_result.rssAfterStopKb = bench::residentKb();
         m_result.plugin = bench::figuresOf(m_recorder.plugin);
+        m_result.plugin.over2msPreempted = m_recorder.slowPreempted;
+        m_result.slowFrames = m_recorder.slowFrames;
         m_result.frame = bench::figuresOf(m_recorder.frame);
         const std::string log = readFile(m_root / "quelby_debug.txt");
         if (m_result.realPlugin) {
@@ -699,6 +764,12 @@ RunResult longFlightRun(const Options& options) {
     return run.unload();
 }
 
+std::string difference(double value, const char* format) {
+    char text[32];
+    std::snprintf(text, sizeof(text), format, value);
+    return text;
+}
+
 std::string number(double value, const char* format = "%.1f") {
     if (value < 0.0) return "-";
     char text[32];
@@ -708,16 +779,19 @@ std::string number(double value, const char* format = "%.1f") {
 
 void printTables(const std::vector<RunResult>& runs, const RunResult& empty) {
     say("\nPer-frame cost of the plug-in's draw callback, us (60 Hz frames)\n");
-    say("  %-26s %7s %7s %7s %8s %6s | %9s %9s %9s\n", "run", "frames", "mean", "p99", "max",
-        ">2ms", "mean-empty", "p99-empty", "max-empty");
+    say("  %-26s %7s %7s %7s %8s %5s %8s | %10s %9s %9s\n", "run", "frames", "mean", "p99", "max",
+        ">2ms", "preempt", "mean-empty", "p99-empty", "max-empty");
     for (const RunResult& r : runs) {
         const bool base = !r.realPlugin;
-        say("  %-26s %7zu %7.2f %7.1f %8.1f %6zu | %9s %9s %9s\n", r.name.c_str(), r.plugin.frames,
-            r.plugin.meanUs, r.plugin.p99Us, r.plugin.maxUs, r.plugin.over2ms,
-            base ? "" : number(r.plugin.meanUs - empty.plugin.meanUs, "%.2f").c_str(),
-            base ? "" : number(r.plugin.p99Us - empty.plugin.p99Us).c_str(),
-            base ? "" : number(r.plugin.maxUs - empty.plugin.maxUs).c_str());
+        say("  %-26s %7zu %7.2f %7.1f %8.1f %5zu %8zu | %10s %9s %9s\n", r.name.c_str(),
+            r.plugin.frames, r.plugin.meanUs, r.plugin.p99Us, r.plugin.maxUs, r.plugin.over2ms,
+            r.plugin.over2msPreempted,
+            base ? "" : difference(r.plugin.meanUs - empty.plugin.meanUs, "%+.2f").c_str(),
+            base ? "" : difference(r.plugin.p99Us - empty.plugin.p99Us, "%+.1f").c_str(),
+            base ? "" : difference(r.plugin.maxUs - empty.plugin.maxUs, "%+.1f").c_str());
     }
+    say("  (preempt: of the frames over 2 ms, those in which the system switched the "
+        "simulator's thread out)\n");
     for (const RunResult& r : runs) {
         if (r.stringsPerFrame <= 0.0 || empty.testBedUsPerString <= 0.0) continue;
         say("  %-26s drew %.0f texts a frame; the test bed's own cost of them: about %.1f us\n",
@@ -743,6 +817,21 @@ void printTables(const std::vector<RunResult>& runs, const RunResult& empty) {
             h ? number(h->meanUs).c_str() : "-", h ? number(h->longestUs).c_str() : "-", r.stopMs,
             r.flightSeconds, number(r.clientMsPerMinute()).c_str(),
             number(r.clientCorePercent(), "%.2f").c_str());
+    }
+    bool anySlow = false;
+    for (const RunResult& r : runs) anySlow = anySlow || !r.slowFrames.empty();
+    if (anySlow) {
+        say("\nFrames whose plug-in callback took over 2 ms (the simulator's thread in the whole "
+            "frame: CPU time, waits, switches by the system, page faults)\n");
+        say("  %-26s %8s %12s %10s %6s %8s %7s\n", "run", "at s", "callback us", "CPU us", "waits",
+            "preempt", "faults");
+        for (const RunResult& r : runs) {
+            for (const SlowFrame& s : r.slowFrames) {
+                say("  %-26s %8.1f %12.0f %10.0f %6ld %8ld %7ld\n", r.name.c_str(),
+                    s.secondsIntoRun, s.callbackUs, s.frameCpuUs, s.waited, s.preempted,
+                    s.pageFaults);
+            }
+        }
     }
     say("\nResident memory of the process, MB (the long flight's website runs in a process "
         "of its own)\n");

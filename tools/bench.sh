@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds the plug-in and the benchmark in a Release tree of their own and
 # measures what the plug-in costs the simulator (see bench/README.md).
-#   tools/bench.sh            the full run (about 25 minutes)
-#   tools/bench.sh --short    the short run for CI (about 3 minutes)
+#   tools/bench.sh            the full run (about 30 minutes)
+#   tools/bench.sh --short    the short run for CI (about 2 minutes)
 #   tools/bench.sh --hours 2  passes options to quelby-bench
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
