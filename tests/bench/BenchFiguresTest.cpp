@@ -176,12 +176,31 @@ TEST(TargetsTest, EachTargetIsMissedJustBeyondItsLimit) {
     bench::CostFigures oneLongFrame = plugin;
     oneLongFrame.over2ms = 1;
     EXPECT_EQ(bench::missedTargets(oneLongFrame, empty, 0.5).size(), 1u);
-    // The system took the processor away during the frame: not the plug-in's.
-    oneLongFrame.over2msPreempted = 1;
+    // The plug-in did not hold the frame: not held against it.
+    oneLongFrame.over2msElsewhere = 1;
     EXPECT_TRUE(bench::missedTargets(oneLongFrame, empty, 0.5).empty());
     oneLongFrame.over2ms = 3;
     EXPECT_EQ(bench::missedTargets(oneLongFrame, empty, 0.5).size(), 1u);
     EXPECT_EQ(bench::missedTargets(plugin, empty, 1.0).size(), 1u);
+}
+
+TEST(TargetsTest, SlowFrame_isTheHostsOrTheSystemsOnlyWhenThePluginNeitherWorkedNorWaited) {
+    struct Case {
+        const char* situation;
+        bench::SlowFrameAccount account;
+        bool elsewhere;
+    };
+    const Case cases[] = {
+        {"switched out for another thread", {3500.0, 0, 1}, true},
+        {"switched out after a wait", {200.0, 2, 1}, true},
+        {"little work, no wait: the host held the processor", {1348.0, 0, 0}, true},
+        {"blocked on a lock or a read", {300.0, 1, 0}, false},
+        {"worked the whole time", {4600.0, 0, 0}, false},
+        {"worked exactly 2 ms", {2000.0, 0, 0}, false},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(bench::heldElsewhere(c.account), c.elsewhere) << c.situation;
+    }
 }
 
 // Flies the description with the test bed's model, without a plug-in, and
