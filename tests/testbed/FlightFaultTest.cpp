@@ -125,18 +125,6 @@ TEST_F(FlightFaultTest, Crash_sendsTheCrashMessageOnce_andTheAircraftStopsWhereI
         << "time goes on";
 }
 
-TEST_F(FlightFaultTest, ClockJump_isOneZuluStepOfThatSize_forBothClocks) {
-    const auto frames = flyInjecting(FlightPhase::Cruise, [&] { model.jumpClock(900.0); });
-    const auto zulu = jumps(frames, flight_test::zuluAdvance, kFrameSimSeconds + 0.01);
-    ASSERT_EQ(zulu.size(), 1u);
-    EXPECT_NEAR(zulu[0], 900.0 + kFrameSimSeconds, 0.01);
-    const auto local = jumps(
-        frames, [](const Sample& a, const Sample& b) { return b.localSeconds - a.localSeconds; },
-        kFrameSimSeconds + 0.01);
-    EXPECT_EQ(local.size(), 1u);
-    EXPECT_TRUE(model.hasArrived());
-}
-
 TEST_F(FlightFaultTest, FuelWrittenByThePlugin_isTakenOverByTheModel) {
     sim().setFixedFrameSeconds(kFrameSeconds);
     sim().runFrames(10);
@@ -148,48 +136,6 @@ TEST_F(FlightFaultTest, FuelWrittenByThePlugin_isTakenOverByTheModel) {
     EXPECT_LT(s.fuelKg, 2000.0);
     EXPECT_GT(s.fuelKg, 1990.0);
     EXPECT_EQ(s.tanksKg[1], 0.0f);
-}
-
-TEST_F(FlightFaultTest, HoldAtGate_keepsTheAircraftParkedWithClocksRunning_untilReleased) {
-    model.holdAtGate(true);
-    const auto held = flight_test::fly(model, 400);
-    EXPECT_EQ(model.phase(), FlightPhase::Parked);
-    EXPECT_TRUE(held.back().parkingBrake);
-    EXPECT_EQ(held.back().latitudeDeg, held.front().latitudeDeg);
-    EXPECT_NEAR(flight_test::zuluAdvance(held.front(), held.back()), 400 * kFrameSimSeconds, 0.01);
-
-    model.holdAtGate(false);
-    sim().runFrames(60);  // the flight's 60 s at the gate and a few more
-    EXPECT_EQ(model.phase(), FlightPhase::TaxiOut);
-    EXPECT_FALSE(flight_test::readSample(model, 0).parkingBrake);
-}
-
-TEST_F(FlightFaultTest, Pause_freezesEveryDataref_andResumesWhereItStopped) {
-    sim().setFixedFrameSeconds(kFrameSeconds);
-    sim().runFrames(300);
-    model.setPaused(true);
-    const Sample paused = flight_test::readSample(model, 0);
-    const double simulated = model.progress().simulatedSeconds;
-    sim().runFrames(100);
-    const Sample stillPaused = flight_test::readSample(model, 0);
-    EXPECT_EQ(stillPaused.latitudeDeg, paused.latitudeDeg);
-    EXPECT_EQ(stillPaused.zuluSeconds, paused.zuluSeconds);
-    EXPECT_EQ(stillPaused.fuelKg, paused.fuelKg);
-    EXPECT_EQ(model.progress().simulatedSeconds, simulated);
-
-    model.setPaused(false);
-    sim().runFrames(1);
-    EXPECT_NEAR(model.progress().simulatedSeconds, simulated + kFrameSimSeconds, 1e-9);
-}
-
-TEST_F(FlightFaultTest, Detach_stopsTheModel_andTheHookIsGone) {
-    sim().setFixedFrameSeconds(kFrameSeconds);
-    sim().runFrames(5);
-    model.detach();
-    const double simulated = model.progress().simulatedSeconds;
-    sim().runFrames(5);
-    EXPECT_EQ(model.progress().simulatedSeconds, simulated);
-    EXPECT_FALSE(model.isAttached());
 }
 
 using FlightWithPluginTest = PluginTestbedTest;

@@ -52,30 +52,6 @@ TEST(FlightFileTest, ExampleFiles_readWithTheirValues) {
     EXPECT_FALSE(bad.zuluStartSeconds.has_value()) << "keeps the simulator's clock";
 }
 
-TEST(FlightFileTest, AirportsOnly_takeTheDefaults_commentsAndBlanksIgnored) {
-    const FlightDescription flight = parseFlight(
-        "# a comment\n\nname = Hop#1   ; after white space a comment\n" + kAirports, "hop");
-    EXPECT_EQ(flight.name, "Hop#1");
-    const FlightDescription defaults;
-    EXPECT_EQ(flight.cruiseAltitudeFt, defaults.cruiseAltitudeFt);
-    EXPECT_EQ(flight.timeScale, defaults.timeScale);
-    EXPECT_TRUE(flight.tanksKg.empty());
-}
-
-TEST(FlightFileTest, Values_ofEveryKind_areRead) {
-    const FlightDescription flight =
-        parseFlight(kAirports +
-                        "[time]\nzulu_start = 23:59:30\nutc_offset_h = -4.5\n"
-                        "[pilot]\nlanding_lights = on\nforget_parking_brake = true\n"
-                        "[fuel]\ntanks_kg = 100,200 , 300\n",
-                    "kinds");
-    EXPECT_DOUBLE_EQ(*flight.zuluStartSeconds, 86370);
-    EXPECT_DOUBLE_EQ(*flight.utcOffsetHours, -4.5);
-    EXPECT_EQ(flight.landingLights, testbed::LandingLightUse::AlwaysOn);
-    EXPECT_TRUE(flight.forgetParkingBrake);
-    EXPECT_EQ(flight.tanksKg, (std::vector<double>{100, 200, 300}));
-}
-
 struct BrokenFile {
     std::string text;
     int line;
@@ -124,30 +100,6 @@ TEST(FlightFileTest, BrokenFiles_areRefused_namingTheLineAndWhy) {
                       0u)
                 << e.what();
         }
-    }
-}
-
-TEST(FlightFileTest, AirportsTooClose_areRefusedAtTheArrival) {
-    std::string text = kAirports;
-    text.replace(text.find("48.6899"), 7, "50.1");
-    text.replace(text.find("9.2220"), 6, "8.6");
-    try {
-        parseFlight(text, "near");
-        ADD_FAILURE() << "accepted";
-    } catch (const FlightFileError& e) {
-        EXPECT_EQ(e.line(), 8) << e.what();
-        EXPECT_NE(std::string(e.what()).find("nm apart"), std::string::npos) << e.what();
-    }
-}
-
-TEST(FlightFileTest, MissingFile_isRefusedAtLineZero) {
-    quelby_test::ScratchFolder folder;
-    try {
-        testbed::loadFlightFile(folder.file("none.flight"));
-        ADD_FAILURE() << "accepted";
-    } catch (const FlightFileError& e) {
-        EXPECT_EQ(e.line(), 0);
-        EXPECT_NE(std::string(e.what()).find("cannot be read"), std::string::npos);
     }
 }
 

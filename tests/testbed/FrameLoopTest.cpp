@@ -19,7 +19,6 @@ using namespace std::chrono_literals;
 namespace {
 
 std::vector<std::string> g_calls;
-int g_frame = 0;
 
 int drawA(XPLMDrawingPhase, int isBefore, void*) {
     g_calls.push_back(std::string("A") + (isBefore ? "<" : ">"));
@@ -37,12 +36,6 @@ int drawUnregisteringB(XPLMDrawingPhase, int, void*) {
 }
 int drawSlowly(XPLMDrawingPhase, int, void*) {
     std::this_thread::sleep_for(20ms);
-    return 1;
-}
-int drawFrameNumber(XPLMDrawingPhase, int, void*) {
-    float white[3] = {1, 1, 1};
-    const std::string text = "frame " + std::to_string(++g_frame);
-    XPLMDrawString(white, 10, 20, text.c_str(), nullptr, xplmFont_Proportional);
     return 1;
 }
 // Parks the simulator's thread while a worker uses the SDK, as the plug-in's
@@ -64,7 +57,6 @@ protected:
     void SetUp() override {
         TestbedTest::SetUp();
         g_calls.clear();
-        g_frame = 0;
     }
 };
 
@@ -107,45 +99,6 @@ TEST_F(FrameLoopTest, DrawCallbackDurations_coverTheTimeInsideTheCallback) {
     EXPECT_TRUE(sim().drawCallbackDurations().empty());
 }
 
-TEST_F(FrameLoopTest, FrameRate_spacesFrameStarts_zeroRunsBackToBack) {
-    sim().setFrameRate(50.0);
-    auto begin = std::chrono::steady_clock::now();
-    sim().runFrames(6);
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, 100ms) << "five intervals of 20 ms";
-
-    sim().setFrameRate(0.0);
-    begin = std::chrono::steady_clock::now();
-    sim().runFrames(100);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 100ms);
-}
-
-TEST_F(FrameLoopTest, LastFrameTexts_holdOnlyTheLastCompleteFrame) {
-    XPLMRegisterDrawCallback(drawFrameNumber, xplm_Phase_Window, 0, nullptr);
-    sim().runFrames(3);
-    const auto texts = sim().lastFrameTexts();
-    ASSERT_EQ(texts.size(), 1u);
-    EXPECT_EQ(texts[0].text, "frame 3");
-    EXPECT_EQ(texts[0].x, 10);
-    EXPECT_EQ(texts[0].y, 20);
-    EXPECT_EQ(texts[0].font, xplmFont_Proportional);
-    EXPECT_EQ(texts[0].rgb[2], 1.0f);
-}
-
-TEST_F(FrameLoopTest, DrawString_outsideADrawCallback_isRecordedAndNotShown) {
-    float black[3] = {0, 0, 0};
-    XPLMDrawString(black, 0, 0, "nowhere", nullptr, xplmFont_Proportional);
-    sim().runFrames(1);
-    EXPECT_TRUE(sim().lastFrameTexts().empty());
-    EXPECT_EQ(sim().sdkMisuses().size(), 1u);
-}
-
-TEST_F(FrameLoopTest, RunUntil_stopsWhenTheConditionHoldsOrTimesOut) {
-    EXPECT_TRUE(
-        sim().runUntil([] { return testbed::Simulator::instance().frameCount() >= 5; }, 5s));
-    EXPECT_EQ(sim().frameCount(), 5u);
-    EXPECT_FALSE(sim().runUntil([] { return false; }, 30ms));
-}
-
 TEST_F(FrameLoopTest, FrameHook_runsOncePerFrameBeforeTheDrawCallbacks_withTheFixedSeconds) {
     XPLMRegisterDrawCallback(drawA, xplm_Phase_Window, 1, nullptr);
     std::vector<double> seconds;
@@ -161,30 +114,6 @@ TEST_F(FrameLoopTest, FrameHook_runsOncePerFrameBeforeTheDrawCallbacks_withTheFi
     sim().setFrameHook(nullptr);
     sim().runFrames(1);
     EXPECT_EQ(seconds.size(), 2u);
-}
-
-TEST_F(FrameLoopTest, FrameHook_withoutFixedSeconds_getsTheTimeBetweenFrameStarts) {
-    std::vector<double> seconds;
-    sim().setFrameRate(50.0);
-    sim().setFrameHook([&](double realSeconds) { seconds.push_back(realSeconds); });
-    sim().runFrames(4);
-    ASSERT_EQ(seconds.size(), 4u);
-    EXPECT_DOUBLE_EQ(seconds[0], 0.02) << "the first frame counts one period";
-    for (size_t i = 1; i < seconds.size(); ++i) {
-        EXPECT_GE(seconds[i], 0.02);
-        EXPECT_LT(seconds[i], 0.5);
-    }
-}
-
-TEST_F(FrameLoopTest, Reset_removesTheFrameHookAndTheSentMessages) {
-    int calls = 0;
-    sim().setFrameHook([&](double) { ++calls; });
-    sim().sendMessage(101);
-    EXPECT_EQ(sim().messagesSent(), (std::vector<int>{101})) << "recorded without a plug-in";
-    sim().reset();
-    sim().runFrames(3);
-    EXPECT_EQ(calls, 0);
-    EXPECT_TRUE(sim().messagesSent().empty());
 }
 
 TEST_F(FrameLoopTest, SdkCall_fromAnotherThreadWhileNotParked_isAViolation) {
@@ -207,19 +136,6 @@ TEST_F(FrameLoopTest, SdkCalls_fromAnotherThreadWhileParkedInDrawCallback_areLeg
     EXPECT_EQ(sim().spokenTexts(), (std::vector<std::string>{"parked"}));
     ASSERT_EQ(sim().lastFrameTexts().size(), 1u);
     EXPECT_TRUE(sim().sdkMisuses().empty());
-}
-
-TEST_F(FrameLoopTest, DrivingTheSimulator_fromAnotherThread_throws) {
-    bool threw = false;
-    std::thread other([&] {
-        try {
-            sim().runFrames(1);
-        } catch (const std::logic_error&) {
-            threw = true;
-        }
-    });
-    other.join();
-    EXPECT_TRUE(threw);
 }
 
 }  // namespace

@@ -47,20 +47,6 @@ TEST_F(MenuHotKeyTest, ClickMenuItem_callsTheHandlerWithMenuAndItemRefcons) {
     EXPECT_FALSE(sim().clickMenuItem("Other", "Show Client"));
 }
 
-TEST_F(MenuHotKeyTest, DestroyMenu_removesItAndItsSubmenus_andAUnknownMenuIsRecorded) {
-    XPLMMenuID menu = XPLMCreateMenu("Quelby", nullptr, 0, menuHandler, nullptr);
-    XPLMAppendMenuItem(menu, "More", nullptr, 1);
-    XPLMMenuID submenu = XPLMCreateMenu("More", menu, 0, menuHandler, nullptr);
-    ASSERT_NE(submenu, nullptr);
-    XPLMDestroyMenu(menu);
-    EXPECT_TRUE(sim().menuNames().empty());
-    EXPECT_TRUE(sim().sdkMisuses().empty());
-
-    XPLMDestroyMenu(submenu);
-    EXPECT_EQ(XPLMAppendMenuItem(menu, "Late", nullptr, 1), -1);
-    EXPECT_EQ(sim().sdkMisuses().size(), 2u);
-}
-
 TEST_F(MenuHotKeyTest, PressHotKey_firesOnlyOnExactKeyAndFlags) {
     int toggleRef = 0, lightsRef = 1;
     XPLMRegisterHotKey(XPLM_VK_F, xplm_ControlFlag | xplm_DownFlag, "Toggle Window", hotKeyHandler,
@@ -87,29 +73,6 @@ TEST_F(MenuHotKeyTest, PressHotKey_firesOnlyOnExactKeyAndFlags) {
         EXPECT_EQ(g_hotKeyCalls,
                   c.fired != nullptr ? std::vector<void*>{c.fired} : std::vector<void*>{});
     }
-}
-
-TEST_F(MenuHotKeyTest, UnregisterHotKey_silencesIt_andTwiceIsRecorded) {
-    XPLMHotKeyID key =
-        XPLMRegisterHotKey(XPLM_VK_F, xplm_DownFlag, "Toggle", hotKeyHandler, nullptr);
-    ASSERT_EQ(sim().hotKeys().size(), 1u);
-    XPLMUnregisterHotKey(key);
-    EXPECT_FALSE(sim().pressHotKey(XPLM_VK_F, xplm_DownFlag));
-    EXPECT_TRUE(g_hotKeyCalls.empty());
-    EXPECT_TRUE(sim().sdkMisuses().empty());
-    XPLMUnregisterHotKey(key);
-    EXPECT_EQ(sim().sdkMisuses().size(), 1u);
-}
-
-TEST_F(MenuHotKeyTest, Reset_dropsMenusHotKeysAndDrawCallbacks) {
-    XPLMCreateMenu("Quelby", nullptr, 0, menuHandler, nullptr);
-    XPLMRegisterHotKey(XPLM_VK_F, xplm_DownFlag, "Toggle", hotKeyHandler, nullptr);
-    XPLMRegisterDrawCallback([](XPLMDrawingPhase, int, void*) { return 1; }, xplm_Phase_Window, 0,
-                             nullptr);
-    sim().reset();
-    EXPECT_TRUE(sim().menuNames().empty());
-    EXPECT_TRUE(sim().hotKeys().empty());
-    EXPECT_EQ(sim().drawCallbackCount(), 0);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // The stand-in website spoken to over HTTP as the client speaks to it: the
-// answer frame, the request code, the functions' answers and effects, the
-// injected failures, and a stop that does not wait for a held request.
+// refusals and the request code it checks, the report it stores, the injected
+// failures, and a stop that does not wait for a held request.
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <openssl/evp.h>
@@ -138,70 +138,18 @@ protected:
 // The writereport keys in the client's order, with values that must arrive
 // untouched: blanks, '|' and base64's '+', '/' and '='.
 FormFields reportFields() {
-    const char* const keys[] = {"AC_Type",
-                                "AC_ID",
-                                "PIC",
-                                "Pilot_ID",
-                                "PID",
-                                "VA",
-                                "VA_ID",
-                                "Number",
-                                "Dep",
-                                "Pln_Arr",
-                                "Arr",
-                                "Deptime",
-                                "Loc_Deptime",
-                                "Arrtime",
-                                "Loc_Arrtime",
-                                "Hours",
-                                "TS",
-                                "FlightState",
-                                "VS",
-                                "Rating",
-                                "Ratingreasons",
-                                "Distance",
-                                "PAX",
-                                "Ticket",
-                                "Crew",
-                                "Salary",
-                                "Fuelprice",
-                                "Fuel_Bought",
-                                "Fuel_Used",
-                                "Fuel_Dep",
-                                "Fuel_TakeOff",
-                                "Fuel_Land",
-                                "Profit",
-                                "Version",
-                                "Simrate",
-                                "Multiplier",
-                                "Bonus",
-                                "Cargo",
-                                "Cargo_kg",
-                                "FlightType",
-                                "Comment64",
-                                "Cheat",
-                                "a_Value",
-                                "a_Fuel",
-                                "a_StateEng1",
-                                "a_StateEng2",
-                                "a_StateEng3",
-                                "a_StateEng4",
-                                "a_StateGear",
-                                "a_StateHull",
-                                "v_Reputation",
-                                "ProfitMultiplied",
-                                "EmergencyLanding",
-                                "LogID",
-                                "a_FuelMult",
-                                "Ticket_Factor",
-                                "Interface",
-                                "SimVersion",
-                                "OS",
-                                "ManualUpload",
-                                "system"};
+    const std::string keys =
+        "AC_Type AC_ID PIC Pilot_ID PID VA VA_ID Number Dep Pln_Arr Arr Deptime "
+        "Loc_Deptime Arrtime Loc_Arrtime Hours TS FlightState VS Rating Ratingreasons "
+        "Distance PAX Ticket Crew Salary Fuelprice Fuel_Bought Fuel_Used Fuel_Dep "
+        "Fuel_TakeOff Fuel_Land Profit Version Simrate Multiplier Bonus Cargo Cargo_kg "
+        "FlightType Comment64 Cheat a_Value a_Fuel a_StateEng1 a_StateEng2 a_StateEng3 "
+        "a_StateEng4 a_StateGear a_StateHull v_Reputation ProfitMultiplied "
+        "EmergencyLanding LogID a_FuelMult Ticket_Factor Interface SimVersion OS "
+        "ManualUpload system";
     FormFields fields = {{"intern_ts", "7"}, {"user", "demo"}, {"pass", kDemoPass}};
     int n = 0;
-    for (const char* key : keys) {
+    for (const std::string& key : split(keys, ' ')) {
         fields.emplace_back(key, "v" + std::to_string(++n));
     }
     auto set = [&](const std::string& key, const std::string& value) {
@@ -225,54 +173,6 @@ std::string bodyOf(const std::string& function, const FormFields& fields) {
         body += "&" + key + "=" + value;
     }
     return body;
-}
-
-TEST(WebsiteDigestTest, TestDigest_matchesKnownVectors) {
-    // A broken digest here would make every code check below meaningless.
-    EXPECT_EQ(md5Hex(""), "d41d8cd98f00b204e9800998ecf8427e");
-    EXPECT_EQ(md5Hex("abc"), "900150983cd24fb0d6963f7d28e17f72");
-    EXPECT_EQ(md5Hex("demo"), kDemoPass);
-}
-
-TEST_F(WebsiteTest, Start_listensOnAPickedPort_urlWithoutScheme) {
-    EXPECT_TRUE(site.isRunning());
-    EXPECT_GT(site.port(), 0);
-    EXPECT_EQ(site.url(), "127.0.0.1:" + std::to_string(site.port()));
-    EXPECT_FALSE(site.start()) << "already running";
-
-    Website second;
-    EXPECT_FALSE(second.start(site.port())) << "the port is taken";
-
-    const int port = site.port();
-    site.stop();
-    EXPECT_FALSE(site.isRunning());
-    EXPECT_FALSE(post("function=getversion&intern_ts=1")) << "nobody listens after stop()";
-    ASSERT_TRUE(site.start(port)) << "restarts on the same port";
-    EXPECT_EQ(answer("function=getversion&intern_ts=1").rfind("DATASTART\nSUCCESS\n", 0), 0u);
-}
-
-TEST_F(WebsiteTest, Getversion_answersTheSuccessFrameWithTheExpectedVersion) {
-    EXPECT_EQ(answer("function=getversion&intern_ts=1"),
-              "DATASTART\nSUCCESS\nVersion|BetaVersion|FSUIPC_FS2004|FSUIPC_FSX|SimConnect\n"
-              "v2.0.10b||3.99|4.97|10.0.61259.0\nDATAEND\n");
-    site.setClientVersion("v2.1.0", "v2.1.1b");
-    const Frame frame = readFrame(answer("function=getversion&intern_ts=1"));
-    EXPECT_EQ(frame.value("Version"), "v2.1.0");
-    EXPECT_EQ(frame.value("BetaVersion"), "v2.1.1b");
-}
-
-TEST_F(WebsiteTest, Getpilot_answersThePilotWithTheDigestAsPassword) {
-    const Frame frame = readFrame(
-        answer("function=getpilot&user=demo&pass=" + kDemoPass + "&system=0040A0B0&intern_ts=3"));
-    ASSERT_EQ(frame.word, "SUCCESS");
-    EXPECT_TRUE(frame.ended);
-    EXPECT_EQ(frame.header, (std::vector<std::string>{"ID", "Name", "Surname", "User", "Password",
-                                                      "VA_ID", "VA_User", "Rank", "Location",
-                                                      "Budget", "Status", "WeightUnit"}));
-    EXPECT_EQ(frame.value("User"), "demo");
-    EXPECT_EQ(frame.value("Password"), kDemoPass) << "what the writing requests send back";
-    EXPECT_EQ(frame.value("Status"), "1");
-    EXPECT_EQ(frame.value("WeightUnit"), "0");
 }
 
 TEST_F(WebsiteTest, RejectedRequests_answerTheirWordInABareFrame) {
@@ -353,42 +253,7 @@ TEST_F(WebsiteTest, RequestCode_onlyTheClientsCodeIsAccepted) {
         << "reading requests carry no code";
 }
 
-TEST_F(WebsiteTest, Requests_keepTheBodyAndRepeatedKeysInOrder) {
-    const std::string body =
-        withCode("function=resetflight&intern_ts=11&flighttype=0&user=demo&pass=" + kDemoPass +
-                 "&intern_ts=22");
-    EXPECT_EQ(answer(body), frameOf("SUCCESS"));
-    const auto received = site.requests("resetflight");
-    ASSERT_EQ(received.size(), 1u);
-    EXPECT_EQ(received[0].body, body);
-    EXPECT_EQ(received[0].answer, frameOf("SUCCESS"));
-    const FormFields expected = {{"function", "resetflight"},
-                                 {"intern_ts", "11"},
-                                 {"flighttype", "0"},
-                                 {"user", "demo"},
-                                 {"pass", kDemoPass},
-                                 {"intern_ts", "22"},
-                                 {"code", body.substr(body.size() - 3)}};
-    EXPECT_EQ(received[0].fields, expected);
-    EXPECT_GT(received[0].receivedMs, 0);
-}
-
-TEST_F(WebsiteTest, Getroute_answersEveryKeyTheClientReads_withinOneBlock) {
-    const char* const keys[] = {
-        "r_ID",         "r_VA_ID",        "r_Airline",    "r_Dep",         "r_Arr",
-        "r_DepTime",    "r_ArrTime",      "r_Route",      "r_Type",        "r_ACDB_ID",
-        "r_AC_ID",      "r_Number",       "r_Price",      "r_Remarks",     "r_Simrate",
-        "r_FlightType", "l_ID",           "l_AC_ID",      "l_User_ID",     "l_Route_ID",
-        "l_Departure",  "l_Arrival",      "l_Dist",       "l_Duration",    "l_Status",
-        "l_Passengers", "l_Cargo",        "l_Multiplier", "l_FlightType",  "l_Lon",
-        "l_Lat",        "l_FlightState",  "l_Timestamp",  "a_StateEng1",   "a_StateEng2",
-        "a_StateEng3",  "a_StateEng4",    "a_StateGear",  "a_StateHull",   "a_Fuel",
-        "a_Value",      "a_ID",           "a_ACDB_ID",    "a_Location",    "a_Owner",
-        "a_Status",     "a_Registration", "a_Type",       "a_Description", "a_FuelMult",
-        "v_Reputation", "v_Pilotcharge",  "v_ID",         "v_Name",        "v_Multiplier",
-        "d_Price",      "d_DOW",          "d_MTOW",       "d_Engines",     "d_Ticket",
-        "ad_lat",       "ad_lon",         "ad_fuel",      "aa_lat",        "aa_lon",
-        "aa_fuel"};
+TEST_F(WebsiteTest, Getroute_aRouteBeyondOneBlockIsCut_everyKeyStays) {
     const std::string request = "function=getroute&intern_ts=3&user=demo&pass=" + kDemoPass;
     const std::string text = answer(request);
     EXPECT_LT(text.size(), 4096u);
@@ -396,19 +261,7 @@ TEST_F(WebsiteTest, Getroute_answersEveryKeyTheClientReads_withinOneBlock) {
     ASSERT_EQ(frame.word, "SUCCESS");
     ASSERT_EQ(frame.rows.size(), 1u);
     ASSERT_EQ(frame.rows[0].size(), frame.header.size());
-    for (const char* key : keys) {
-        EXPECT_NE(std::find(frame.header.begin(), frame.header.end(), key), frame.header.end())
-            << key;
-    }
     EXPECT_EQ(frame.value("r_Dep") + "-" + frame.value("r_Arr"), "EDDF-EDDS");
-    EXPECT_EQ(frame.value("l_ID"), "1");
-    EXPECT_EQ(
-        frame.value("l_Passengers") + "/" + frame.value("l_Cargo") + "/" + frame.value("l_Dist"),
-        "120/2000/85");
-    EXPECT_EQ(frame.value("d_MTOW") + "/" + frame.value("d_DOW") + "/" + frame.value("d_Engines"),
-              "78000/42600/2");
-    EXPECT_DOUBLE_EQ(std::stod(frame.value("ad_lat")), 50.0333);
-    EXPECT_DOUBLE_EQ(std::stod(frame.value("aa_lon")), 9.2220);
 
     // A route text far beyond the block is cut; every key stays.
     testbed::Booking long_route;
@@ -427,34 +280,6 @@ TEST_F(WebsiteTest, Getroute_answersEveryKeyTheClientReads_withinOneBlock) {
 
     site.cancelBookings("demo");
     EXPECT_EQ(answer(request), frameOf("NOT FOUND"));
-}
-
-TEST_F(WebsiteTest, Getclosestairport_answersTheAirportsInTheBox_nearestFirst) {
-    const Frame frame =
-        readFrame(answer("function=getclosestairport&Lon1=7.570600&Lon2=9.570600&Lat1=49.033300&"
-                         "Lat2=51.033300&intern_ts=3"));
-    ASSERT_EQ(frame.word, "SUCCESS");
-    EXPECT_EQ(frame.header, (std::vector<std::string>{"lon", "lat", "id", "icao", "fuel"}));
-    std::vector<std::string> icaos;
-    for (std::size_t row = 0; row < frame.rows.size(); ++row) {
-        icaos.push_back(frame.value("icao", row));
-    }
-    EXPECT_EQ(icaos, (std::vector<std::string>{"EDDF", "EDFE", "ETOU", "EDFZ"}))
-        << "Stuttgart and Munich lie outside";
-    EXPECT_EQ(frame.value("lon") + " " + frame.value("lat"), "8.570600 50.033300");
-    EXPECT_EQ(frame.value("fuel"), "0.82");
-
-    site.addAirport({"EDDS", "Stuttgart", 48.6899, 9.2220, 1276, 1.25});
-    const Frame stuttgart =
-        readFrame(answer("function=getclosestairport&Lon1=8.222000&Lon2=10.222000&Lat1=47.689900&"
-                         "Lat2=49.689900&intern_ts=3"));
-    EXPECT_EQ(stuttgart.value("icao"), "EDDS");
-    EXPECT_EQ(stuttgart.value("fuel"), "1.25") << "a second addAirport replaces the first";
-
-    EXPECT_EQ(answer("function=getclosestairport&Lon1=-31.000000&Lon2=-29.000000&Lat1=-1.000000&"
-                     "Lat2=1.000000"
-                     "&intern_ts=3"),
-              frameOf("NOT FOUND"));
 }
 
 TEST_F(WebsiteTest, Writereport_storesEveryField_andASecondUploadIsRefused) {
@@ -492,33 +317,6 @@ TEST_F(WebsiteTest, Writereport_storesEveryField_andASecondUploadIsRefused) {
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0].at("text"), "Taxi speed 24 kts");
     EXPECT_EQ(events[0].at("reportid"), reportId);
-}
-
-TEST_F(WebsiteTest, PositionAndTracker_storeTheFlightsTrack) {
-    EXPECT_EQ(answer(positionBody("1", 0, "0")), frameOf("SUCCESS"));
-    EXPECT_EQ(answer(positionBody("1", 1, "0")), frameOf("SUCCESS"));
-    EXPECT_EQ(answer(positionBody("1", 0, "17")), frameOf("SUCCESS")) << "re-sent after the report";
-    auto positions = site.positionLogs();
-    ASSERT_EQ(positions.size(), 2u);
-    EXPECT_EQ(positions[0].at("PositionId") + "/" + positions[0].at("ReportId"), "0/17");
-    EXPECT_EQ(positions[1].at("PositionId") + "/" + positions[1].at("ReportId"), "1/0");
-    EXPECT_EQ(positions[1].at("Longitude"), "8.570600");
-
-    const std::string tracker =
-        withCode("function=writelog&intern_ts=7&user=demo&pass=" + kDemoPass +
-                 "&Lon=8.570600&Lat=50.033300&FlightState=Take Off"
-                 "&system=0040A0B0&fuel=5100");
-    EXPECT_EQ(answer(tracker), frameOf("SUCCESS"));
-    ASSERT_EQ(site.trackerUpdates().size(), 1u);
-    EXPECT_EQ(site.trackerUpdates()[0].at("FlightState"), "Take Off");
-    const auto log = site.flightLogs().at(0);
-    EXPECT_EQ(log.at("l_FlightState") + "|" + log.at("l_Lat") + "|" + log.at("l_Status"),
-              "Take Off|50.033300|flying");
-
-    EXPECT_EQ(answer(withCode("function=resetpositionlog&intern_ts=7&logid=1&user=demo&pass=" +
-                              kDemoPass + "&intern_ts=7")),
-              frameOf("SUCCESS"));
-    EXPECT_TRUE(site.positionLogs().empty());
 }
 
 TEST_F(WebsiteTest, InjectedFailures_eachBreaksTheAnswerAsNamed) {

@@ -132,17 +132,6 @@ TEST_F(WidgetTest, ToggleCheckBox_flipsStateAndSendsStateChangedUp) {
     EXPECT_FALSE(sim().toggleCheckBox(button)) << "a push button is not a check box";
 }
 
-TEST_F(WidgetTest, CloseBox_onlyOnAShownWindowThatHasOne) {
-    XPAddWidgetCallback(window, first);
-    EXPECT_FALSE(sim().pushCloseBox(window)) << "no close box asked for";
-    XPSetWidgetProperty(window, xpProperty_MainWindowHasCloseBoxes, 1);
-    ASSERT_TRUE(sim().pushCloseBox(window));
-    ASSERT_EQ(heardOf(xpMessage_CloseButtonPushed), (std::vector<std::string>{"first@Window"}));
-    XPHideWidget(window);
-    EXPECT_FALSE(sim().pushCloseBox(window));
-    EXPECT_FALSE(sim().pushCloseBox(area));
-}
-
 TEST_F(WidgetTest, TypeInto_setsTheFieldsTextAndTellsItsParents) {
     XPWidgetID field =
         XPCreateWidget(20, 100, 150, 80, 1, "pilot", 0, area, xpWidgetClass_TextField);
@@ -191,18 +180,6 @@ TEST_F(WidgetTest, GetDescriptor_copiesAtMostTheGivenLength_andReturnsTheFullLen
     EXPECT_EQ(XPGetWidgetDescriptor(button, nullptr, 0), 11);
 }
 
-TEST_F(WidgetTest, Properties_reportWhetherTheyExist) {
-    int exists = -1;
-    EXPECT_EQ(XPGetWidgetProperty(button, 4242, &exists), 0);
-    EXPECT_EQ(exists, 0);
-    XPSetWidgetProperty(button, 4242, -7);
-    EXPECT_EQ(XPGetWidgetProperty(button, 4242, &exists), -7);
-    EXPECT_EQ(exists, 1);
-    XPSetWidgetProperty(button, xpProperty_Refcon, 0);
-    EXPECT_EQ(XPGetWidgetProperty(button, xpProperty_Refcon, &exists), 0);
-    EXPECT_EQ(exists, 1);
-}
-
 TEST_F(WidgetTest, Destroy_withChildren_removesTheSubtree_withoutChildren_orphansThem) {
     XPAddWidgetCallback(button, first);
     XPDestroyWidget(area, 1);
@@ -217,19 +194,6 @@ TEST_F(WidgetTest, Destroy_withChildren_removesTheSubtree_withoutChildren_orphan
     EXPECT_EQ(sim().widgets()[1].id, inner);
     EXPECT_EQ(sim().widgets()[1].parent, nullptr);
     EXPECT_TRUE(sim().sdkMisuses().empty());
-}
-
-TEST_F(WidgetTest, UnknownWidgetAndWindowIds_areIgnoredAndRecorded) {
-    XPDestroyWidget(area, 1);
-    XPShowWidget(button);  // destroyed with its parent
-    EXPECT_EQ(XPIsWidgetVisible(button), 0);
-    XPLMDestroyWindow(window);  // a widget is not an XPLM window
-    EXPECT_TRUE(sim().isWidgetVisible(window));
-    const auto misuses = sim().sdkMisuses();
-    ASSERT_EQ(misuses.size(), 3u);
-    EXPECT_NE(misuses[0].find("XPShowWidget"), std::string::npos);
-    EXPECT_NE(misuses[2].find("XPLMDestroyWindow"), std::string::npos);
-    EXPECT_NE(misuses[2].find("widget"), std::string::npos);
 }
 
 }  // namespace

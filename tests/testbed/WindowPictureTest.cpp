@@ -146,27 +146,6 @@ TEST_F(WindowPictureTest, Controls_drawnWhereTheyAreAtTheWindowsSizeTimesScale_d
         << "a disabled button is greyed";
 }
 
-TEST_F(WindowPictureTest, HiddenWidgetsAndOtherWindows_areNotDrawn) {
-    XPWidgetID hiddenButton = button(120, 100, 200, 80, area);
-    XPHideWidget(hiddenButton);
-    // Its own flag is set, but its parent hides it.
-    XPWidgetID hiddenArea =
-        XPCreateWidget(260, 200, 390, 150, 0, "Hidden", 0, window, xpWidgetClass_SubWindow);
-    button(270, 190, 380, 170, hiddenArea);
-    XPWidgetID other =
-        XPCreateWidget(300, 120, 390, 60, 1, "Other", 1, nullptr, xpWidgetClass_MainWindow);
-    button(310, 110, 380, 90, other);
-
-    const Picture picture(save());
-    ASSERT_TRUE(picture.loaded());
-    // The window's panel shades from top to bottom, so each spot is
-    // compared with plain panel on its own row.
-    EXPECT_EQ(picture.at(125, 90), picture.at(230, 90)) << "hidden button";
-    EXPECT_EQ(picture.at(275, 180), picture.at(255, 180)) << "button of a hidden sub-window";
-    EXPECT_EQ(picture.at(315, 100), picture.at(255, 100)) << "another window's button";
-    EXPECT_EQ(picture.at(385, 70), picture.at(255, 70)) << "another window";
-}
-
 TEST_F(WindowPictureTest, Texts_inTheirColourAtTheirPlace_atTheWidthsTheSimulatorMeasures) {
     g_pieces = {{140, 120, "MMMMMMMMMM"}};
     sim().runFrames(1);
@@ -178,23 +157,6 @@ TEST_F(WindowPictureTest, Texts_inTheirColourAtTheirPlace_atTheWidthsTheSimulato
     EXPECT_GT(picture.count(221, 130, 229, 120, nearWhite), 0) << "tenth character, 81 px on";
     EXPECT_EQ(picture.count(232, 132, 260, 117, nearWhite), 0) << "nothing after the tenth";
     EXPECT_EQ(picture.count(140, 182, 210, 168, nearWhite), 0) << "nothing at the mirrored place";
-}
-
-TEST_F(WindowPictureTest, NoShownWindowOrUnwritableFile_failWithAReason) {
-    std::string error;
-    EXPECT_FALSE(testbed::saveWindowPicture(sim(), "Nowhere", folder.file("a.png"), &error));
-    EXPECT_NE(error.find("Nowhere"), std::string::npos) << error;
-
-    error.clear();
-    const std::string unwritable = folder.file("missing-folder/a.png");
-    EXPECT_FALSE(testbed::saveWindowPicture(sim(), "Test Window", unwritable, &error));
-    EXPECT_NE(error.find(unwritable), std::string::npos) << error;
-
-    XPHideWidget(window);
-    error.clear();
-    EXPECT_FALSE(testbed::saveWindowPicture(sim(), "Test Window", folder.file("a.png"), &error));
-    EXPECT_FALSE(error.empty());
-    EXPECT_FALSE(quelby_test::fileExists(folder.file("a.png")));
 }
 
 TEST_F(WindowPictureTest, TextAsLines_topToBottomLeftToRightAtTheirColumns) {
