@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
@@ -96,70 +97,54 @@ protected:
     std::unique_ptr<Blackbox::CBlackbox> recorder;
 };
 
-TEST_F(CBlackboxTest, GreaterRule_firesOnRising_andAgainAfterFallingBackOnlyWhenMultiple) {
-    struct {
-        const char* multiple;
-        std::vector<int> speedsKts;
+TEST_F(CBlackboxTest, Rules_fireOnCrossingTheirValue_andReArmOnlyWhenMultiple) {
+    const auto ias = [&](double kts) { aircraft.nIndicatedAirspeedKts = static_cast<int>(kts); };
+    const auto altitude = [&](double ft) { aircraft.dAltitudeFt = ft; };
+    const auto phase = [&](double state) { aircraft.nFlightState = static_cast<int>(state); };
+    const std::string fast = "var=\"IAS\" value=\"250\" method=\"greater\" ";
+    const std::string level = "var=\"altitudestd\" ";
+    const struct {
+        std::string rule;
+        std::function<void(double)> set;
+        bool init;
+        std::vector<double> samples;
         const char* fired;
-    } const cases[] = {
-        {"", {240, 260, 270, 250, 260}, "01000"},
-        {"true", {240, 260, 270, 250, 260}, "01000"},  // only "1" means multiple
-        {"1", {240, 260, 270, 250, 260}, "01001"},
-        {"1", {250, 250, 251}, "001"},  // 250 is not above 250
+    } cases[] = {
+        {fast + "multiple=\"\"", ias, false, {240, 260, 270, 250, 260}, "01000"},
+        {fast + "multiple=\"true\"", ias, false, {240, 260, 270, 250, 260}, "01000"},
+        {fast + "multiple=\"1\"", ias, false, {240, 260, 270, 250, 260}, "01001"},
+        {fast + "multiple=\"1\"", ias, false, {250, 250, 251}, "001"},  // 250 is not above
+        // "equal" fires when the value is touched or crossed between samples.
+        {level + "value=\"10000\"", altitude, true, {9990, 10010}, "01"},
+        {level + "value=\"10000\"", altitude, true, {10010, 9990}, "01"},
+        {level + "value=\"10000\"", altitude, true, {9980, 9990}, "00"},
+        {level + "value=\"10000\"", altitude, true, {10010, 10020}, "00"},
+        // Without init the crossing memory starts at 0, below the value.
+        {level + "value=\"10000\"", altitude, false, {10010, 10020}, "10"},
+        // No value compares with 0; an unknown method means equal.
+        {level + "method=\"around\"", altitude, true, {-10, 10}, "01"},
+        // Outside its phase the rule stays quiet and re-arms.
+        {fast + "flightstate=\"cruise\" multiple=\"1\"",
+         phase,
+         false,
+         {kClimb, kCruise, kCruise, kDescent, kCruise},
+         "01001"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::string("multiple=") + c.multiple);
-        load(std::string("<event text=\"Fast\" var=\"IAS\" value=\"250\" method=\"greater\" ") +
-             "multiple=\"" + c.multiple + "\"/>");
+        SCOPED_TRACE(c.rule + (c.init ? "" : " without init") + " at " +
+                     ::testing::PrintToString(c.samples));
+        aircraft.nIndicatedAirspeedKts = 300;
+        aircraft.nFlightState = 0;
+        load("<event text=\"Rule\" " + c.rule + "/>");
+        c.set(c.samples.front());
+        if (c.init) recorder->init();
         std::string fired;
-        for (int speed : c.speedsKts) {
-            aircraft.nIndicatedAirspeedKts = speed;
+        for (double sample : c.samples) {
+            c.set(sample);
             fired += step();
         }
         EXPECT_EQ(fired, c.fired);
     }
-}
-
-TEST_F(CBlackboxTest, EqualRule_firesWhenTheValueIsTouchedOrCrossedBetweenSamples) {
-    struct {
-        const char* rule;
-        bool init;
-        double firstFt, secondFt;
-        const char* fired;
-    } const cases[] = {
-        {"value=\"10000\"", true, 9990.0, 10010.0, "01"},
-        {"value=\"10000\"", true, 10010.0, 9990.0, "01"},
-        {"value=\"10000\"", true, 9980.0, 9990.0, "00"},
-        {"value=\"10000\"", true, 10010.0, 10020.0, "00"},
-        // Without init the crossing memory starts at 0, below the value.
-        {"value=\"10000\"", false, 10010.0, 10020.0, "10"},
-        // No value compares with 0; an unknown method means equal.
-        {"method=\"around\"", true, -10.0, 10.0, "01"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.rule) + " from " + std::to_string(c.firstFt) + " to " +
-                     std::to_string(c.secondFt) + (c.init ? "" : " without init"));
-        load(std::string("<event text=\"Level\" var=\"altitudestd\" ") + c.rule + "/>");
-        aircraft.dAltitudeFt = c.firstFt;
-        if (c.init) recorder->init();
-        std::string fired = step();
-        aircraft.dAltitudeFt = c.secondFt;
-        fired += step();
-        EXPECT_EQ(fired, c.fired);
-    }
-}
-
-TEST_F(CBlackboxTest, PhaseFilter_keepsTheRuleQuietOutsideItsPhase_andReArmsIt) {
-    load(
-        "<event text=\"Fast in cruise\" var=\"ias\" value=\"250\" method=\"greater\" "
-        "flightstate=\"cruise\" multiple=\"1\"/>");
-    aircraft.nIndicatedAirspeedKts = 300;
-    std::string fired;
-    for (int phase : {kClimb, kCruise, kCruise, kDescent, kCruise}) {
-        aircraft.nFlightState = phase;
-        fired += step();
-    }
-    EXPECT_EQ(fired, "01001");
 }
 
 TEST_F(CBlackboxTest, Combination_stopsAtTheFirstFalseChild_firesOnceAndReArms) {
@@ -206,37 +191,6 @@ TEST_F(CBlackboxTest, StartFlight_firesInTheFirstCycleAfterEachReset) {
     recorder->reset();
     EXPECT_TRUE(logged().empty()) << "a reset starts a new log";
     EXPECT_EQ(step(2), "10");
-}
-
-TEST_F(CBlackboxTest, DebugSwitch_describesEveryRuleAsBuilt) {
-    writeRuleFile(
-        "<blackbox debug=\"true\">"
-        "<event text=\"Lights\" sound=\"penalty.wav\" var=\"LandingLights\" "
-        "value=\"0\" flightstate=\"climb\"/>"
-        "<combination text=\"Gear\" multiple=\"1\">"
-        "<event var=\"nosuch\" value=\"250\" method=\"greater\"/></combination>"
-        "<event text=\"Home\" var=\"destination\" value=\"EDDS\" method=\"less\"/>"
-        "<startflight text=\"Hello\"/></blackbox>");
-    build();
-    const std::string lines[] = {
-        "[CEventBase] <event text=\"Lights\" sound=\"penalty.wav\" multiple=0 var=landinglights "
-        "value=0 flightstate=Climb method=equal>",
-        "[CEventCombination] <combination text=\"Gear\" sound=\"\" multiple=1>",
-        "[CEventBase] <event text=\"\" sound=\"\" multiple=0 var=ias value=250 "
-        "flightstate=Undefined method=greater>",
-        "[CEventCombination] </combination>",
-        "[CEventBase] <event text=\"Home\" sound=\"\" multiple=0 var=destination value=edds "
-        "flightstate=Undefined method=less>",
-        "[CStartFlightEvent] <startflight text=\"Hello\" sound=\"\">",
-    };
-    const std::string text = log();
-    std::size_t previous = 0;
-    for (const std::string& line : lines) {
-        const std::size_t at = text.find("Debug: " + line);
-        ASSERT_NE(at, std::string::npos) << "missing " << line << " in:\n" << text;
-        EXPECT_GT(at, previous) << line << " out of order";
-        previous = at;
-    }
 }
 
 TEST_F(CBlackboxTest, Event_recordsFlightTimeAltitudeSpeedPhaseAndText) {

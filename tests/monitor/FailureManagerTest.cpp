@@ -2,6 +2,7 @@
 // draws arm, when they fire, and what they do to the simulator and the log.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -31,14 +32,11 @@ protected:
         client.m_aircraftType.Engines = 2;
     }
     // Condition figures of engines 1 to 4, gear and hull.
-    void setCondition(float eng1, float eng2, float eng3, float eng4, float gear, float hull) {
+    void setCondition(const std::array<float, 6>& figures) {
         tTarvex_Aircrafts& a = client.m_aircraft;
-        a.StateEng1 = eng1;
-        a.StateEng2 = eng2;
-        a.StateEng3 = eng3;
-        a.StateEng4 = eng4;
-        a.StateGear = gear;
-        a.StateHull = hull;
+        float* const parts[] = {&a.StateEng1, &a.StateEng2, &a.StateEng3,
+                                &a.StateEng4, &a.StateGear, &a.StateHull};
+        for (std::size_t i = 0; i < 6; ++i) *parts[i] = figures[i];
     }
     void draw(std::vector<int> draws) {
         g_draws = std::move(draws);
@@ -56,37 +54,41 @@ protected:
     Failures::CFailureManager manager;
 };
 
-TEST_F(FailureManagerTest, WellKeptAircraft_neverFails) {
-    setCondition(100, 100, 100, 100, 100, 100);
-    // The mean is 600 / 4 = 150: no draw of at most 99.98 passes.
-    draw({9998, 9998, 9998});
-    ASSERT_EQ(manager.getFailures().size(), 6u);
-    for (std::size_t i = 0; i < 6; ++i) EXPECT_EQ(trigger(i), 0) << "failure " << i;
-    EXPECT_EQ(g_nextDraw, 1u) << "the first draw that does not pass ends the drawing";
-}
-
-TEST_F(FailureManagerTest, EachPassingDraw_armsTheFirstPartItBeats) {
-    // A worn twin: mean (60 + 60) / 4 = 30.
-    setCondition(60, 60, 0, 0, 0, 0);
-    // 70.00 arms engine 1 at half the flight; 65.00 passes engine 1 (armed)
-    // and arms engine 2 at a quarter; 20.00 does not pass the mean.
-    draw({7000, 50, 6500, 25, 2000});
-    EXPECT_EQ(trigger(0), 3600);
-    EXPECT_EQ(trigger(1), 1800);
-    EXPECT_EQ(trigger(2), 0) << "engine 3 does not exist";
-    EXPECT_EQ(trigger(4), 0) << "the gear does not exist";
-}
-
-TEST_F(FailureManagerTest, FlapsFail_fromTheHullsFigure) {
-    // Mean (100 + 100 + 100 + 40) / 4 = 85; a draw of 90 beats only the hull.
-    setCondition(100, 100, 0, 0, 100, 40);
-    draw({9000, 10, 1000});
-    EXPECT_EQ(trigger(5), 720);
-    for (std::size_t i = 0; i < 5; ++i) EXPECT_EQ(trigger(i), 0) << "failure " << i;
+TEST_F(FailureManagerTest, EachPassingDraw_armsTheFirstPartItBeats_untilADrawFailsTheMean) {
+    const struct {
+        const char* name;
+        std::array<float, 6> condition;
+        std::vector<int> draws;
+        long triggers[6];  // engines 1 to 4, gear, flaps
+        std::size_t drawsTaken;
+    } cases[] = {
+        // The mean is 600 / 4 = 150: no draw of at most 99.98 passes.
+        {"well kept", {100, 100, 100, 100, 100, 100}, {9998, 9998, 9998}, {0, 0, 0, 0, 0, 0}, 1},
+        // Mean (60 + 60) / 4 = 30: 70.00 arms engine 1 at half the flight;
+        // 65.00 passes engine 1 (armed) and arms engine 2 at a quarter; 20.00
+        // fails the mean. Engines 3 and 4 and the gear do not exist.
+        {"worn twin",
+         {60, 60, 0, 0, 0, 0},
+         {7000, 50, 6500, 25, 2000},
+         {3600, 1800, 0, 0, 0, 0},
+         5},
+        // Mean (100 + 100 + 100 + 40) / 4 = 85; 90.00 beats only the hull,
+        // whose figure fails the flaps.
+        {"worn hull", {100, 100, 0, 0, 100, 40}, {9000, 10, 1000}, {0, 0, 0, 0, 0, 720}, 3},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        setCondition(c.condition);
+        draw(c.draws);
+        ASSERT_EQ(manager.getFailures().size(), 6u);
+        for (std::size_t i = 0; i < 6; ++i) EXPECT_EQ(trigger(i), c.triggers[i]) << "failure " << i;
+        EXPECT_EQ(g_nextDraw, c.drawsTaken)
+            << "the first draw that fails the mean ends the drawing";
+    }
 }
 
 TEST_F(FailureManagerTest, ArmedFailures_fireAfterTheirTimeAndStayOn) {
-    setCondition(60, 100, 0, 0, 50, 100);
+    setCondition({60, 100, 0, 0, 50, 100});
     // Mean 310 / 4 = 77.5; 80.00 arms engine 1 at 360 s, 78.00 then the gear at
     // 6480 s; the next 78.00 beats no part, 0.10 ends the drawing.
     draw({8000, 5, 7800, 90, 7800, 10, 100});
@@ -109,7 +111,7 @@ TEST_F(FailureManagerTest, ArmedFailures_fireAfterTheirTimeAndStayOn) {
 }
 
 TEST_F(FailureManagerTest, TriggerTimeZero_neverFires_andANewFlightStartsClean) {
-    setCondition(60, 60, 0, 0, 0, 0);
+    setCondition({60, 60, 0, 0, 0, 0});
     // The second-of-flight draw is 0: armed at 0, which means never.
     draw({7000, 0, 1000});
     manager.check(100000);

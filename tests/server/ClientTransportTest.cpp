@@ -87,8 +87,10 @@ TEST_F(ClientTransportTest, FailedOrEmptyAnswer_keepsTheEarlierRowsReadable) {
     EXPECT_NE(log().find("CClientInterface --> ID\n"), std::string::npos) << log();
 }
 
-TEST_F(ClientTransportTest, GetData_findsRowsAndRepeatedColumns_andLeavesOutputOnMiss) {
-    server.answer("DATASTART\nSUCCESS\nkey|dup|dup|empty\nA|x1|y1|\nB|x2|y2|\nDATAEND\n");
+TEST_F(ClientTransportTest,
+       GetData_findsRowsAndRepeatedColumns_convertsNumbers_andLeavesOutputOnMiss) {
+    server.answer(
+        "DATASTART\nSUCCESS\nkey|dup|dup|empty|n\nA|x1|y1||12.7\nB|x2|y2||2.5\nDATAEND\n");
     ASSERT_EQ(send(), 0);
     EXPECT_EQ(field("key", 0), "A");
     EXPECT_EQ(field("key", 1), "B");
@@ -96,6 +98,12 @@ TEST_F(ClientTransportTest, GetData_findsRowsAndRepeatedColumns_andLeavesOutputO
     EXPECT_EQ(field("dup", 1), "x2") << "the first column of a repeated name wins";
     EXPECT_EQ(field("empty", 0), "");
     EXPECT_EQ(field("missing", 0), "<none>");
+    int i = 0;
+    double d = 0.0;
+    ASSERT_EQ(client.getData("n", 0, i), 0);
+    EXPECT_EQ(i, 12) << "read as atoi would";
+    ASSERT_EQ(client.getData("n", 1, d), 0);
+    EXPECT_DOUBLE_EQ(d, 2.5);
 
     char untouched[8] = "keepme";
     EXPECT_EQ(client.getData("missing", 0, untouched, 7), -1);
@@ -110,24 +118,6 @@ TEST_F(ClientTransportTest, GetData_findsRowsAndRepeatedColumns_andLeavesOutputO
     ASSERT_EQ(send(), 0);
     ASSERT_EQ(client.getData("v", 0, exact, 3), 0);
     EXPECT_EQ(std::string(exact, 4), "abc#");
-}
-
-TEST_F(ClientTransportTest, TypedGetData_convertsLikeAtoiAndAtof) {
-    server.answer("DATASTART\nSUCCESS\ni|f|bad|lead\n12.7|2.5|abc|  -3x\nDATAEND\n");
-    ASSERT_EQ(send(), 0);
-    int i = 0;
-    double d = 0.0;
-    float f = 0.0f;
-    ASSERT_EQ(client.getData("i", 0, i), 0);
-    EXPECT_EQ(i, 12);
-    ASSERT_EQ(client.getData("f", 0, d), 0);
-    EXPECT_DOUBLE_EQ(d, 2.5);
-    ASSERT_EQ(client.getData("f", 0, f), 0);
-    EXPECT_FLOAT_EQ(f, 2.5f);
-    ASSERT_EQ(client.getData("bad", 0, i), 0);
-    EXPECT_EQ(i, 0);
-    ASSERT_EQ(client.getData("lead", 0, i), 0);
-    EXPECT_EQ(i, -3);
 }
 
 TEST(RequestCodeTest, IsDigits10_5_2OfTheLowerCaseMd5) {
@@ -210,10 +200,13 @@ TEST_F(ClientTransportTest, TrackerUpdateStillWaiting_itsThreadIsJoinedOnceTrans
     EXPECT_EQ(threadsNamed("sender-test"), 0u) << "a sender outlived joinSenders()";
 }
 
-TEST_F(ClientTransportTest, SetError_storesWordAndFormatsIt) {
+TEST_F(ClientTransportTest, SetError_outsideTheKnownCodes_isBadData) {
     EXPECT_EQ(client.setError(7), 7);
-    EXPECT_STREQ(client.getLastMessage(), "WRONG CODE");
     EXPECT_STREQ(client.getRequestText(), "WRONG CODE(7)");
+    for (int code : {-1, 11}) {
+        EXPECT_EQ(client.setError(code), 4) << code;
+        EXPECT_STREQ(client.getLastMessage(), "Bad data from website") << code;
+    }
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -18,12 +17,6 @@
 #include "TestSupport.h"
 
 namespace quelby_test {
-
-template <std::size_t N>
-void put(char (&field)[N], const char* text) {
-    std::memset(field, 0, N);
-    std::memcpy(field, text, std::min(N, std::strlen(text)));
-}
 
 // The sealed report file with one hexadecimal digit of the report record
 // changed, chosen so that the change alters the file's code (the code holds
@@ -53,26 +46,26 @@ protected:
     // Booked EDDF to EGLL, 2000 distance, 120 min, multiplier 4, landed at
     // EGLL after 1.45 h with 100 passengers and 7000 kg of cargo.
     void bookNormalFlight() {
-        put(client.m_pilot.ID, "12");
-        put(client.m_pilot.Name, "Anna");
-        put(client.m_pilot.Surname, "Berg");
-        put(client.m_pilot.VA_User, "QBY012");
-        put(client.m_virtualAirline.ID, "3");
-        put(client.m_virtualAirline.Name, "Quelby Air");
+        setRecordText(client.m_pilot.ID, "12");
+        setRecordText(client.m_pilot.Name, "Anna");
+        setRecordText(client.m_pilot.Surname, "Berg");
+        setRecordText(client.m_pilot.VA_User, "QBY012");
+        setRecordText(client.m_virtualAirline.ID, "3");
+        setRecordText(client.m_virtualAirline.Name, "Quelby Air");
         client.m_virtualAirline.Pilotcharge = 10;
-        put(client.m_route.Number, "QB123");
-        put(client.m_route.Arr, "EGLL");
-        put(client.m_route.Price, "150");
-        put(client.m_route.FlightType, "0");
-        put(client.m_log.AC_ID, "77");
-        put(client.m_log.Departure, "EDDF");
-        put(client.m_log.Arrival, "EGLL");
-        put(client.m_log.Dist, "2000");
-        put(client.m_log.Duration, "120");
-        put(client.m_log.Multiplier, "4");
-        put(client.m_log.FlightType, "0");
+        setRecordText(client.m_route.Number, "QB123");
+        setRecordText(client.m_route.Arr, "EGLL");
+        setRecordText(client.m_route.Price, "150");
+        setRecordText(client.m_route.FlightType, "0");
+        setRecordText(client.m_log.AC_ID, "77");
+        setRecordText(client.m_log.Departure, "EDDF");
+        setRecordText(client.m_log.Arrival, "EGLL");
+        setRecordText(client.m_log.Dist, "2000");
+        setRecordText(client.m_log.Duration, "120");
+        setRecordText(client.m_log.Multiplier, "4");
+        setRecordText(client.m_log.FlightType, "0");
         client.m_log.Timestamp = 1700000000;
-        put(client.m_aircraft.Type, "A320");
+        setRecordText(client.m_aircraft.Type, "A320");
         client.m_aircraft.StateEng1 = client.m_aircraft.StateEng2 = 100.0f;
         client.m_aircraft.StateEng3 = client.m_aircraft.StateEng4 = 100.0f;
         client.m_aircraft.StateGear = client.m_aircraft.StateHull = 100.0f;
@@ -82,7 +75,7 @@ protected:
         client.m_aircraft.FuelMult = 2.0f;
         client.m_aircraftType.Price = 100000;
         client.m_aircraftType.Ticket = 1.5;
-        put(client.m_report.Fuelprice, "0.5");
+        setRecordText(client.m_report.Fuelprice, "0.5");
         client.m_report.Simrate = 1;
         client.m_report.DepartureTime = 1000.0;
 

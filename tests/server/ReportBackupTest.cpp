@@ -12,8 +12,6 @@
 
 namespace {
 
-using quelby_test::put;
-
 std::string configValue(const char* key) {
     char value[16] = {0};
     CIniParser::instance()->getStringFromConfig("report", key, value, sizeof(value));
@@ -31,10 +29,10 @@ struct NextRun {
     NextRun() {
         CSingleton<CIniParser>::destroyInstance();
         client.setHost("127.0.0.1:1");
-        put(client.m_pilot.ID, "12");
-        put(client.m_pilot.Name, "Anna");
-        put(client.m_pilot.Surname, "Berg");
-        put(client.m_pilot.VA_User, "QBY012");
+        setRecordText(client.m_pilot.ID, "12");
+        setRecordText(client.m_pilot.Name, "Anna");
+        setRecordText(client.m_pilot.Surname, "Berg");
+        setRecordText(client.m_pilot.VA_User, "QBY012");
     }
     CClientInterface client;
     CFlightSimulatorInterfaceUsingXpsdk simulator{nullptr};
@@ -53,7 +51,7 @@ protected:
     }
 };
 
-TEST_F(ReportBackupTest, NoConnection_leavesABackupSealedByItsCode) {
+TEST_F(ReportBackupTest, NoConnection_leavesABackupSealedByItsCode_untilItIsDeleted) {
     endFlightWithoutUpload();
 
     EXPECT_NE(log().find("Not able to upload Report! No Connection to Database!"),
@@ -64,6 +62,13 @@ TEST_F(ReportBackupTest, NoConnection_leavesABackupSealedByItsCode) {
     EXPECT_EQ(configValue("Code"), report.calcBackupCode());
     EXPECT_TRUE(report.isBackupReport());
     EXPECT_TRUE(report.checkBackupCode());
+
+    ASSERT_EQ(report.deleteBackup(), 1);
+    EXPECT_EQ(configValue("Backup"), "0");
+    EXPECT_EQ(configValue("Code"), "0");
+    EXPECT_EQ(reportFile().find("Tarvex_Reports"), std::string::npos);
+    NextRun next;
+    EXPECT_FALSE(next.report.isBackupReport());
 }
 
 TEST_F(ReportBackupTest, Code_isTakenFromTwoDigitsOfTheFilesMd5) {
@@ -136,17 +141,6 @@ TEST_F(ReportBackupTest, SecondFailure_replacesTheFirstBackupWhole) {
     EXPECT_TRUE(report.checkBackupCode());
 }
 
-TEST_F(ReportBackupTest, Delete_dropsTheBackupAndItsMark) {
-    endFlightWithoutUpload();
-    ASSERT_EQ(report.deleteBackup(), 1);
-
-    EXPECT_EQ(configValue("Backup"), "0");
-    EXPECT_EQ(configValue("Code"), "0");
-    EXPECT_EQ(reportFile().find("Tarvex_Reports"), std::string::npos);
-    NextRun next;
-    EXPECT_FALSE(next.report.isBackupReport());
-}
-
 // --- a crash while sealing: the process ends after a step reached the disk
 
 int g_crashAfterStep = 0;
@@ -177,11 +171,11 @@ TEST_F(ReportBackupTest, CrashWhileSealing_leavesThePreviousOrTheNewBackupValid)
         NextRun first;
         first.report.deleteBackup();
         first.client.m_report = client.m_report;
-        put(first.client.m_report.Rating, "A");
+        setRecordText(first.client.m_report.Rating, "A");
         if (c.previousBackup) {
             ASSERT_EQ(first.report.createBackup(), 1);
         }
-        put(first.client.m_report.Rating, "B");
+        setRecordText(first.client.m_report.Rating, "B");
         // The child process writes and dies; this one has no settings in
         // memory that could overwrite what the child left.
         CSingleton<CIniParser>::destroyInstance();

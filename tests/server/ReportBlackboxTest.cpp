@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "CBlackbox.h"
+#include "CFlightState.h"
 #include "DemoLogin.h"
 #include "FinishedFlightTest.h"
 #include "testbed/Website.h"
@@ -15,16 +16,13 @@ namespace {
 
 using Blackbox::tDataRecord;
 
-constexpr int kDescent = 7;
-constexpr int kLanded = 3;
-
 // Two events of a flight: the record's time, speed and phase at each.
 void recordTwoEvents(Blackbox::CBlackbox& blackbox, tagAircraftData& aircraft) {
-    aircraft.nFlightState = kDescent;
+    aircraft.nFlightState = CFlightState::stringToState("descent");
     aircraft.dFlightTimeS = 5000.0;
     aircraft.nIndicatedAirspeedKts = 160;
     blackbox.executeEvent("Gear up below 1000 ft AGL in the descent", "");
-    aircraft.nFlightState = kLanded;
+    aircraft.nFlightState = CFlightState::stringToState("landed");
     aircraft.dFlightTimeS = 5100.0;
     aircraft.nIndicatedAirspeedKts = 130;
     blackbox.executeEvent("Touchdown", "");
@@ -72,10 +70,10 @@ TEST_F(ReportBlackboxTest, Upload_sendsTheEventsAfterTheReport_thenTheLogIsEmpty
     ASSERT_TRUE(site.start());
     site.seedDemo();
     quelby_test::logInAsDemoPilot(client, site);
-    quelby_test::put(client.m_report.Number, recordText(client.m_route.Number).c_str());
-    quelby_test::put(client.m_report.Dep, "EDDF");
-    quelby_test::put(client.m_report.Arr, "EDDS");
-    quelby_test::put(client.m_report.Multiplier, "1");
+    setRecordText(client.m_report.Number, recordText(client.m_route.Number).c_str());
+    setRecordText(client.m_report.Dep, "EDDF");
+    setRecordText(client.m_report.Arr, "EDDS");
+    setRecordText(client.m_report.Multiplier, "1");
 
     Blackbox::CBlackbox blackbox(nullptr, &simulator.m_aircraftData, &client);
     recordTwoEvents(blackbox, simulator.m_aircraftData);

@@ -9,8 +9,19 @@
 
 namespace {
 
-using ReportCreateTest = quelby_test::FinishedFlightTest;
-using quelby_test::put;
+class ReportCreateTest : public quelby_test::FinishedFlightTest {
+protected:
+    // A flight that earns nothing still pays crew 750 (100 x 5 x 1.5) and
+    // fuel 1234 (2000 x 0.5 x 1.234).
+    void expectEarnedNothing() {
+        EXPECT_EQ(recordText(r.Cargo), "0");
+        EXPECT_EQ(recordText(r.Ticket), "0");
+        EXPECT_EQ(r.Crew, 750);
+        EXPECT_EQ(r.Bonus, 0);
+        EXPECT_EQ(r.Salary, 0);
+        EXPECT_EQ(r.Profit, -1984);
+    }
+};
 
 TEST_F(ReportCreateTest, NormalFlight_earnsTicketsCargoBonusAndSalary) {
     create();
@@ -30,7 +41,6 @@ TEST_F(ReportCreateTest, NormalFlight_earnsTicketsCargoBonusAndSalary) {
     EXPECT_EQ(recordText(r.Arr), "EGLL");
     EXPECT_EQ(recordText(r.Arrtime), "1430");
     EXPECT_EQ(recordText(r.Loc_Arrtime), "1530");
-    EXPECT_DOUBLE_EQ(r.ArrivalTime, 6220.0);
     // 5220 s / 3600 = 1.45 h; as a float 1.4500000477 rounds up to "1.5"
     // (the double 1.4499999999999999556 would give "1.4").
     EXPECT_EQ(recordText(r.Hours), "1.5");
@@ -43,6 +53,10 @@ TEST_F(ReportCreateTest, NormalFlight_earnsTicketsCargoBonusAndSalary) {
     EXPECT_EQ(recordText(r.Multiplier), "4");
     EXPECT_EQ(recordText(r.FlightType), "0");
     EXPECT_EQ(recordText(r.OS), CClientConfig::instance()->getOS().substr(0, 4));
+    EXPECT_EQ(recordText(r.Cargo_kg), "7000");
+    EXPECT_EQ(recordText(r.Rating), "100");
+    EXPECT_EQ(recordText(r.Ratingreasons), "");
+    EXPECT_DOUBLE_EQ(r.ArrivalTime, 6220.0);
     EXPECT_NE(log().find("FlightTimer.dArriveSeconds = 6220"), std::string::npos) << log();
 
     // Wear, k = sqrt(4) / 10 = 0.2: gear 100 - 300 * 0.001 * 0.2 = 99.94;
@@ -56,7 +70,7 @@ TEST_F(ReportCreateTest, NormalFlight_earnsTicketsCargoBonusAndSalary) {
     EXPECT_NEAR(client.m_aircraft.StateHull, 99.826f, 1e-4);
     EXPECT_EQ(client.m_aircraft.Value, 99938);
 
-    // Fuel: bought 5000 - 3000 = 2000, used 5000 - 1500 = 3500.
+    // Fuel: bought 5000 - 3000, used 5000 - 1500.
     EXPECT_EQ(recordText(r.Fuel_Bought), "2000");
     EXPECT_EQ(recordText(r.Fuel_Used), "3500");
     EXPECT_EQ(r.Fuel_Dep, 5000);
@@ -70,7 +84,6 @@ TEST_F(ReportCreateTest, NormalFlight_earnsTicketsCargoBonusAndSalary) {
     // = 0.3429606; G = e^-1 * 0.8 + 0.2 = 0.4943036; 7000 * 0.4943036 / 100 *
     // 0.3429606 * 2000 = 23733.73 -> 23733.
     EXPECT_EQ(recordText(r.Cargo), "23733");
-    EXPECT_EQ(recordText(r.Cargo_kg), "7000");
     // Crew 100 * 5 * 1.5 = 750; fuel 2000 * 0.5 * 1.234 = 1234.
     // R = 150 * 100 * 1.5 - 750 - 1234 + 23733 = 44249; bonus 44249 * 0.2 =
     // 8849.8 -> 8849; R2 = 53098; salary 53098 * 10 / 100 = 5309.8 -> 5309;
@@ -79,36 +92,27 @@ TEST_F(ReportCreateTest, NormalFlight_earnsTicketsCargoBonusAndSalary) {
     EXPECT_EQ(r.Bonus, 8849);
     EXPECT_EQ(r.Salary, 5309);
     EXPECT_EQ(r.Profit, 47789);
-
-    EXPECT_EQ(recordText(r.Rating), "100");
-    EXPECT_EQ(recordText(r.Ratingreasons), "");
     EXPECT_EQ(client.m_virtualAirline.Reputation, 1);
 }
 
 TEST_F(ReportCreateTest, Diversion_earnsNothingButStillPaysCrewAndFuel) {
     client.m_airports.add("EGKK", 51.1481, -0.1903, 0.5);
-    simulator.m_aircraftData.dLatitude = 51.1481;
-    simulator.m_aircraftData.dLongitude = -0.1903;
+    facts.dLatitude = 51.1481;
+    facts.dLongitude = -0.1903;
     create();
 
     EXPECT_EQ(recordText(r.Arr), "EGKK");
-    EXPECT_EQ(recordText(r.Cargo), "0");
+    expectEarnedNothing();
     EXPECT_EQ(recordText(r.Cargo_kg), "7000");
-    EXPECT_EQ(recordText(r.Ticket), "0");
     EXPECT_EQ(recordText(client.m_route.Price), "0");
-    // 0 - crew 750 - fuel 1234 + 0 = -1984.
-    EXPECT_EQ(r.Crew, 750);
-    EXPECT_EQ(r.Profit, -1984);
-    EXPECT_EQ(r.Bonus, 0);
-    EXPECT_EQ(r.Salary, 0);
     EXPECT_EQ(recordText(r.Rating), "100");
 }
 
 TEST_F(ReportCreateTest, FuelCost_isWorkedOutInSinglePrecision) {
     // A diversion, so that the profit is the crew and fuel cost alone.
-    put(client.m_route.Arr, "EGKK");
+    setRecordText(client.m_route.Arr, "EGKK");
     facts.nFuelDepartureKg = 3000 + 18349;
-    put(client.m_report.Fuelprice, "0.75");
+    setRecordText(client.m_report.Fuelprice, "0.75");
     create();
 
     // 18349 * 0.75 * 1.234 = 16981.9995 exactly; in single precision 18349 *
@@ -121,26 +125,22 @@ TEST_F(ReportCreateTest, FuelCost_isWorkedOutInSinglePrecision) {
 
 TEST_F(ReportCreateTest, Crash_losesFuelAndReputationWithoutLookingUpTheAirport) {
     // A lookup would find EGLL in the cache and overwrite Arr.
-    put(client.m_report.Arr, "EDDF");
-    simulator.m_aircraftData.nFlightState = CReport::kFlightStateCrashed;
+    setRecordText(client.m_report.Arr, "EDDF");
+    facts.nFlightState = CReport::kFlightStateCrashed;
     simulator.setCrashed();
     report.addPenalty(2);
     create();
 
     EXPECT_EQ(recordText(r.Arr), "EDDF");
-    // The wreck is a total loss: every part at 0, worth nothing.
+    // The wreck is a total loss: every part at 0, worth nothing, no fuel left.
     EXPECT_EQ(client.m_aircraft.StateEng1, 0.0f);
     EXPECT_EQ(client.m_aircraft.StateGear, 0.0f);
     EXPECT_EQ(client.m_aircraft.StateHull, 0.0f);
     EXPECT_EQ(client.m_aircraft.Value, 0);
     EXPECT_EQ(client.m_aircraft.FuelAfter, 0);
     EXPECT_NE(log().find("Arrival fuel set to 0, crash detected"), std::string::npos) << log();
-    // Used 5000 - 0.
     EXPECT_EQ(recordText(r.Fuel_Used), "5000");
-    EXPECT_EQ(recordText(r.Cargo), "0");
-    EXPECT_EQ(recordText(r.Ticket), "0");
-    EXPECT_EQ(r.Profit, -1984);
-    EXPECT_EQ(r.Salary, 0);
+    expectEarnedNothing();
     // 100 - 50; 1 - 20.
     EXPECT_EQ(recordText(r.Rating), "50");
     EXPECT_EQ(recordText(r.Ratingreasons), "crashed | ");
@@ -152,10 +152,7 @@ TEST_F(ReportCreateTest, ExhaustedFuel_atTheBookedAirport_earnsNothing) {
     create();
 
     EXPECT_EQ(recordText(r.Arr), "EGLL");
-    EXPECT_EQ(recordText(r.Cargo), "0");
-    EXPECT_EQ(recordText(r.Ticket), "0");
-    EXPECT_EQ(r.Profit, -1984);
-    EXPECT_EQ(r.Bonus, 0);
+    expectEarnedNothing();
     // 100 - 15; 1 - 5.
     EXPECT_EQ(recordText(r.Rating), "85");
     EXPECT_EQ(recordText(r.Ratingreasons), "exhausted fuel supply | ");
@@ -163,9 +160,9 @@ TEST_F(ReportCreateTest, ExhaustedFuel_atTheBookedAirport_earnsNothing) {
 }
 
 TEST_F(ReportCreateTest, PositioningFlight_pilotPaysTheFuelAndIsNotRated) {
-    put(client.m_log.FlightType, "2");
-    put(client.m_log.Arrival, "EGKK");
-    put(client.m_report.Fuelprice, "0.45");
+    setRecordText(client.m_log.FlightType, "2");
+    setRecordText(client.m_log.Arrival, "EGKK");
+    setRecordText(client.m_report.Fuelprice, "0.45");
     report.addPenalty(0);
     create();
 
@@ -201,7 +198,7 @@ TEST_F(ReportCreateTest, ManyPenalties_driveTheRatingBelowZero) {
 TEST_F(ReportCreateTest, TicketFactorOfZeroOrLess_countsAsOne) {
     for (const double ticket : {0.0, -2.0}) {
         client.m_aircraftType.Ticket = ticket;
-        put(client.m_route.Price, "150");
+        setRecordText(client.m_route.Price, "150");
         create();
         // Crew 100 * 5 = 500; R = 15000 - 500 - 1234 + 23733 = 36999; bonus
         // 7399.8 -> 7399; R2 = 44398; salary 4439.8 -> 4439; profit 39959.
@@ -254,8 +251,8 @@ TEST_F(ReportCreateTest, FuelMultiplier_blendsOldAndNewFuelByWhichIsHigher) {
     };
     for (const auto& c : cases) {
         client.m_aircraft.FuelMult = c.oldMult;
-        put(client.m_log.Multiplier, c.logMultiplier);
-        put(client.m_route.FlightType, c.routeFlightType);
+        setRecordText(client.m_log.Multiplier, c.logMultiplier);
+        setRecordText(client.m_route.FlightType, c.routeFlightType);
         client.m_aircraft.FuelBooked = c.bookedKg;
         client.m_aircraft.FuelAfter = c.afterKg;
         create();
@@ -278,8 +275,8 @@ TEST_F(ReportCreateTest, CargoRevenue_aroundDistance1000) {
         {"1000", 0, "0"},
     };
     for (const auto& c : cases) {
-        put(client.m_log.Dist, c.dist);
-        put(client.m_route.Price, "150");
+        setRecordText(client.m_log.Dist, c.dist);
+        setRecordText(client.m_route.Price, "150");
         facts.nCargoKg = c.cargoKg;
         create();
         EXPECT_EQ(recordText(r.Cargo), c.revenue) << c.dist << " " << c.cargoKg;

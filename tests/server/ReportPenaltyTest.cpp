@@ -1,5 +1,5 @@
 // The report's penalty slots: the catalogue of texts, events and deductions,
-// raising twice, unknown kinds, the refuelling warning and the reset.
+// the refuelling warning, raising twice, unknown kinds and the reset.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -46,7 +46,7 @@ TEST_F(ReportPenaltyTest, EachKind_raisesItsSlotWithTheCatalogueEntry) {
     for (const auto& entry : catalogue) {
         SCOPED_TRACE("kind " + std::to_string(entry.kind));
         CReport report;
-        EXPECT_EQ(report.addPenalty(entry.kind), 1);
+        EXPECT_EQ(report.addPenalty(entry.kind, 5000, 5200), 1);
 
         EXPECT_TRUE(report.isPenalty(entry.kind));
         const struct_penalty* slot = report.getPenalty(entry.kind);
@@ -62,6 +62,11 @@ TEST_F(ReportPenaltyTest, EachKind_raisesItsSlotWithTheCatalogueEntry) {
             }
         }
     }
+    // Only the refuelling logs the fuel before and after, as a warning.
+    const std::string warning = "Warn: [CReport] Inflight refueling recongnized: 5000 -> 5200";
+    const std::size_t at = log().find(warning);
+    EXPECT_NE(at, std::string::npos) << log();
+    EXPECT_EQ(log().find(warning, at + 1), std::string::npos) << log();
 }
 
 TEST_F(ReportPenaltyTest, UnknownKind_changesNoSlotAndReturnsOne) {
@@ -94,33 +99,10 @@ TEST_F(ReportPenaltyTest, RaisedTwice_countsOnceAndOneDeleteClearsIt) {
     EXPECT_FALSE(report.isPenalty(4));
 }
 
-TEST_F(ReportPenaltyTest, Refueling_logsTheFuelBeforeAndAfterAsWarning) {
-    CReport report;
-    report.addPenalty(9, 5000, 5200);
-
-    EXPECT_NE(log().find("Warn: [CReport] Inflight refueling recongnized: 5000 -> 5200"),
-              std::string::npos)
-        << log();
-}
-
-TEST_F(ReportPenaltyTest, ResetCReport_emptiesEveryRaisedSlot) {
-    CReport report;
-    for (int kind = 0; kind <= 9; ++kind) {
-        report.addPenalty(kind);
-    }
-    report.resetCReport();
-
-    for (int slot = 0; slot < CReport::kNumPenaltySlots; ++slot) {
-        EXPECT_FALSE(report.isPenalty(slot)) << "slot " << slot;
-        EXPECT_TRUE(isEmptySlot(*report.getPenalty(slot))) << "slot " << slot;
-    }
-    report.addPenalty(2);
-    EXPECT_TRUE(report.isPenalty(2)) << "a reset report takes new penalties";
-}
-
-TEST_F(ReportPenaltyTest, ResetCReport_startsTheFlightsRecordsAgainButKeepsTheLogin) {
+TEST_F(ReportPenaltyTest, ResetCReport_emptiesEverySlotAndTheFlightsRecords_butKeepsTheLogin) {
     CClientInterface client;
     CReport report(nullptr, &client);
+    for (int kind = 0; kind <= 9; ++kind) report.addPenalty(kind);
     std::strcpy(client.m_pilot.ID, "12");
     std::strcpy(client.m_pilot.User, "demo");
     std::strcpy(client.m_pilot.Password, "fe01ce2a7fbac8fafaed7c982a04e229");
@@ -128,12 +110,18 @@ TEST_F(ReportPenaltyTest, ResetCReport_startsTheFlightsRecordsAgainButKeepsTheLo
     std::strcpy(client.m_report.Rating, "85");
     report.resetCReport();
 
+    for (int slot = 0; slot < CReport::kNumPenaltySlots; ++slot) {
+        EXPECT_FALSE(report.isPenalty(slot)) << "slot " << slot;
+        EXPECT_TRUE(isEmptySlot(*report.getPenalty(slot))) << "slot " << slot;
+    }
     EXPECT_EQ(recordText(client.m_pilot.ID), "");
     EXPECT_EQ(recordText(client.m_pilot.User), "demo");
     EXPECT_EQ(recordText(client.m_pilot.Password), "fe01ce2a7fbac8fafaed7c982a04e229");
     EXPECT_EQ(recordText(client.m_virtualAirline.Name), "");
     EXPECT_EQ(recordText(client.m_report.Rating), "");
     EXPECT_EQ(recordText(client.m_report.ReportId), "0");
+    report.addPenalty(2);
+    EXPECT_TRUE(report.isPenalty(2)) << "a reset report takes new penalties";
 }
 
 }  // namespace

@@ -98,7 +98,7 @@ TEST_F(ReportTrackerTest, TrackerStep_writesDecimalPointsWhateverTheLocale) {
     EXPECT_EQ(field(site.trackerUpdates().at(0), "Lon"), "8.570556");
 }
 
-TEST_F(ReportTrackerTest, PositionEntries_nearTheGroundWaitForTheReportWithTheirNumbers) {
+TEST_F(ReportTrackerTest, PositionEntries_nearTheGround_followTheUploadedReportWithTheirNumbers) {
     report.resetPositionLog();
     struct {
         int phase, heightAglFt;
@@ -127,19 +127,18 @@ TEST_F(ReportTrackerTest, PositionEntries_nearTheGroundWaitForTheReportWithTheir
     EXPECT_EQ(kept[0].Heading, 249);
     EXPECT_EQ(kept[0].Altitude, 364);
 
-    // The numbers in the order the site received them.
-    auto ids = [this] {
-        std::string text;
-        for (const testbed::ReceivedRequest& request : site.requests("writepositionlog")) {
-            for (const auto& pair : request.fields) {
-                if (pair.first == "PositionId") text += pair.second + " ";
-            }
+    // The kept entries follow the uploaded report, in the order they were numbered.
+    ASSERT_EQ(report.writeReport(false), 1);
+    EXPECT_NE(log().find("Report uploaded successfully."), std::string::npos);
+    std::string order;
+    for (const testbed::ReceivedRequest& request : site.requests()) {
+        if (request.function == "writereport") order += "report ";
+        if (request.function != "writepositionlog") continue;
+        for (const auto& pair : request.fields) {
+            if (pair.first == "PositionId") order += pair.second + " ";
         }
-        return text;
-    };
-    EXPECT_EQ(ids(), "2 3 4 ");
-    report.uploadFailedPositionLogs();
-    EXPECT_EQ(ids(), "2 3 4 0 1 5 ");
+    }
+    EXPECT_EQ(order, "2 3 4 report 0 1 5 ");
     EXPECT_EQ(site.positionLogs().size(), 6u);
 }
 
@@ -168,27 +167,6 @@ TEST_F(ReportTrackerTest, ResetPositionLog_startsAgainAtZeroAndClearsTheSite) {
     EXPECT_TRUE(site.positionLogs().empty()) << "the site dropped the flight's entries";
     ASSERT_EQ(report.uploadPositionLog(), 1);
     EXPECT_EQ(client.m_position.PositionId, 0);
-}
-
-// The report upload sends the entries that waited, after the report itself.
-TEST_F(ReportTrackerTest, ReportUploaded_thenTheKeptEntriesFollow) {
-    report.resetPositionLog();
-    at(1, 0, true, 15);
-    report.uploadPositionLog();
-    report.uploadPositionLog();
-    ASSERT_EQ(report.writeReport(false), 1);
-
-    const auto requests = site.requests();
-    std::string order;
-    for (const testbed::ReceivedRequest& request : requests) {
-        if (request.function == "writereport" || request.function == "writepositionlog") {
-            order += request.function + " ";
-        }
-    }
-    EXPECT_EQ(order, "writereport writepositionlog writepositionlog ");
-    ASSERT_EQ(site.positionLogs().size(), 2u);
-    EXPECT_EQ(field(site.positionLogs()[1], "PositionId"), "1");
-    EXPECT_NE(log().find("Report uploaded successfully."), std::string::npos);
 }
 
 }  // namespace

@@ -29,23 +29,13 @@ Blackbox::tDataRecord eventRecord(int timestamp, int speed, const char* flightSt
     return record;
 }
 
-template <size_t N>
-void put(char (&field)[N], const std::string& text) {
-    std::memset(field, 0, N);
-    std::memcpy(field, text.data(), text.size() < N ? text.size() : N);
-}
-
 const char kRouteAnswer[] =
     "DATASTART\nSUCCESS\n"
-    "r_ID|r_Dep|r_Arr|r_Number|r_FlightType|r_Simrate|l_ID|l_Departure|l_Arrival|l_Passengers|l_"
-    "Cargo|"
-    "l_Multiplier|a_Fuel|a_FuelMult|a_Type|a_StateEng1|v_Reputation|v_Multiplier|v_Name|d_MTOW|d_"
-    "DOW|"
-    "d_Engines|d_Ticket|ad_lat|ad_lon|ad_fuel|aa_lat|aa_lon|aa_fuel\n"
-    "12|EDDF|EDDS|QB101|0|2|345|EDDF|EDDS|120|2000|4|1000|2|A320|99.5|70|%s|Quelby "
-    "Air|78000|42600|2|"
-    "1.5|50.0333|8.5706|1.10|48.6899|9.2220|1.20\n"
-    "DATAEND\n";
+    "r_ID|r_Dep|r_Arr|r_Number|r_FlightType|r_Simrate|l_ID|l_Departure|l_Arrival|l_Passengers|"
+    "l_Cargo|l_Multiplier|a_Fuel|a_FuelMult|a_Type|a_StateEng1|v_Reputation|v_Multiplier|"
+    "v_Name|d_MTOW|d_DOW|d_Engines|d_Ticket|ad_lat|ad_lon|ad_fuel|aa_lat|aa_lon|aa_fuel\n"
+    "12|EDDF|EDDS|QB101|0|2|345|EDDF|EDDS|120|2000|4|1000|2|A320|99.5|70|%s|Quelby Air|78000|"
+    "42600|2|1.5|50.0333|8.5706|1.10|48.6899|9.2220|1.20\nDATAEND\n";
 
 class ServerFunctionsTest : public ::testing::Test {
 protected:
@@ -53,8 +43,8 @@ protected:
         CSingleton<CIniParser>::destroyInstance();
         client.setHost(server.host());
         client.setLoginData("pilot1", "secret");
-        put(client.m_pilot.User, "P-USER");
-        put(client.m_pilot.Password, "P-PASS");
+        setRecordText(client.m_pilot.User, "P-USER");
+        setRecordText(client.m_pilot.Password, "P-PASS");
     }
     void TearDown() override { CSingleton<CIniParser>::destroyInstance(); }
     std::string ts() const { return std::to_string(client.getInternTs()); }
@@ -62,11 +52,17 @@ protected:
     static std::string withCode(const std::string& text) {
         return text + "&code=" + CClientInterface::calcCode(text.c_str());
     }
-    void answerRoute(const char* airlineMultiplier) {
+    // The route answer with the airline's multiplier, and optionally one part
+    // of it replaced.
+    void answerRoute(const char* airlineMultiplier, const std::string& part = "",
+                     const std::string& replacement = "") {
+        std::string answer = kRouteAnswer;
+        if (!part.empty()) answer.replace(answer.find(part), part.size(), replacement);
         char text[2048];
-        std::snprintf(text, sizeof(text), kRouteAnswer, airlineMultiplier);
+        std::snprintf(text, sizeof(text), answer.c_str(), airlineMultiplier);
         server.answer(text);
     }
+    std::string log() const { return quelby_test::readFile(folder.file("quelby_debug.txt")); }
 
     quelby_test::ScratchFolder folder{"quelby-functions"};
     quelby_test::LogInto logInto{folder.path()};
@@ -120,14 +116,13 @@ TEST_F(ServerFunctionsTest, ReadingRequests_sendTheirExactTexts) {
 TEST_F(ServerFunctionsTest, ZeroPilotId_isSuccessWithAWarning) {
     server.answer("DATASTART\nSUCCESS\nID|Name\n0|Nobody\nDATAEND\n");
     EXPECT_EQ(client.readPilot(), 0);
-    const std::string log = quelby_test::readFile(folder.file("quelby_debug.txt"));
-    EXPECT_NE(log.find("Warn: [CClientInterface] Failed to read Pilot Data"), std::string::npos)
-        << log;
+    EXPECT_NE(log().find("Warn: [CClientInterface] Failed to read Pilot Data"), std::string::npos)
+        << log();
 }
 
 TEST_F(ServerFunctionsTest, WritingRequests_carryTheirCodeAndCredentials) {
-    put(client.m_route.FlightType, "0");
-    put(client.m_log.ID, "345");
+    setRecordText(client.m_route.FlightType, "0");
+    setRecordText(client.m_log.ID, "345");
     server.answer("DATASTART\nSUCCESS\nDATAEND\n");
     ASSERT_EQ(client.resetFlight(), 0);
     EXPECT_EQ(server.lastBody(),
@@ -138,7 +133,7 @@ TEST_F(ServerFunctionsTest, WritingRequests_carryTheirCodeAndCredentials) {
                                           "&logid=345&user=pilot1&pass=secret&intern_ts=" + ts()));
 
     client.m_position = {1700000100, 8.5f, 50.25f, 270, 12000, 364, 310, 5400, 1, 3};
-    put(client.m_report.ReportId, "0");
+    setRecordText(client.m_report.ReportId, "0");
     EXPECT_EQ(client.writePositionLog(), 1);
     EXPECT_EQ(
         server.lastBody(),
@@ -162,9 +157,9 @@ TEST_F(ServerFunctionsTest, WritingRequests_carryTheirCodeAndCredentials) {
 }
 
 TEST_F(ServerFunctionsTest, WriteLog_sendsOnItsOwnThread_andReturnsAtOnce) {
-    put(client.m_log.Lon, "8.57");
-    put(client.m_log.Lat, "50.03");
-    put(client.m_log.FlightState, "Taxi");
+    setRecordText(client.m_log.Lon, "8.57");
+    setRecordText(client.m_log.Lat, "50.03");
+    setRecordText(client.m_log.FlightState, "Taxi");
     client.m_aircraft.Fuel = 4200;
     server.hang(1000);
     const auto start = std::chrono::steady_clock::now();
@@ -180,55 +175,44 @@ TEST_F(ServerFunctionsTest, WriteLog_sendsOnItsOwnThread_andReturnsAtOnce) {
     EXPECT_EQ(server.lastBody(), expected);
 }
 
-TEST_F(ServerFunctionsTest, Route_fillsRecords_cachesAirports_andScalesFuel) {
-    struct Case {
+TEST_F(ServerFunctionsTest, Route_scalesTheBookedFuelByTheHigherMultiplier_unlessPositioning) {
+    const struct {
         const char* airlineMultiplier;
+        const char* flightType;
         int fuel;
+    } cases[] = {
+        // FuelMult 2: a multiplier of 4 halves the booked 1000 kg; 2 keeps it;
+        // an empty airline multiplier falls back to the log's (4).
+        {"4", "0", 500},
+        {"2", "0", 1000},
+        {"", "0", 500},
+        {"4", "2", 1000},  // a positioning flight keeps its fuel
     };
-    // FuelMult 2: a multiplier of 4 halves the booked 1000 kg; 2 keeps it; an
-    // empty airline multiplier falls back to the log's (4).
-    const Case cases[] = {{"4", 500}, {"2", 1000}, {"", 500}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.airlineMultiplier);
-        answerRoute(c.airlineMultiplier);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string("multiplier '") + c.airlineMultiplier + "', type " + c.flightType);
+        answerRoute(c.airlineMultiplier, "|QB101|0|", std::string("|QB101|") + c.flightType + "|");
         ASSERT_EQ(client.readRoute(), 0);
         EXPECT_EQ(client.m_aircraft.Fuel, c.fuel);
         EXPECT_EQ(client.m_aircraft.FuelBooked, 1000);
     }
+}
+
+TEST_F(ServerFunctionsTest, Route_fillsEveryRecord_andItsAirportsNeedNoRequest) {
+    answerRoute("4");
+    ASSERT_EQ(client.readRoute(), 0);
     EXPECT_EQ(recordText(client.m_route.Number), "QB101");
-    EXPECT_EQ(client.m_route.Simrate, 2);
     EXPECT_EQ(recordText(client.m_log.Departure), "EDDF");
     EXPECT_FLOAT_EQ(client.m_aircraft.StateEng1, 99.5f);
     EXPECT_EQ(client.m_virtualAirline.Reputation, 70);
     EXPECT_EQ(client.getBookedMtowKg(), 78000);
-    EXPECT_EQ(client.getBookedEngines(), 2);
-    EXPECT_EQ(client.getDryOperatingWeightKg(), 42600);
     EXPECT_EQ(client.getPassengers(), 120);
-    EXPECT_EQ(client.getCargoKg(), 2000);
-    EXPECT_DOUBLE_EQ(client.m_aircraftType.Ticket, 1.5);
     EXPECT_NEAR(client.m_fuelPrice, 1.10, 1e-9);
 
-    // The flight's airports are cached: their fuel price needs no request.
+    // The flight's airports are cached: the arrival's fuel price and the
+    // departure as the nearest airport, though another field is nearer.
+    client.m_airports.add("EDFE", 50.0346, 8.5900, 1.0);
     const size_t sent = server.bodies().size();
     EXPECT_FLOAT_EQ(client.readFuelPrice("EDDS"), 1.20f);
-    EXPECT_EQ(server.bodies().size(), sent);
-
-    // A positioning flight keeps its fuel.
-    std::string positioning = kRouteAnswer;
-    positioning.replace(positioning.find("|QB101|0|"), 9, "|QB101|2|");
-    char text[2048];
-    std::snprintf(text, sizeof(text), positioning.c_str(), "4");
-    server.answer(text);
-    ASSERT_EQ(client.readRoute(), 0);
-    EXPECT_EQ(client.m_aircraft.Fuel, 1000);
-}
-
-TEST_F(ServerFunctionsTest, NearestAirport_flightsOwnAirportsWin_andOthersNeedTheLimit) {
-    answerRoute("4");
-    ASSERT_EQ(client.readRoute(), 0);
-    client.m_airports.add("EDFE", 50.0346, 8.5900, 1.0);  // a field next to the departure
-    const size_t sent = server.bodies().size();
-    // 0.01 degrees from Frankfurt, nearer still to the other field.
     ASSERT_EQ(client.readClosestAirport(8.5806, 50.0333), 0);
     EXPECT_STREQ(client.m_closestAirport, "EDDF");
     EXPECT_EQ(server.bodies().size(), sent) << "a cached airport needs no request";
@@ -246,9 +230,9 @@ TEST_F(ServerFunctionsTest, NearestAirport_flightsOwnAirportsWin_andOthersNeedTh
 
 TEST_F(ServerFunctionsTest, Report_isSentWhole_evenWithEveryTextFull) {
     tTarvex_Reports& r = client.m_report;
-    put(r.Multiplier, "2.5");
+    setRecordText(r.Multiplier, "2.5");
     r.Profit = 1000;
-    put(r.Version, "v2.0.10b Plugin");
+    setRecordText(r.Version, "v2.0.10b Plugin");
     server.answer("DATASTART\nSUCCESS\nReportId\n4711\nDATAEND\n");
     ASSERT_EQ(client.writeReport(false), 1);
     const std::string body = server.lastBody();
@@ -298,32 +282,25 @@ TEST_F(ServerFunctionsTest, Report_isSentWhole_evenWithEveryTextFull) {
 // A fuel multiplier or airline multiplier no real booking has must not
 // turn into a fuel figure no int holds.
 TEST_F(ServerFunctionsTest, Route_fuelScaledBeyondAnyFigure_keepsTheBookedFuelWithALogLine) {
-    struct Case {
+    const struct {
         const char* aircraft;  // a_Fuel|a_FuelMult as the answer gives them
         const char* airlineMultiplier;
         int fuel;
-    };
-    const Case cases[] = {{"|1000|-1e30|", "4", 1000}, {"|2000000000|1e38|", "1e39", 2000000000}};
-    for (const Case& c : cases) {
+    } cases[] = {{"|1000|-1e30|", "4", 1000}, {"|2000000000|1e38|", "1e39", 2000000000}};
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.aircraft);
-        std::string answer = kRouteAnswer;
-        answer.replace(answer.find("|1000|2|A320|"), 8, c.aircraft);
-        char text[2048];
-        std::snprintf(text, sizeof(text), answer.c_str(), c.airlineMultiplier);
-        server.answer(text);
+        answerRoute(c.airlineMultiplier, "|1000|2|", c.aircraft);
         ASSERT_EQ(client.readRoute(), 0);
         EXPECT_EQ(client.m_aircraft.Fuel, c.fuel);
         EXPECT_EQ(client.m_aircraft.FuelBooked, c.fuel);
     }
-    EXPECT_NE(quelby_test::readFile(folder.file("quelby_debug.txt"))
-                  .find("is no fuel figure; the booked fuel is kept"),
-              std::string::npos);
+    EXPECT_NE(log().find("is no fuel figure; the booked fuel is kept"), std::string::npos);
 }
 
 // A restored report can hold any figures; what no int holds is sent as 0.
 TEST_F(ServerFunctionsTest, Report_figuresNoIntHolds_areSentAsZeroWithALogLine) {
     tTarvex_Reports& r = client.m_report;
-    put(r.Multiplier, "4");
+    setRecordText(r.Multiplier, "4");
     r.Profit = 2147483647;
     client.m_aircraft.FuelMult = 1e30f;
     server.answer("DATASTART\nALREADY UPLOADED\n");
@@ -331,12 +308,12 @@ TEST_F(ServerFunctionsTest, Report_figuresNoIntHolds_areSentAsZeroWithALogLine) 
     const std::string body = server.lastBody();
     EXPECT_NE(body.find("&ProfitMultiplied=0&"), std::string::npos) << body;
     EXPECT_NE(body.find("&a_FuelMult=0&"), std::string::npos) << body;
-    const std::string log = quelby_test::readFile(folder.file("quelby_debug.txt"));
-    EXPECT_NE(log.find("ProfitMultiplied 8589934588 out of range; sent as 0"), std::string::npos)
-        << log;
-    EXPECT_NE(log.find("a_FuelMult 1000000015047466219876688855040.000000 out of range"),
+    const std::string text = log();
+    EXPECT_NE(text.find("ProfitMultiplied 8589934588 out of range; sent as 0"), std::string::npos)
+        << text;
+    EXPECT_NE(text.find("a_FuelMult 1000000015047466219876688855040.000000 out of range"),
               std::string::npos)
-        << log;
+        << text;
 }
 
 }  // namespace
