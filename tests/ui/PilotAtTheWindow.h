@@ -8,11 +8,9 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "FlownFlight.h"
 #include "TestSupport.h"
@@ -54,16 +52,14 @@ protected:
         }
     }
 
-    // The settings the pilot left last time; the website is always the
-    // stand-in one.
+    // The settings the pilot left last time, with the stand-in website.
     void writeSettings(const std::string& settings = "") {
         testbed::writeClientSettings(root.path(), site.url(), settings);
     }
 
-    // The aircraft parked at the departure gate of the booked hop, held there
-    // until the flight starts.
-    void parkAtGate(double timeScale = 45.0, bool forgetParkingBrake = false) {
-        testbed::FlightDescription flight = bookedHop(timeScale);
+    // The aircraft at the booked hop's departure gate, held there until released.
+    void parkAtGate(bool forgetParkingBrake = false) {
+        testbed::FlightDescription flight = bookedHop();
         flight.forgetParkingBrake = forgetParkingBrake;
         model = std::make_unique<testbed::FlightModel>(flight);
         model->attach();
@@ -88,14 +84,13 @@ protected:
                << (model ? "\nflight: " + model->progressLine() : std::string());
     }
     bool said(const std::string& text) const {
-        for (const std::string& spoken : sim().spokenTexts()) {
+        for (const std::string& spoken : sim().spokenTexts())
             if (spoken == text) return true;
-        }
         return false;
     }
 
-    // The widget of a class (3 button, 4 text field) at a place of the
-    // window, from its top-left corner.
+    // Places are taken from the window's top-left corner; widget class 3 is a
+    // button, 4 a text field.
     XPWidgetID widgetAt(int widgetClass, int x, int y) const {
         return window.widgetAt(widgetClass, x, y);
     }
@@ -133,6 +128,15 @@ protected:
         ASSERT_TRUE(waitForText("Flying"));
     }
 
+    // From the simulator's start to the start of the booked flight.
+    void startFromTheGate(bool forgetParkingBrake = false) {
+        writeSettings();
+        parkAtGate(forgetParkingBrake);
+        loadPlugin();
+        if (!HasFatalFailure()) logIn();
+        if (!HasFatalFailure()) startBookedFlight();
+    }
+
     // Lets the aircraft go and waits for the comment screen, which the
     // client opens by itself once the aircraft stands at the gate with its
     // brake set; a pilot who forgot the brake ends the flight by hand.
@@ -140,9 +144,7 @@ protected:
         model->holdAtGate(false);
         ASSERT_TRUE(sim().runUntil([&] { return model->hasArrived(); }, 150s))
             << "the flight did not reach the gate: " << model->progressLine();
-        if (model->flight().forgetParkingBrake) {
-            press("End flight");
-        }
+        if (model->flight().forgetParkingBrake) press("End flight");
         ASSERT_TRUE(sim().runUntil([&] { return !draws("Flying"); }, 20s))
             << "the flight did not end at the gate: " << model->progressLine();
     }
@@ -153,39 +155,26 @@ protected:
                          std::chrono::milliseconds timeout = 20s) {
         return sim().runUntil([&] { return site.requests(function).size() >= count; }, timeout);
     }
+    // The first report the website received, once it came.
+    testbed::ReceivedRequest firstReport() {
+        EXPECT_TRUE(waitForRequests("writereport", 1)) << "no report arrived";
+        const auto reports = site.requests("writereport");
+        return reports.empty() ? testbed::ReceivedRequest{} : reports.front();
+    }
     std::string debugLog() const { return readFile(root.file("quelby_debug.txt")); }
     bool logged(const std::string& line) const {
         return debugLog().find(line) != std::string::npos;
     }
-    // The booked route with another load, or to another airport.
+    // Books the demo pilot on the booked route with another load, or on a
+    // copy of it to another airport.
     void book(const std::string& passengers, const std::string& cargoKg,
               const std::string& arrival = "EDDS") {
-        int routeId = 1;
-        if (arrival != "EDDS") {
-            testbed::Route route;
-            route.id = 2;
-            route.airlineId = 1;
-            route.airline = "QLB";
-            route.number = "QLB202";
-            route.departure = "EDDF";
-            route.arrival = arrival;
-            route.departureTime = "0830";
-            route.arrivalTime = "0930";
-            route.route = "DCT";
-            route.price = "150";
-            route.simrate = 4;
-            route.aircraftTypeId = 1;
-            routeId = site.addRoute(route);
-        }
-        testbed::Booking booking;
-        booking.user = "demo";
-        booking.routeId = routeId;
-        booking.aircraftId = 1;
-        booking.distanceNm = "85";
-        booking.durationMin = "45";
-        booking.passengers = passengers;
-        booking.cargoKg = cargoKg;
-        ASSERT_GT(site.book(booking), 0);
+        const int routeId = arrival == "EDDS"
+                                ? 1
+                                : site.addRoute({2, 1, "QLB", "QLB202", "EDDF", arrival, "0830",
+                                                 "0930", "DCT", "150", "", 4, "0", 1});
+        ASSERT_GT(site.book({0, "demo", routeId, 1, "85", "45", passengers, cargoKg, "1", "0", {}}),
+                  0);
     }
 
     ScratchFolder root{"quelby-pilot"};

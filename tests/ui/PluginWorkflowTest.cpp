@@ -1,6 +1,9 @@
 // Whole flights through the pilot's window of the real plug-in: login, the
 // checks before the flight, fuelling, the flight flown by the test bed's
 // flight model, the report pages, and what the stand-in website received.
+#include <string>
+#include <utility>
+
 #include "CruiseRefueller.h"
 #include "PilotAtTheWindow.h"
 
@@ -12,10 +15,13 @@ using quelby_test::writeFile;
 using namespace std::chrono_literals;
 
 std::string field(const testbed::ReceivedRequest& request, const std::string& key) {
-    for (const auto& [name, value] : request.fields) {
+    for (const auto& [name, value] : request.fields)
         if (name == key) return value;
-    }
     return "<missing>";
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
 }
 
 TEST_F(PilotAtTheWindow, BookedFlight_fromLoginToTheReportPagesAndHome) {
@@ -27,9 +33,9 @@ TEST_F(PilotAtTheWindow, BookedFlight_fromLoginToTheReportPagesAndHome) {
     EXPECT_TRUE(draws("Welcome aboard Quelby Air"));
     startBookedFlight();
     flyToTheGate();
-    EXPECT_TRUE(said("FlightState - Takeoff"));
-    EXPECT_TRUE(said("FlightState - Landed"));
-    EXPECT_TRUE(said("FlightState - On Block"));
+    for (const char* phase : {"Takeoff", "Landed", "On Block"}) {
+        EXPECT_TRUE(said(std::string("FlightState - ") + phase)) << phase;
+    }
     press("End flight");
     ASSERT_TRUE(waitForText("Report - Route"));
     EXPECT_TRUE(draws("QLB101"));
@@ -40,32 +46,24 @@ TEST_F(PilotAtTheWindow, BookedFlight_fromLoginToTheReportPagesAndHome) {
     // logged in again at home.
     ASSERT_TRUE(waitForText("Home - News"));
 
-    const auto reports = site.requests("writereport");
-    ASSERT_EQ(reports.size(), 1u);
-    const auto& report = reports.front();
-    EXPECT_EQ(field(report, "Dep"), "EDDF");
-    EXPECT_EQ(field(report, "Arr"), "EDDS");
-    EXPECT_EQ(field(report, "PAX"), "120");
-    EXPECT_EQ(field(report, "Cargo_kg"), "2000");
-    EXPECT_EQ(field(report, "FlightState"), "On Block");
-    EXPECT_EQ(field(report, "Rating"), "100");
-    EXPECT_EQ(field(report, "Interface"), "XPLM");
-    EXPECT_EQ(field(report, "SimVersion"), "XP9");
+    ASSERT_EQ(site.requests("writereport").size(), 1u);
+    const auto report = firstReport();
+    const std::pair<const char*, const char*> expected[] = {{"Dep", "EDDF"},
+                                                            {"Arr", "EDDS"},
+                                                            {"PAX", "120"},
+                                                            {"Cargo_kg", "2000"},
+                                                            {"FlightState", "On Block"},
+                                                            {"Rating", "100"},
+                                                            {"Interface", "XPLM"},
+                                                            {"SimVersion", "XP9"}};
+    for (const auto& [key, value] : expected) EXPECT_EQ(field(report, key), value) << key;
     EXPECT_LT(std::stoi(field(report, "VS")), 0) << "the touchdown was not measured";
     EXPECT_GT(std::stoi(field(report, "Fuel_TakeOff")), std::stoi(field(report, "Fuel_Land")));
 }
 
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
 TEST_F(PilotAtTheWindow, FailedUpload_keepsTheReport_refusesATamperedCopy_uploadsTheSealedOne) {
-    writeSettings();
-    parkAtGate();
     site.injectFailure("writereport", testbed::Failure::httpError(503), 1);
-    loadPlugin();
-    logIn();
-    startBookedFlight();
+    startFromTheGate();
     flyToTheGate();
     press("End flight");
     // The upload failed: the client logs in again and offers the kept report.
@@ -78,30 +76,28 @@ TEST_F(PilotAtTheWindow, FailedUpload_keepsTheReport_refusesATamperedCopy_upload
     const std::string sealed = readFile(reportFile);
     ASSERT_TRUE(contains(sealed, "Tarvex_Reports"));
 
-    // The simulator restarts with a report file changed by hand.
-    sim().unloadPlugin();
+    // The simulator restarts with a report file changed by hand, then with
+    // the sealed one: only that one is uploaded, and then it is gone.
+    const auto restartAndUpload = [&](const std::string& contents) {
+        sim().unloadPlugin();
+        writeFile(reportFile, contents);
+        loadPlugin();
+        logIn();
+        press("Upload saved Report");
+    };
     std::string tampered = sealed;
     const std::size_t digit = tampered.find_first_of("123456789", tampered.find("Tarvex_Reports"));
     tampered[digit] = tampered[digit] == '9' ? '8' : '9';
-    writeFile(reportFile, tampered);
-    loadPlugin();
-    logIn();
-    press("Upload saved Report");
+    restartAndUpload(tampered);
     ASSERT_TRUE(sim().runUntil(
         [&] {
             return logged(
-                "Backed up report could not be uploaded. Report has been illegally "
-                "modified.");
+                "Backed up report could not be uploaded. Report has been illegally modified.");
         },
         10s));
     EXPECT_EQ(site.requests("writereport").size(), 1u) << "a tampered report was uploaded";
 
-    // The sealed file is back: it is uploaded by hand and then gone.
-    sim().unloadPlugin();
-    writeFile(reportFile, sealed);
-    loadPlugin();
-    logIn();
-    press("Upload saved Report");
+    restartAndUpload(sealed);
     ASSERT_TRUE(waitForText("Home - News", 30s));
     const auto reports = site.requests("writereport");
     ASSERT_EQ(reports.size(), 2u);
@@ -111,11 +107,7 @@ TEST_F(PilotAtTheWindow, FailedUpload_keepsTheReport_refusesATamperedCopy_upload
 }
 
 TEST_F(PilotAtTheWindow, ExitDuringTheFlight_resetsTheFlightAtTheWebsite) {
-    writeSettings();
-    parkAtGate();
-    loadPlugin();
-    logIn();
-    startBookedFlight();
+    startFromTheGate();
     model->holdAtGate(false);
     sim().runFrames(60);
     press("Exit");
@@ -125,40 +117,30 @@ TEST_F(PilotAtTheWindow, ExitDuringTheFlight_resetsTheFlightAtTheWebsite) {
 }
 
 TEST_F(PilotAtTheWindow, Crash_opensTheCommentScreen_andReportsTheCrash) {
-    writeSettings();
-    parkAtGate();
-    loadPlugin();
-    logIn();
-    startBookedFlight();
+    startFromTheGate();
     model->holdAtGate(false);
     ASSERT_TRUE(sim().runUntil([&] { return model->phase() == testbed::FlightPhase::Climb; }, 60s));
     model->crash();
     // The comment screen draws nothing; its button ends the flight.
     ASSERT_TRUE(sim().runUntil([&] { return !draws("Flying"); }, 20s));
     press("End flight");
-    ASSERT_TRUE(waitForRequests("writereport", 1, 20s));
-    const auto report = site.requests("writereport").front();
-    EXPECT_TRUE(contains(field(report, "Ratingreasons"), "crash"))
-        << field(report, "Ratingreasons");
-    EXPECT_FALSE(contains(field(report, "Ratingreasons"), "parking"))
-        << "a crash does not go through the end-of-flight penalties";
+    const auto report = firstReport();
+    const std::string reasons = field(report, "Ratingreasons");
+    EXPECT_TRUE(contains(reasons, "crash")) << reasons;
+    EXPECT_FALSE(contains(reasons, "parking"))
+        << "a crash does not go through the end-of-flight penalties: " << reasons;
     EXPECT_EQ(field(report, "a_Fuel"), "0");
 }
 
 TEST_F(PilotAtTheWindow, DivertAndLandElsewhere_noWrongAirportPenalty_butTheParkingBrakeCounts) {
     book("120", "2000", "EDDM");
-    writeSettings();
-    parkAtGate(45.0, /*forgetParkingBrake=*/true);
-    loadPlugin();
-    logIn();
-    startBookedFlight();
+    startFromTheGate(/*forgetParkingBrake=*/true);
     press("Divert!");
     ASSERT_TRUE(
         sim().runUntil([&] { return said("Emergency - you can now land at any airport!"); }, 10s));
     flyToTheGate();
     press("End flight");
-    ASSERT_TRUE(waitForRequests("writereport", 1, 20s));
-    const auto report = site.requests("writereport").front();
+    const auto report = firstReport();
     const std::string reasons = field(report, "Ratingreasons");
     EXPECT_FALSE(contains(reasons, "wrong airport")) << reasons;
     EXPECT_TRUE(contains(reasons, "parking brakes")) << reasons;
@@ -174,6 +156,8 @@ TEST_F(PilotAtTheWindow, Overweight_atConfirmFlight_eachChangeIsAWayOut) {
     parkAtGate();
     loadPlugin();
     logIn();
+    // The buttons at 445,135, 445,160 and 445,235 take passengers, cargo and
+    // fuel off.
     const auto toConfirmFlight = [&](const std::string& extraFuelKg) {
         press("Fly!");
         ASSERT_TRUE(waitForText("Fuel Up"));
@@ -183,28 +167,33 @@ TEST_F(PilotAtTheWindow, Overweight_atConfirmFlight_eachChangeIsAWayOut) {
         ASSERT_TRUE(sim().runUntil([&] { return buttonShownAt(445, 135); }, 10s));
         EXPECT_FALSE(buttonShown("Fly!")) << "an overweight aircraft was offered the start";
     };
-    const auto backHome = [&] {
-        press("Back");
-        ASSERT_TRUE(sim().runUntil([&] { return buttonShown("Fuel Up!"); }, 10s));
+    const auto backHome = [&](bool fromConfirmFlight) {
+        if (fromConfirmFlight) {
+            press("Back");
+            ASSERT_TRUE(sim().runUntil([&] { return buttonShown("Fuel Up!"); }, 10s));
+        }
         press("Back");
         ASSERT_TRUE(waitForText("Home - News"));
+    };
+    const auto offersTheStart = [&] {
+        return sim().runUntil([&] { return buttonShown("Fly!"); }, 10s);
     };
     ASSERT_TRUE(waitForText("Home - News"));
 
     // Fewer passengers: (78000 - 42600 - 5000 - 3000) / 102 = 268 fit.
     toConfirmFlight("");
     pressAt(445, 135);
-    ASSERT_TRUE(sim().runUntil([&] { return buttonShown("Fly!"); }, 10s));
+    ASSERT_TRUE(offersTheStart());
     EXPECT_FALSE(buttonShownAt(445, 160));
     EXPECT_FALSE(buttonShownAt(445, 235));
-    backHome();
+    backHome(true);
 
     // Less cargo: 78000 - 42600 - 300 x 102 - 3000 = 1800 kg fit.
     toConfirmFlight("");
     pressAt(445, 160);
-    ASSERT_TRUE(sim().runUntil([&] { return buttonShown("Fly!"); }, 10s));
+    ASSERT_TRUE(offersTheStart());
     EXPECT_FALSE(buttonShownAt(445, 135));
-    backHome();
+    backHome(true);
 
     // Less fuel cannot help when the load alone is too heavy: back to the
     // fuel screen, no extra fuel.
@@ -213,26 +202,21 @@ TEST_F(PilotAtTheWindow, Overweight_atConfirmFlight_eachChangeIsAWayOut) {
     ASSERT_TRUE(waitForText("Fuel Up"));
     EXPECT_TRUE(buttonShown("Fuel Up!"));
     EXPECT_FALSE(buttonShown("Fly!"));
-    press("Back");
-    ASSERT_TRUE(waitForText("Home - News"));
+    backHome(false);
 
     // Without cargo, 5 t of extra fuel is too much: the fuel is cut to the
     // 4800 kg that fit, 1800 kg above the initial fuel.
     book("300", "0");
     toConfirmFlight("5000");
     pressAt(445, 235);
-    ASSERT_TRUE(sim().runUntil([&] { return buttonShown("Fly!"); }, 10s));
+    ASSERT_TRUE(offersTheStart());
     EXPECT_EQ(fieldText(313, 205), "1800");
     press("Fly!");
     ASSERT_TRUE(waitForText("Flying"));
 }
 
 TEST_F(PilotAtTheWindow, FuelAddedInFlight_isTakenBackTenTimes_andTheEleventhAbortsTheFlight) {
-    writeSettings();
-    parkAtGate();
-    loadPlugin();
-    logIn();
-    startBookedFlight();
+    startFromTheGate();
     // The fuel goes in while the flight has started and the aircraft still
     // stands at the gate, where the client checks 20 times a second.
     quelby_test::CruiseRefueller refueller;

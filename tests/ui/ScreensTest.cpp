@@ -62,10 +62,13 @@ protected:
         client.reset();
         FolderTest::TearDown();
     }
-    std::vector<tPanelText> show(int layer) {
-        ui->setMenuLayer(layer);
+    void refresh() {
         ui->refreshText(true);
-        return texts = ui->publishedText();
+        texts = ui->publishedText();
+    }
+    void show(int layer) {
+        ui->setMenuLayer(layer);
+        refresh();
     }
     const tPanelText& at(int x, int y) const {
         for (const tPanelText& piece : texts)
@@ -88,8 +91,7 @@ protected:
         simulator.m_tankQuantityKg.tank[0] = fuelKg;
         show(CUserInterface::kLayerFuelTanks);
         ui->buttonEvent(15);
-        ui->refreshText(true);
-        texts = ui->publishedText();
+        refresh();
     }
 
     quelby_test::FakeSimulator simulator;
@@ -199,8 +201,7 @@ TEST_F(ScreensTest, ConfirmFlight_warnsWhenTheFuelMovedMoreThan2Kg) {
         SCOPED_TRACE(c.typed);
         fuelUp(5000.0f);
         ui->getObjectManager().setText(105, c.typed);
-        ui->refreshText(true);
-        texts = ui->publishedText();
+        refresh();
         EXPECT_EQ(at(202, 335).text,
                   c.warning ? "Warning: Unexpected fuel value! Unable to refuel aircraft!" : "");
         EXPECT_EQ(at(202, 335).red, c.warning ? 255 : 0);
@@ -278,29 +279,19 @@ TEST_F(ScreensTest, FlightInformation_columnsLineUp_whateverTheTabsAndTheLabelWi
     show(CUserInterface::kLayerFlightInfo);
     // "Type:" and "Cargo:" take two tabs, "Engine:" and "Registration:" one:
     // every value of a half starts at the same place.
-    int leftValueX = 0;
-    int rightValueX = 0;
-    for (const tPanelText& piece : texts) {
-        if (piece.text == "A320") leftValueX = piece.x;
-        if (piece.text == "D-AQLB") rightValueX = piece.x;
-    }
+    const auto xOf = [&](const std::string& text) {
+        for (const tPanelText& piece : texts)
+            if (piece.text == text) return piece.x;
+        ADD_FAILURE() << "\"" << text << "\" is not shown";
+        return -1;
+    };
+    const int leftValueX = xOf("A320");
+    const int rightValueX = xOf("D-AQLB");
     ASSERT_GT(leftValueX, 210);
     ASSERT_GT(rightValueX, 387);
-    for (const char* value : {"EDDF", "99.00 %", "2000 kg"}) {
-        bool found = false;
-        for (const tPanelText& piece : texts) {
-            if (piece.text == value) {
-                found = true;
-                EXPECT_EQ(piece.x, leftValueX) << value;
-            }
-        }
-        EXPECT_TRUE(found) << value;
-    }
-    for (const tPanelText& piece : texts) {
-        if (piece.text == "EDDS" || piece.text == "3000 kg") {
-            EXPECT_EQ(piece.x, rightValueX) << piece.text;
-        }
-    }
+    for (const char* value : {"EDDF", "99.00 %", "2000 kg"})
+        EXPECT_EQ(xOf(value), leftValueX) << value;
+    for (const char* value : {"EDDS", "3000 kg"}) EXPECT_EQ(xOf(value), rightValueX) << value;
     // Nothing of the left half runs into the right one.
     for (const tPanelText& piece : texts) {
         if (piece.x < 387) {

@@ -34,20 +34,6 @@ protected:
     XPWidgetID window = nullptr;
 };
 
-TEST_F(UserInterfaceObjectTest, Button_isPlacedFromWindowTopLeft_yDown) {
-    auto button = make(CUserInterfaceObject::PushButton, "Exit", 0, 1);
-    const auto w = info(button->getXpId());
-    EXPECT_EQ(w.widgetClass, xpWidgetClass_Button);
-    EXPECT_EQ(w.descriptor, "Exit");
-    EXPECT_EQ(w.parent, window);
-    EXPECT_EQ(w.left, 25);
-    EXPECT_EQ(w.top, 380 - 334);
-    EXPECT_EQ(w.right, 25 + 148);
-    EXPECT_EQ(w.bottom, 380 - 334 - 20);
-    EXPECT_EQ(button->getValue(), 0.0);
-    EXPECT_STREQ(button->getText(), "");
-}
-
 TEST_F(UserInterfaceObjectTest, TextField_valueAndText_readInCLocale) {
     auto field = make(CUserInterfaceObject::TextField, "12.5", 101, 0);
     EXPECT_EQ(info(field->getXpId()).widgetClass, xpWidgetClass_TextField);
@@ -75,17 +61,6 @@ TEST_F(UserInterfaceObjectTest, PasswordOption_setsPasswordMode_onlyForIt) {
     const intptr_t userMode =
         sim().widgetProperty(user->getXpId(), xpProperty_PasswordMode, &exists);
     EXPECT_TRUE(!exists || userMode == 0);
-}
-
-TEST_F(UserInterfaceObjectTest, CheckBox_isButtonOfType1_withState) {
-    auto box = make(CUserInterfaceObject::CheckBox, "Tracker", 202, 2);
-    EXPECT_EQ(info(box->getXpId()).descriptor, "");
-    EXPECT_EQ(sim().widgetProperty(box->getXpId(), xpProperty_ButtonType), 1);
-    EXPECT_FALSE(box->getCheckBox());
-    box->setCheckBox(true);
-    EXPECT_TRUE(box->getCheckBox());
-    ASSERT_TRUE(sim().toggleCheckBox(box->getXpId()));
-    EXPECT_FALSE(box->getCheckBox());
 }
 
 TEST_F(UserInterfaceObjectTest, Deactivated_isGreyedOutAndTakesNoPress_untilActivated) {
