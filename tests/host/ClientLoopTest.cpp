@@ -9,7 +9,6 @@
 #include "CReport.h"
 #include "CUserInterface.h"
 #include "FakeSimulator.h"
-#include "SimulatorClient.h"
 #include "TestSupport.h"
 
 namespace {

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <clocale>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
@@ -25,6 +24,11 @@ using quelby_test::readFile;
 using quelby_test::writeFile;
 using Bytes = std::vector<unsigned char>;
 
+::testing::AssertionResult holds(const std::string& text, const std::string& part) {
+    if (text.find(part) != std::string::npos) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "\"" << part << "\" is missing from:\n" << text;
+}
+
 class IniParserTest : public quelby_test::FolderTest {
 protected:
     static CIniParser& parser() { return *CIniParser::instance(); }
@@ -36,6 +40,8 @@ protected:
         EXPECT_TRUE(parser().getStringFromConfig(section, key, text, sizeof(text)));
         return text;
     }
+
+    ::testing::AssertionResult logged(const std::string& line) const { return holds(log(), line); }
 
     std::string configFile() const { return m_folder.file("quelby.ini"); }
     std::string reportFile() const { return m_folder.file("quelby_report.ini"); }
@@ -57,7 +63,8 @@ TEST_F(IniParserTest, MissingFilesAndKeys_areCreatedEmptyAndReadAsDefaults) {
     EXPECT_EQ(parser().getBackupReportFilename(), reportFile());
 }
 
-TEST_F(IniParserTest, NumbersAndFlags_readAsAtoiWouldInTheCLocale) {
+// A simulator may run with a comma as decimal separator; the files never do.
+TEST_F(IniParserTest, NumbersAndFlags_readAsAtoiWouldInTheCLocale_whateverTheLocale) {
     const struct {
         const char* value;
         int number;
@@ -68,6 +75,8 @@ TEST_F(IniParserTest, NumbersAndFlags_readAsAtoiWouldInTheCLocale) {
                  {"-1", -1, false},
                  {"01", 1, true},
                  {"1.9", 1, true},
+                 {"1,5", 1, true},
+                 {"-4096", -4096, false},
                  {"12abc", 12, false},
                  {"abc", 0, false},
                  {"", 0, false},
@@ -80,16 +89,24 @@ TEST_F(IniParserTest, NumbersAndFlags_readAsAtoiWouldInTheCLocale) {
     writeFile(configFile(), text);
     writeFile(reportFile(), text);
 
-    for (std::size_t i = 0; i < std::size(cases); ++i) {
-        const std::string key = "Key" + std::to_string(i);
-        SCOPED_TRACE(std::string("value \"") + cases[i].value + "\"");
-        EXPECT_EQ(parser().getIntFromConfig("settings", key), cases[i].number);
-        EXPECT_EQ(parser().getIntFromReport("settings", key), cases[i].number);
-        EXPECT_EQ(parser().getBoolFromConfig("settings", key), cases[i].flag);
-        EXPECT_EQ(parser().getBoolFromReport("settings", key), cases[i].flag);
-        // Present, so the default true does not apply, even to an empty value.
-        EXPECT_EQ(parser().getStdTrueBoolFromConfig("settings", key), cases[i].flag);
+    const std::string previous = std::setlocale(LC_ALL, nullptr);
+    for (const char* locale : {"C", "de_DE.UTF-8"}) {
+        if (std::setlocale(LC_ALL, locale) == nullptr) {
+            GTEST_LOG_(INFO) << locale << " not installed; not checked under it";
+            continue;
+        }
+        for (std::size_t i = 0; i < std::size(cases); ++i) {
+            const std::string key = "Key" + std::to_string(i);
+            SCOPED_TRACE(std::string(locale) + ", value \"" + cases[i].value + "\"");
+            EXPECT_EQ(parser().getIntFromConfig("settings", key), cases[i].number);
+            EXPECT_EQ(parser().getIntFromReport("settings", key), cases[i].number);
+            EXPECT_EQ(parser().getBoolFromConfig("settings", key), cases[i].flag);
+            EXPECT_EQ(parser().getBoolFromReport("settings", key), cases[i].flag);
+            // Present, so the default true does not apply, even to an empty value.
+            EXPECT_EQ(parser().getStdTrueBoolFromConfig("settings", key), cases[i].flag);
+        }
     }
+    std::setlocale(LC_ALL, previous.c_str());
 }
 
 TEST_F(IniParserTest, StringsAndRecords_roundTripThroughTheFilesByteForByte) {
@@ -110,10 +127,8 @@ TEST_F(IniParserTest, StringsAndRecords_roundTripThroughTheFilesByteForByte) {
     reopen();
 
     // Upper-case hex, two digits a byte, in memory order, no separators.
-    EXPECT_NE(readFile(reportFile()).find("Aircraft = " + hex + "\n"), std::string::npos)
-        << readFile(reportFile());
-    EXPECT_NE(readFile(configFile()).find("Window = 000102\n"), std::string::npos)
-        << readFile(configFile());
+    EXPECT_TRUE(holds(readFile(reportFile()), "Aircraft = " + hex + "\n"));
+    EXPECT_TRUE(holds(readFile(configFile()), "Window = 000102\n"));
     EXPECT_EQ(readFile(configFile()).find("replaced"), std::string::npos);
     EXPECT_EQ(configString("login", "User"), "pilot_01");
     EXPECT_EQ(configString("login", "Password"), "p@ss;#w0rd=%s[x]");
@@ -127,31 +142,6 @@ TEST_F(IniParserTest, StringsAndRecords_roundTripThroughTheFilesByteForByte) {
     Bytes window(3, 9);
     ASSERT_TRUE(parser().getStructFromConfig("settings", "Window", window.data(), window.size()));
     EXPECT_EQ(window, Bytes({0, 1, 2}));
-}
-
-TEST_F(IniParserTest, ResetBackupFile_emptiesTheReportOnly) {
-    ASSERT_TRUE(parser().writeStringToConfig("login", "User", "pilot"));
-    ASSERT_TRUE(parser().writeStringToReport("report", "Backup", "1"));
-    parser().resetBackupFile();
-    ASSERT_TRUE(parser().saveFiles());
-
-    EXPECT_EQ(readFile(reportFile()), "");
-    EXPECT_EQ(configString("login", "User"), "pilot");
-}
-
-using IniParserDeathTest = IniParserTest;
-
-TEST_F(IniParserDeathTest, ValuesWrittenButNotSaved_areLostWhenTheProcessEnds) {
-    parser();
-    // The child ends as the simulator does when it dies: no destructors, no save.
-    EXPECT_EXIT(
-        {
-            parser().writeStringToConfig("login", "User", "unsaved");
-            std::_Exit(0);
-        },
-        ::testing::ExitedWithCode(0), "");
-
-    EXPECT_EQ(readFile(configFile()), "");
 }
 
 TEST_F(IniParserTest, GetString_copiesAtMostSizeMinusOneAndTerminates) {
@@ -210,9 +200,7 @@ TEST_F(IniParserTest, WritesTheFileCouldNotGiveBack_areRefusedWithTheirErrorText
           "] Could not write string to report INI-file! (Section:bad]section Key:Code String:x)\n",
           "] Could not write struct to config INI-file! (Section:settings Key:Bad=Key)\n",
           "] Could not write struct to report INI-file! (Section:report Key:Data)\n"}) {
-        EXPECT_NE(log().find(std::string("Error: [CIniParser") + expected), std::string::npos)
-            << "missing: " << expected << "in:\n"
-            << log();
+        EXPECT_TRUE(logged(std::string("Error: [CIniParser") + expected));
     }
 }
 
@@ -244,15 +232,9 @@ TEST_F(IniParserTest, FailedSaves_keepTheOldFilesAndLog) {
     EXPECT_EQ(readFile(configFile()), before);
     EXPECT_TRUE(std::filesystem::is_directory(reportFile() + "/blocker"));
     EXPECT_FALSE(fileExists(reportFile() + ".tmp"));
-    EXPECT_NE(log().find("Error: [CIniParser] Could not read INI-file " + reportFile()),
-              std::string::npos)
-        << log();
-    EXPECT_NE(log().find("Error: [CIniParser] Could not save INI-file " + configFile()),
-              std::string::npos)
-        << log();
-    EXPECT_NE(log().find("Error: [CIniParser] Could not save INI-file " + reportFile()),
-              std::string::npos)
-        << log();
+    EXPECT_TRUE(logged("Error: [CIniParser] Could not read INI-file " + reportFile()));
+    EXPECT_TRUE(logged("Error: [CIniParser] Could not save INI-file " + configFile()));
+    EXPECT_TRUE(logged("Error: [CIniParser] Could not save INI-file " + reportFile()));
     reopen();
     EXPECT_EQ(configString("login", "User"), "pilot");
 }
@@ -275,8 +257,7 @@ TEST_F(IniParserTest, DamagedFiles_readAsEmptyWithALogLine_andAreRepairedBySavin
         writeFile(m_folder.file("quelby_debug.txt"), "");
 
         EXPECT_EQ(configString("login", "User"), "");
-        EXPECT_NE(log().find("Error: [CIniParser] Could not read INI-file " + configFile()),
-                  std::string::npos);
+        EXPECT_TRUE(logged("Error: [CIniParser] Could not read INI-file " + configFile()));
         ASSERT_TRUE(parser().writeStringToConfig("login", "User", "pilot"));
         reopen();
         EXPECT_EQ(configString("login", "User"), "pilot");
@@ -296,10 +277,9 @@ TEST_F(IniParserTest, ReportText_isTakenOrRefusedAsTheFileWouldBe) {
 
     EXPECT_FALSE(parser().loadReportText("[report]\nnumpositionlogs = 2\n" + std::string(8, '\0')));
     EXPECT_EQ(parser().getIntFromReport("report", "numpositionlogs"), 0) << "refused: empty";
-    EXPECT_NE(log().find("Error: [CIniParser] Could not take the report INI text (damaged, it "
-                         "holds binary data); reading it as empty"),
-              std::string::npos)
-        << log();
+    EXPECT_TRUE(
+        logged("Error: [CIniParser] Could not take the report INI text (damaged, it holds "
+               "binary data); reading it as empty"));
 }
 
 TEST_F(IniParserTest, UnreadableFile_readsAsEmptyWithALogLine) {
@@ -312,26 +292,7 @@ TEST_F(IniParserTest, UnreadableFile_readsAsEmptyWithALogLine) {
     }
 
     EXPECT_EQ(configString("login", "User"), "");
-    EXPECT_NE(log().find("Could not read INI-file " + configFile()), std::string::npos) << log();
-}
-
-TEST_F(IniParserTest, NumbersUnderAGermanLocale_parseAsInTheCLocale) {
-    const std::string previous = std::setlocale(LC_ALL, nullptr);
-    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr &&
-        std::setlocale(LC_ALL, "de_DE.utf8") == nullptr) {
-        GTEST_SKIP() << "no German locale installed";
-    }
-    writeFile(configFile(), "[settings]\nA = 1.234\nB = -4096\nC = 1,5\nD = 1\n");
-    const int a = parser().getIntFromConfig("settings", "A");
-    const int b = parser().getIntFromConfig("settings", "B");
-    const int c = parser().getIntFromConfig("settings", "C");
-    const bool d = parser().getBoolFromConfig("settings", "D");
-    std::setlocale(LC_ALL, previous.c_str());
-
-    EXPECT_EQ(a, 1);
-    EXPECT_EQ(b, -4096);
-    EXPECT_EQ(c, 1);
-    EXPECT_TRUE(d);
+    EXPECT_TRUE(logged("Could not read INI-file " + configFile()));
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <ctime>
 #include <locale>
 #include <regex>
 #include <sstream>
@@ -62,39 +61,18 @@ protected:
     quelby_test::ScratchFolder m_folder{"quelby-log"};
 };
 
-TEST_F(LoggerTest, TwoVerboseLoggers_writeHeaderOnceAndInitDeleteLines) {
+TEST_F(LoggerTest, TwoLoggers_oneHeader_verboseInitAndDelete_prefixesAndStampedContinuations) {
     {
-        CLogger first("CFirst");
-        CLogger second("CSecond");
-    }
-    EXPECT_EQ(texts(),
-              withHeader({"Init: CFirst", "Init: CSecond", "Delete: CSecond", "Delete: CFirst"}));
-}
-
-TEST_F(LoggerTest, NonVerboseLogger_writesPrefixedLinesAndStampedContinuationsOnly) {
-    {
+        CLogger verbose("CFirst");
         CLogger logger("CClient", false);
         logger.debug("pass started");
         logger.warn("first\nsecond\nthird");
         logger.error("no answer");
     }
-    EXPECT_EQ(texts(), withHeader({"Debug: [CClient] pass started", "Warn: [CClient] first",
-                                   "CClient --> second", "CClient --> third",
-                                   "Error: [CClient] no answer"}));
-}
-
-TEST_F(LoggerTest, GetTime_isLocalTimeInDayMonthYearOrder) {
-    auto format = [](std::time_t t) {
-        std::tm local{};
-        localtime_r(&t, &local);
-        char text[32];
-        return std::string(text, std::strftime(text, sizeof(text), "%d.%m.%y - %H:%M:%S", &local));
-    };
-    const std::string before = format(std::time(nullptr));
-    const std::string stamp = CLogger::getTime();
-    const std::string after = format(std::time(nullptr));
-
-    EXPECT_TRUE(stamp == before || stamp == after) << "got " << stamp << ", expected " << before;
+    EXPECT_EQ(texts(),
+              withHeader({"Init: CFirst", "Debug: [CClient] pass started", "Warn: [CClient] first",
+                          "CClient --> second", "CClient --> third", "Error: [CClient] no answer",
+                          "Delete: CFirst"}));
 }
 
 TEST_F(LoggerTest, ServerUrlAndGroupingLocale_showInHeaderAsPlainText) {
@@ -130,9 +108,7 @@ TEST_F(LoggerTest, TwoThreadsLoggingAtOnce_writeWholeSeparateLines) {
     };
     auto body = [&](const std::string& name) {
         CLogger logger(name);
-        for (int i = 0; i < kLinesPerThread; ++i) {
-            logger.debug(payload(i, name.back()));
-        }
+        for (int i = 0; i < kLinesPerThread; ++i) logger.debug(payload(i, name.back()));
     };
     std::thread a(body, "CThreadA");
     std::thread b(body, "CThreadB");
@@ -144,10 +120,10 @@ TEST_F(LoggerTest, TwoThreadsLoggingAtOnce_writeWholeSeparateLines) {
     EXPECT_EQ(Lines(all.begin(), all.begin() + kHeader.size()), kHeader);
     int next[2] = {0, 0};
     int initAndDelete = 0;
+    const std::regex initOrDelete("(Init|Delete): CThread[AB]");
     for (std::size_t n = kHeader.size(); n < all.size(); ++n) {
         const std::string& text = all[n];
-        if (text == "Init: CThreadA" || text == "Init: CThreadB" || text == "Delete: CThreadA" ||
-            text == "Delete: CThreadB") {
+        if (std::regex_match(text, initOrDelete)) {
             ++initAndDelete;
             continue;
         }
@@ -155,9 +131,8 @@ TEST_F(LoggerTest, TwoThreadsLoggingAtOnce_writeWholeSeparateLines) {
         ASSERT_TRUE(fill == 'A' || fill == 'B')
             << "line " << n << " is torn: " << text.substr(0, 80);
         int& index = next[fill - 'A'];
-        ASSERT_TRUE(text == std::string("Debug: [CThread") + fill + "] " + payload(index, fill))
+        ASSERT_TRUE(text == std::string("Debug: [CThread") + fill + "] " + payload(index++, fill))
             << "line " << n << " is torn or out of order: " << text.substr(0, 80);
-        ++index;
     }
     EXPECT_EQ(next[0], kLinesPerThread);
     EXPECT_EQ(next[1], kLinesPerThread);

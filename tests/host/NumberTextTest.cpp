@@ -10,37 +10,35 @@
 
 namespace {
 
-TEST(NumberTextTest, TruncateToInt_cutsTowardZeroUpToIntsEdges) {
-    struct Case {
+TEST(NumberTextTest, TruncateToInt_cutsTowardZeroUpToIntsEdges_andRefusesWhatNoIntHolds) {
+    constexpr double kInf = std::numeric_limits<double>::infinity();
+    constexpr int kUntouched = 12345;
+    const struct {
         double value;
+        bool held;
         int whole;
+    } cases[] = {
+        {0.0, true, 0},
+        {2.9, true, 2},
+        {-2.9, true, -2},
+        {2147483647.0, true, INT_MAX},
+        {2147483647.9, true, INT_MAX},
+        {-2147483648.0, true, INT_MIN},
+        {-2147483648.9, true, INT_MIN},
+        // Refused: the output keeps what it held.
+        {2147483648.0, false, kUntouched},
+        {-2147483649.0, false, kUntouched},
+        {1e300, false, kUntouched},
+        {-1e300, false, kUntouched},
+        {kInf, false, kUntouched},
+        {-kInf, false, kUntouched},
+        {std::nan(""), false, kUntouched},
     };
-    const Case cases[] = {{0.0, 0},
-                          {2.9, 2},
-                          {-2.9, -2},
-                          {2147483647.0, INT_MAX},
-                          {2147483647.9, INT_MAX},
-                          {-2147483648.0, INT_MIN},
-                          {-2147483648.9, INT_MIN}};
-    for (const Case& c : cases) {
-        int out = 12345;
-        EXPECT_TRUE(CNumberText::truncateToInt(c.value, out)) << c.value;
-        EXPECT_EQ(out, c.whole) << c.value;
-    }
-}
-
-TEST(NumberTextTest, TruncateToInt_refusesWhatNoIntHolds_andLeavesTheOutputAlone) {
-    const double values[] = {2147483648.0,
-                             -2147483649.0,
-                             1e300,
-                             -1e300,
-                             std::numeric_limits<double>::infinity(),
-                             -std::numeric_limits<double>::infinity(),
-                             std::nan("")};
-    for (const double value : values) {
-        int out = 12345;
-        EXPECT_FALSE(CNumberText::truncateToInt(value, out)) << value;
-        EXPECT_EQ(out, 12345) << value;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.value);
+        int out = kUntouched;
+        EXPECT_EQ(CNumberText::truncateToInt(c.value, out), c.held);
+        EXPECT_EQ(out, c.whole);
     }
 }
 

@@ -38,12 +38,6 @@ protected:
     CThreadSync sync;
 };
 
-TEST_F(ThreadSyncTest, Trywait_withoutRequest_returnsAtOnce) {
-    // No client asks: frames run back to back without blocking.
-    sim().runFrames(100);
-    EXPECT_EQ(sim().frameCount(), 100u);
-}
-
 TEST_F(ThreadSyncTest, Request_isGrantedOnlyByNextFrame_andFrameWaitsForWakeup) {
     std::atomic<bool> granted{false};
     std::atomic<bool> released{false};
@@ -75,45 +69,38 @@ TEST_F(ThreadSyncTest, Request_isGrantedOnlyByNextFrame_andFrameWaitsForWakeup) 
     releaser.join();
 }
 
-TEST_F(ThreadSyncTest, ClientCallsSdkInsideBracket_isNoThreadViolation) {
-    sim().setInt("sim/time/sim_speed", 3);
-    std::atomic<int> rate{0};
-    std::thread client([&] {
-        ASSERT_TRUE(sync.wait());
-        rate = XPLMGetDatai(XPLMFindDataRef("sim/time/sim_speed"));
-        sync.wakeup();
-    });
-    ASSERT_TRUE(sim().runUntil([&] { return rate.load() != 0; }, 5000ms));
-    client.join();
-    EXPECT_EQ(rate.load(), 3);
-    EXPECT_TRUE(sim().threadViolations().empty());
-}
-
-TEST_F(ThreadSyncTest, ThousandsOfCycles_loseNoWakeupAndNeverDeadlock) {
-    constexpr int kCycles = 5000;
+TEST_F(ThreadSyncTest, ThousandsOfJobsAndBracketsInTurn_loseNoWakeupAndNeverDeadlock) {
+    constexpr int kCycles = 6000;
     std::atomic<int> done{0};
+    int jobsRun = 0;
     std::thread client([&] {
         for (int i = 0; i < kCycles; ++i) {
-            ASSERT_TRUE(sync.wait());
-            // Alternate quick and slightly delayed releases so that wakeup()
-            // lands both before and after the simulator's thread sleeps.
-            if (i % 3 == 0) std::this_thread::yield();
-            sync.wakeup();
+            if (i % 3 == 0) {
+                ASSERT_TRUE(sync.runOnSimulator([&] { ++jobsRun; }));
+            } else {
+                ASSERT_TRUE(sync.wait());
+                // Quick and slightly delayed releases, so that wakeup() lands
+                // both before and after the simulator's thread sleeps.
+                if (i % 3 == 1) std::this_thread::yield();
+                sync.wakeup();
+            }
             done = i + 1;
         }
     });
     const bool finished = sim().runUntil([&] { return done.load() == kCycles; }, 60000ms);
     EXPECT_TRUE(finished) << "only " << done.load() << " of " << kCycles << " cycles completed";
-    if (!finished) {
-        sync.shutdown();
-    }
+    if (!finished) sync.shutdown();
     client.join();
+    EXPECT_EQ(jobsRun, kCycles / 3);
+    EXPECT_EQ(sync.grantCount(), static_cast<unsigned long>(kCycles));
     // One request is served per frame at most.
     EXPECT_GE(sim().frameCount(), static_cast<uint64_t>(kCycles));
 }
 
 TEST_F(ThreadSyncTest, HeldTime_advancesWithRealBrackets_andStaysPutWithoutRequests) {
+    // Without a request, frames run back to back.
     sim().runFrames(50);
+    EXPECT_EQ(sim().frameCount(), 50u);
     EXPECT_EQ(sync.grantCount(), 0u);
     EXPECT_EQ(sync.heldTotal().count(), 0);
     EXPECT_EQ(sync.heldLongest().count(), 0);
@@ -144,23 +131,6 @@ TEST_F(ThreadSyncTest, HeldTime_advancesWithRealBrackets_andStaysPutWithoutReque
     EXPECT_EQ(sync.grantCount(), 3u);
     EXPECT_EQ(sync.heldTotal(), total);
     EXPECT_EQ(sync.heldLongest(), longest);
-}
-
-TEST_F(ThreadSyncTest, Shutdown_releasesWaitingClient_andLaterWaitsGiveUp) {
-    std::promise<bool> result;
-    std::thread client([&] { result.set_value(sync.wait()); });
-    auto future = result.get_future();
-    EXPECT_EQ(future.wait_for(50ms), std::future_status::timeout)
-        << "wait() returned without a frame";
-    sync.shutdown();
-    ASSERT_EQ(future.wait_for(2000ms), std::future_status::ready)
-        << "shutdown did not release wait()";
-    EXPECT_FALSE(future.get());
-    client.join();
-    EXPECT_FALSE(sync.wait());
-    // A frame after shutdown does not block: the withdrawn request is gone.
-    sim().runFrames(1);
-    EXPECT_EQ(sim().frameCount(), 1u);
 }
 
 TEST_F(ThreadSyncTest, Job_runsOnTheSimulatorsThreadInTheNextFrame_andCountsAsAccess) {
@@ -212,47 +182,34 @@ TEST_F(ThreadSyncTest, JobOnTheSimulatorsThreadOrInsideABracket_runsAtOnce) {
     EXPECT_EQ(sync.grantCount(), 1u) << "the bracket only";
 }
 
-TEST_F(ThreadSyncTest, Shutdown_releasesAWaitingJobUnrun_andLaterJobsGiveUp) {
+// A client blocked in wait() (false) or runOnSimulator() (true) without a frame.
+class ThreadSyncShutdownTest : public ThreadSyncTest, public ::testing::WithParamInterface<bool> {};
+
+TEST_P(ThreadSyncShutdownTest, ReleasesTheWaitingClient_andLaterRequestsGiveUp) {
     std::atomic<bool> ran{false};
+    const auto request = [&] {
+        return GetParam() ? sync.runOnSimulator([&] { ran = true; }) : sync.wait();
+    };
     std::promise<bool> result;
-    std::thread client([&] { result.set_value(sync.runOnSimulator([&] { ran = true; })); });
+    std::thread client([&] { result.set_value(request()); });
     auto future = result.get_future();
-    EXPECT_EQ(future.wait_for(50ms), std::future_status::timeout)
-        << "runOnSimulator() returned without a frame";
+    EXPECT_EQ(future.wait_for(50ms), std::future_status::timeout) << "returned without a frame";
     sync.shutdown();
-    ASSERT_EQ(future.wait_for(2000ms), std::future_status::ready)
-        << "shutdown did not release runOnSimulator()";
+    ASSERT_EQ(future.wait_for(2000ms), std::future_status::ready) << "shutdown did not release it";
     EXPECT_FALSE(future.get());
     client.join();
+    // A frame after shutdown does not block: the withdrawn request is gone.
     sim().runFrames(1);
-    EXPECT_FALSE(ran.load()) << "a withdrawn job ran";
-    std::thread later([&] { EXPECT_FALSE(sync.runOnSimulator([&] { ran = true; })); });
+    EXPECT_EQ(sim().frameCount(), 1u);
+    std::thread later([&] { EXPECT_FALSE(request()); });
     later.join();
-    EXPECT_FALSE(ran.load());
+    EXPECT_FALSE(ran.load()) << "a withdrawn job ran";
 }
 
-TEST_F(ThreadSyncTest, JobsAndBracketsInTurn_thousandsOfThem_loseNothing) {
-    constexpr int kCycles = 3000;
-    std::atomic<int> done{0};
-    int jobsRun = 0;
-    std::thread client([&] {
-        for (int i = 0; i < kCycles; ++i) {
-            if (i % 2 == 0) {
-                ASSERT_TRUE(sync.runOnSimulator([&] { ++jobsRun; }));
-            } else {
-                ASSERT_TRUE(sync.wait());
-                sync.wakeup();
-            }
-            done = i + 1;
-        }
-    });
-    const bool finished = sim().runUntil([&] { return done.load() == kCycles; }, 60000ms);
-    EXPECT_TRUE(finished) << "only " << done.load() << " of " << kCycles << " cycles completed";
-    if (!finished) sync.shutdown();
-    client.join();
-    EXPECT_EQ(jobsRun, kCycles / 2);
-    EXPECT_EQ(sync.grantCount(), static_cast<unsigned long>(kCycles));
-}
+INSTANTIATE_TEST_SUITE_P(WaitOrJob, ThreadSyncShutdownTest, ::testing::Bool(),
+                         [](const ::testing::TestParamInfo<bool>& param) {
+                             return param.param ? "runOnSimulator" : "wait";
+                         });
 
 // CTimer over a clock the test controls.
 uint32_t g_fakeNowMs = 0;
