@@ -7,10 +7,7 @@
 #include <vector>
 
 #include "AircraftData.h"
-#include "CClientConfig.h"
 #include "CFlightState.h"
-#include "CIniParser.h"
-#include "CLogger.h"
 #include "CReport.h"
 #include "CSound.h"
 #include "TestSupport.h"
@@ -29,24 +26,6 @@ public:
 
     std::vector<std::pair<std::string, bool>> plays;
     std::vector<unsigned int> ids;
-};
-
-// Sends the log to a scratch folder for the lifetime of the objects declared
-// after it, and starts the clock at 0.
-struct ScratchLog {
-    quelby_test::ScratchFolder folder{"quelby-flightstate"};
-    ScratchLog() {
-        CClientConfig::instance()->setIniPath(folder.path());
-        CClientConfig::instance()->setLogPath(folder.path());
-        CLogger::resetForTests();
-        g_nowMs = 0;
-    }
-    ~ScratchLog() {
-        CIniParser::destroyInstance();
-        CClientConfig::instance()->restoreDefaults();
-        CLogger::resetForTests();
-    }
-    std::string log() const { return quelby_test::readFile(folder.file("quelby_debug.txt")); }
 };
 
 // One flight: record, report, sound and the machine over them.
@@ -72,18 +51,19 @@ struct Flight {
     }
     std::vector<int> raisedPenalties() const {
         std::vector<int> raised;
-        for (int kind = 0; kind < CReport::kNumPenaltySlots; ++kind) {
-            if (report.isPenalty(kind)) {
-                raised.push_back(kind);
-            }
-        }
+        for (int kind = 0; kind < CReport::kNumPenaltySlots; ++kind)
+            if (report.isPenalty(kind)) raised.push_back(kind);
         return raised;
     }
 };
 
-class FlightStateTest : public ::testing::Test {
+// The log in a scratch folder, and the clock at 0.
+class FlightStateTest : public quelby_test::FolderTest {
 protected:
-    ScratchLog m_log;
+    void SetUp() override {
+        FolderTest::SetUp();
+        g_nowMs = 0;
+    }
 };
 
 TEST_F(FlightStateTest, EachPhaseBoundary_movesOnlyPastTheThreshold) {
@@ -192,7 +172,7 @@ TEST_F(FlightStateTest, EachPenaltyRule_firesOnlyInsideItsLimits) {
     }
 }
 
-TEST_F(FlightStateTest, PenaltyConditionHeld_isAddedOnceAndSoundsOncePerCheckThatAddedOne) {
+TEST_F(FlightStateTest, PenaltyConditionHeld_isAddedOnce_andSoundsOncePerCheckThatAddedAny) {
     Flight flight;
     flight.cruise();
     flight.data.nHeightAglFt = 500;
@@ -202,9 +182,7 @@ TEST_F(FlightStateTest, PenaltyConditionHeld_isAddedOnceAndSoundsOncePerCheckTha
     flight.state.check();
     EXPECT_EQ(flight.raisedPenalties(), std::vector<int>{6});
     EXPECT_EQ(flight.sound.plays.size(), 1u);
-    for (int pass = 0; pass < 3; ++pass) {
-        flight.state.check();
-    }
+    for (int pass = 0; pass < 3; ++pass) flight.state.check();
     EXPECT_EQ(flight.sound.plays.size(), 1u);
 
     flight.data.nIndicatedAirspeedKts = 300;
@@ -217,35 +195,50 @@ TEST_F(FlightStateTest, PenaltyConditionHeld_isAddedOnceAndSoundsOncePerCheckTha
         EXPECT_FALSE(play.second) << "the penalty sound is spoken, not common";
     }
     EXPECT_TRUE(flight.sound.ids.empty());
+
+    // Three penalties in one check: one sound.
+    Flight crashing;
+    crashing.cruise();
+    crashing.data.nHeightAglFt = 500;
+    crashing.data.dAltitudeFt = 2000.0;
+    crashing.data.nIndicatedAirspeedKts = 300;
+    crashing.data.bCrashed = true;
+    EXPECT_TRUE(crashing.state.check());
+    EXPECT_EQ(crashing.raisedPenalties(), (std::vector<int>{2, 6, 7}));
+    EXPECT_EQ(crashing.sound.plays.size(), 1u);
 }
 
-TEST_F(FlightStateTest, TwoPenaltiesInOneCheck_playThePenaltySoundOnce) {
-    Flight flight;
-    flight.cruise();
-    flight.data.nHeightAglFt = 500;
-    flight.data.dAltitudeFt = 2000.0;
-    flight.data.nIndicatedAirspeedKts = 300;
-    flight.data.bCrashed = true;
-
-    EXPECT_TRUE(flight.state.check());
-    EXPECT_EQ(flight.raisedPenalties(), (std::vector<int>{2, 6, 7}));
-    EXPECT_EQ(flight.sound.plays.size(), 1u);
-}
-
-TEST_F(FlightStateTest, ContinuousFastTaxi_costsThePenaltyOnlyPast90Seconds) {
+// Checked every 50 ms, as the client loop does near the ground.
+TEST_F(FlightStateTest, FastMovementOnTheGround_costsThePenaltyOnlyPast90Seconds) {
     const struct {
-        uint32_t fastTaxiMs;
+        const char* situation;
+        int phase;
+        bool onGround;
+        int heightFt;
+        int groundSpeedKts;
+        uint32_t forMs;
         bool penalty;
-    } cases[] = {{89900, false}, {90000, false}, {90100, true}};
+    } cases[] = {
+        {"taxi at 30 kt for 89.9 s", 1, true, 0, 30, 89900, false},
+        {"taxi at 30 kt for 90 s", 1, true, 0, 30, 90000, false},
+        {"taxi at 30 kt for 90.1 s", 1, true, 0, 30, 90100, true},
+        {"on ground in cruise", 6, true, 0, 120, 100000, true},
+        {"4 ft high in take-off", 2, false, 4, 120, 100000, true},
+        {"taxi phase while airborne", 1, false, 100, 120, 100000, true},
+        {"landed phase while airborne", 3, false, 100, 120, 100000, true},
+        {"5 ft high in take-off", 2, false, 5, 120, 100000, false},
+        {"airborne in climb", 5, false, 2000, 120, 100000, false},
+    };
     for (const auto& c : cases) {
-        SCOPED_TRACE("fast taxi for " + std::to_string(c.fastTaxiMs) + " ms");
+        SCOPED_TRACE(c.situation);
         g_nowMs = 1000;
-        Flight flight(1);
-        flight.data.bOnGround = true;
-        flight.data.nGroundSpeedKts = 30;
-        // Checked every 50 ms, as the client loop does near the ground.
+        Flight flight(c.phase);
+        flight.data.bOnGround = c.onGround;
+        flight.data.nHeightAglFt = c.heightFt;
+        flight.data.nGroundSpeedKts = c.groundSpeedKts;
+        flight.data.bLandingLights = true;
         bool added = false;
-        for (uint32_t elapsedMs = 0; elapsedMs <= c.fastTaxiMs; elapsedMs += 50) {
+        for (uint32_t elapsedMs = 0; elapsedMs <= c.forMs; elapsedMs += 50) {
             g_nowMs = 1000 + elapsedMs;
             added |= flight.state.checkPenalties();
         }
@@ -278,36 +271,6 @@ TEST_F(FlightStateTest, SlowMomentDuringTaxi_startsTheCountAgain) {
     EXPECT_EQ(flight.sound.plays.size(), 1u);
 }
 
-TEST_F(FlightStateTest, FastMovementFor100Seconds_countsOnlyWhereTheRuleSeesGround) {
-    const struct {
-        const char* situation;
-        int phase;
-        bool onGround;
-        int heightFt;
-        bool penalty;
-    } cases[] = {
-        {"on ground in cruise", 6, true, 0, true},
-        {"4 ft high in take-off", 2, false, 4, true},
-        {"taxi phase while airborne", 1, false, 100, true},
-        {"landed phase while airborne", 3, false, 100, true},
-        {"5 ft high in take-off", 2, false, 5, false},
-        {"airborne in climb", 5, false, 2000, false},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.situation);
-        g_nowMs = 0;
-        Flight flight(c.phase);
-        flight.data.bOnGround = c.onGround;
-        flight.data.nHeightAglFt = c.heightFt;
-        flight.data.nGroundSpeedKts = 120;
-        flight.data.bLandingLights = true;
-        flight.state.checkPenalties();
-        g_nowMs = 100000;
-        flight.state.checkPenalties();
-        EXPECT_EQ(flight.report.isPenalty(0), c.penalty);
-    }
-}
-
 TEST_F(FlightStateTest, SetPhase_startsTheTaxiCountAfresh) {
     Flight flight(1);
     flight.data.bOnGround = true;
@@ -319,19 +282,6 @@ TEST_F(FlightStateTest, SetPhase_startsTheTaxiCountAfresh) {
     g_nowMs = 80000 + 20000;
     EXPECT_FALSE(flight.state.checkPenalties());
     EXPECT_FALSE(flight.report.isPenalty(0));
-}
-
-TEST_F(FlightStateTest, PhaseChange_logsThePhaseNumberOnce) {
-    Flight flight(0);
-    flight.data.nGroundSpeedKts = 6;
-    EXPECT_TRUE(flight.state.check());
-    EXPECT_FALSE(flight.state.check());
-
-    const std::string log = m_log.log();
-    const std::string line = "Debug: [CFlightState] FlightState: 1";
-    const auto first = log.find(line);
-    ASSERT_NE(first, std::string::npos) << log;
-    EXPECT_EQ(log.find("FlightState: ", first + line.size()), std::string::npos) << log;
 }
 
 TEST_F(FlightStateTest, PhaseNames_matchTheirNumbersBothWays) {

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "CBookedFlight.h"
 #include "CFlightSimulatorInterfaceUsingXpsdk.h"
@@ -15,50 +17,39 @@ namespace {
 class AdapterLogicTest : public ::testing::Test {
 protected:
     std::string log() const { return quelby_test::readFile(folder.file("quelby_debug.txt")); }
-    double flightTime() const { return adapter.m_aircraftData.dFlightTimeS; }
 
     quelby_test::ScratchFolder folder{"quelby-timer"};
     quelby_test::LogInto logInto{folder.path()};
     CFlightSimulatorInterfaceUsingXpsdk adapter{nullptr};
 };
 
-TEST_F(AdapterLogicTest, FlightTimer_continuesAcrossMidnight) {
-    adapter.updateFlightTimer(86000.0);
-    EXPECT_EQ(flightTime(), 0.0);
-    adapter.updateFlightTimer(86395.0);
-    EXPECT_EQ(flightTime(), 395.0);
-    adapter.updateFlightTimer(5.0);
-    EXPECT_EQ(flightTime(), 405.0);
-    adapter.updateFlightTimer(65.0);
-    EXPECT_EQ(flightTime(), 465.0);
-    EXPECT_NE(log().find("FlightTimer reinitialized: InitValue = -400"), std::string::npos)
-        << log();
-}
-
-TEST_F(AdapterLogicTest, FlightTimer_neverRunsBackwards) {
-    adapter.updateFlightTimer(1000.0);
-    adapter.updateFlightTimer(1300.0);
-    adapter.updateFlightTimer(1200.0);  // the clock was set back 100 s
-    EXPECT_EQ(flightTime(), 300.0);
-    adapter.updateFlightTimer(1210.0);
-    EXPECT_EQ(flightTime(), 310.0) << "the timer goes on from where it stood";
-    EXPECT_NE(
-        log().find(
-            "Error: [CFlightSimulatorInterfaceUsingXpsdk] FlightTimer decreased: InitValue -= 100"),
-        std::string::npos)
-        << log();
-}
-
-TEST_F(AdapterLogicTest, FlightTimer_takes600SecondsButSwallows601) {
-    adapter.updateFlightTimer(1000.0);
-    adapter.updateFlightTimer(1600.0);
-    EXPECT_EQ(flightTime(), 600.0);
-    adapter.updateFlightTimer(2201.0);
-    EXPECT_EQ(flightTime(), 600.0) << "a jump of 601 s moved the timer";
-    adapter.updateFlightTimer(2211.0);
-    EXPECT_EQ(flightTime(), 610.0);
-    EXPECT_NE(log().find("FlightTimer raised too fast: InitValue += 601"), std::string::npos)
-        << log();
+TEST_F(AdapterLogicTest,
+       FlightTimer_goesOnAcrossMidnight_neverRunsBackwards_swallowsJumpsOver600s) {
+    const struct {
+        const char* situation;
+        std::vector<std::pair<double, double>> clockAndTimerS;
+        const char* logLine;
+    } cases[] = {
+        {"across midnight",
+         {{86000, 0}, {86395, 395}, {5, 405}, {65, 465}},
+         "FlightTimer reinitialized: InitValue = -400"},
+        // The timer goes on from where it stood.
+        {"clock set back 100 s",
+         {{1000, 0}, {1300, 300}, {1200, 300}, {1210, 310}},
+         "Error: [CFlightSimulatorInterfaceUsingXpsdk] FlightTimer decreased: InitValue -= 100"},
+        {"jumps of 600 s and 601 s",
+         {{1000, 0}, {1600, 600}, {2201, 600}, {2211, 610}},
+         "FlightTimer raised too fast: InitValue += 601"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.situation);
+        CFlightSimulatorInterfaceUsingXpsdk fresh{nullptr};
+        for (const auto& [clockS, timerS] : c.clockAndTimerS) {
+            fresh.updateFlightTimer(clockS);
+            EXPECT_EQ(fresh.m_aircraftData.dFlightTimeS, timerS) << "at clock " << clockS << " s";
+        }
+        EXPECT_NE(log().find(c.logLine), std::string::npos) << log();
+    }
 }
 
 TEST_F(AdapterLogicTest, FlightTimeAndOffset) {
@@ -139,17 +130,6 @@ TEST_F(AdapterLogicTest, AircraftType_engineCountFirst_thenMoreThan20PercentLigh
     booked.mtowKg = 0;  // a type without weight data is not judged by weight
     adapter.m_aircraftData.nNumEngines = 2;
     EXPECT_EQ(adapter.checkAircraftType(), 0);
-}
-
-TEST_F(AdapterLogicTest, Overweight_isTakeOffWeightMinusMtow) {
-    FakeBookedFlight booked;
-    adapter.setBookedFlight(&booked);
-    adapter.m_tankQuantityKg.tank[0] = 9000.3f;
-    adapter.m_tankQuantityKg.tank[1] = 9000.3f;
-    // 18001 fuel + 40000 DOW + 100 x 102 + 2000 cargo - 70000
-    EXPECT_EQ(adapter.getOverweight(), 18001 + 40000 + 10200 + 2000 - 70000);
-    adapter.setBookedFlight(nullptr);
-    EXPECT_EQ(adapter.getOverweight(), 0);
 }
 
 TEST_F(AdapterLogicTest, NearestAirport_fillsRecordCode_orLeavesItOnFailure) {
