@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/program_options.hpp>
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
@@ -63,7 +64,6 @@ constexpr double kDemoAircraftFuelKg = 3000.0;
 struct Options {
     bool quick = false;
     double hours = 10.0;
-    bool hoursGiven = false;
     fs::path out = "bench-run";
     fs::path plugin = QUELBY_BENCH_PLUGIN;
     fs::path emptyPlugin = QUELBY_BENCH_EMPTY_PLUGIN;
@@ -72,35 +72,31 @@ struct Options {
     double serveLongHaulSiteHours = 0.0;
 };
 
-bool parseNumber(const char* text, double& value) {
-    char* end = nullptr;
-    value = std::strtod(text, &end);
-    return end != text && *end == '\0' && value > 0.0;
-}
-
 bool parseOptions(int argc, char** argv, Options& options) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
-        if (arg == "--short") {
-            options.quick = true;
-        } else if (value != nullptr && arg == "--hours") {
-            if (!parseNumber(argv[++i], options.hours)) return false;
-            options.hoursGiven = true;
-        } else if (value != nullptr && arg == "--out") {
-            options.out = argv[++i];
-        } else if (value != nullptr && arg == "--plugin") {
-            options.plugin = argv[++i];
-        } else if (value != nullptr && arg == "--empty-plugin") {
-            options.emptyPlugin = argv[++i];
-        } else if (value != nullptr && arg == "--serve-long-haul-site") {
-            if (!parseNumber(argv[++i], options.serveLongHaulSiteHours)) return false;
-        } else {
-            return false;
-        }
+    namespace po = boost::program_options;
+    std::string out = options.out.string(), plugin = options.plugin.string(),
+                emptyPlugin = options.emptyPlugin.string();
+    po::options_description known;
+    known.add_options()("short", po::bool_switch(&options.quick))("hours", po::value<double>())(
+        "out", po::value(&out))("plugin", po::value(&plugin))(
+        "empty-plugin", po::value(&emptyPlugin))("serve-long-haul-site",
+                                                 po::value(&options.serveLongHaulSiteHours));
+    po::variables_map given;
+    try {
+        po::store(po::command_line_parser(argc, argv).options(known).run(), given);
+        po::notify(given);
+    } catch (const po::error&) {
+        return false;
     }
-    if (options.quick && !options.hoursGiven) options.hours = 0.1;
-    return true;
+    options.out = out;
+    options.plugin = plugin;
+    options.emptyPlugin = emptyPlugin;
+    if (given.count("hours") != 0) {
+        options.hours = given["hours"].as<double>();
+    } else if (options.quick) {
+        options.hours = 0.1;
+    }
+    return options.hours > 0.0 && options.serveLongHaulSiteHours >= 0.0;
 }
 
 std::string readFile(const fs::path& path) {

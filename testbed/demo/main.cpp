@@ -6,6 +6,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <boost/program_options.hpp>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -58,32 +59,25 @@ public:
 };
 
 bool parseOptions(int argc, char** argv, Options& options) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
-        if (arg == "--upload-works") {
-            options.refuseFirstUpload = false;
-        } else if (value != nullptr && arg == "--out") {
-            options.out = argv[++i];
-        } else if (value != nullptr && arg == "--plugin") {
-            options.plugin = argv[++i];
-        } else if (value != nullptr && arg == "--flight") {
-            options.flight = argv[++i];
-        } else if (value != nullptr && arg == "--time-scale") {
-            char* end = nullptr;
-            options.timeScale = std::strtod(argv[++i], &end);
-            if (*end != '\0' || options.timeScale <= 0.0) return false;
-        } else {
-            return false;
-        }
+    namespace po = boost::program_options;
+    std::string out = options.out.string(), plugin = QUELBY_PLUGIN_PATH,
+                flight = QUELBY_DEMO_FLIGHT;
+    po::options_description known;
+    known.add_options()("out", po::value(&out))("plugin", po::value(&plugin))(
+        "flight", po::value(&flight))("time-scale", po::value(&options.timeScale))(
+        "upload-works", po::bool_switch());
+    po::variables_map given;
+    try {
+        po::store(po::command_line_parser(argc, argv).options(known).run(), given);
+        po::notify(given);
+    } catch (const po::error&) {
+        return false;
     }
-    if (options.plugin.empty()) {
-        options.plugin = QUELBY_PLUGIN_PATH;
-    }
-    if (options.flight.empty()) {
-        options.flight = QUELBY_DEMO_FLIGHT;
-    }
-    return true;
+    options.out = out;
+    options.plugin = plugin;
+    options.flight = flight;
+    options.refuseFirstUpload = !given["upload-works"].as<bool>();
+    return options.timeScale > 0.0;
 }
 
 std::string readFile(const fs::path& path) {

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/program_options.hpp>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -576,25 +577,21 @@ void printTable(const std::vector<Row>& rows) {
 }
 
 bool parseOptions(int argc, char** argv, Options& options) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        if (arg == "--short") {
-            options.shortRun = true;
-        } else if (arg == "--strict-frames") {
-            options.strictFrames = true;
-        } else if (arg == "--only" && i + 1 < argc) {
-            options.only = argv[++i];
-        } else if (arg == "--out" && i + 1 < argc) {
-            options.out = argv[++i];
-        } else if (arg == "--plugin" && i + 1 < argc) {
-            options.plugin = argv[++i];
-        } else {
-            return false;
-        }
+    namespace po = boost::program_options;
+    std::string out = options.out.string(), plugin = QUELBY_PLUGIN_PATH;
+    po::options_description known;
+    known.add_options()("short", po::bool_switch(&options.shortRun))(
+        "strict-frames", po::bool_switch(&options.strictFrames))("only", po::value(&options.only))(
+        "out", po::value(&out))("plugin", po::value(&plugin));
+    po::variables_map given;
+    try {
+        po::store(po::command_line_parser(argc, argv).options(known).run(), given);
+        po::notify(given);
+    } catch (const po::error&) {
+        return false;
     }
-    if (options.plugin.empty()) {
-        options.plugin = QUELBY_PLUGIN_PATH;
-    }
+    options.out = out;
+    options.plugin = plugin;
     return true;
 }
 
