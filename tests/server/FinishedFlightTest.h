@@ -18,22 +18,6 @@
 
 namespace quelby_test {
 
-// The sealed report file with one hexadecimal digit of the report record
-// changed, chosen so that the change alters the file's code (the code holds
-// only 12 bits of the digest, so a rare change keeps it).
-inline std::string tampered(const std::string& sealed) {
-    const std::size_t value = sealed.find("Tarvex_Reports = ") + 17;
-    for (std::size_t at = value; at < value + 64 && at < sealed.size(); ++at) {
-        std::string candidate = sealed;
-        candidate[at] = candidate[at] == '0' ? '1' : '0';
-        if (CReport::backupCodeOf(candidate) != CReport::backupCodeOf(sealed)) {
-            return candidate;
-        }
-    }
-    ADD_FAILURE() << "no one-digit change alters the code";
-    return sealed;
-}
-
 class FinishedFlightTest : public ::testing::Test {
 protected:
     void SetUp() override {

@@ -7,6 +7,11 @@
 
 namespace quelby_test {
 
+// The sealed report file with one hexadecimal digit of the report record
+// changed, chosen so that the change alters the file's code: the code takes
+// one of only 32 values, so about one change in 30 keeps it.
+std::string tampered(const std::string& sealed);
+
 // A fresh, empty folder under the system's temporary folder, removed when the
 // object goes out of scope.
 class ScratchFolder {

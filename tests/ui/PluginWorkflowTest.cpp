@@ -85,10 +85,7 @@ TEST_F(PilotAtTheWindow, FailedUpload_keepsTheReport_refusesATamperedCopy_upload
         logIn();
         press("Upload saved Report");
     };
-    std::string tampered = sealed;
-    const std::size_t digit = tampered.find_first_of("123456789", tampered.find("Tarvex_Reports"));
-    tampered[digit] = tampered[digit] == '9' ? '8' : '9';
-    restartAndUpload(tampered);
+    restartAndUpload(quelby_test::tampered(sealed));
     ASSERT_TRUE(sim().runUntil(
         [&] {
             return logged(
