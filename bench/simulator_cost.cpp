@@ -30,6 +30,7 @@
 #include "LongHaulFlight.h"
 #include "XPLMDisplay.h"
 #include "XPLMGraphics.h"
+#include "testbed/CommandLine.h"
 #include "testbed/Flight.h"
 #include "testbed/FlightModel.h"
 #include "testbed/Simulator.h"
@@ -82,12 +83,7 @@ bool parseOptions(int argc, char** argv, Options& options) {
         "empty-plugin", po::value(&emptyPlugin))("serve-long-haul-site",
                                                  po::value(&options.serveLongHaulSiteHours));
     po::variables_map given;
-    try {
-        po::store(po::command_line_parser(argc, argv).options(known).run(), given);
-        po::notify(given);
-    } catch (const po::error&) {
-        return false;
-    }
+    if (!testbed::readCommandLine(argc, argv, known, given)) return false;
     options.out = out;
     options.plugin = plugin;
     options.emptyPlugin = emptyPlugin;

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "testbed/CommandLine.h"
 #include "testbed/Flight.h"
 #include "testbed/FlightModel.h"
 #include "testbed/PluginFolder.h"
@@ -67,12 +68,7 @@ bool parseOptions(int argc, char** argv, Options& options) {
         "flight", po::value(&flight))("time-scale", po::value(&options.timeScale))(
         "upload-works", po::bool_switch());
     po::variables_map given;
-    try {
-        po::store(po::command_line_parser(argc, argv).options(known).run(), given);
-        po::notify(given);
-    } catch (const po::error&) {
-        return false;
-    }
+    if (!testbed::readCommandLine(argc, argv, known, given)) return false;
     options.out = out;
     options.plugin = plugin;
     options.flight = flight;

@@ -24,6 +24,7 @@
 #include <thread>
 #include <vector>
 
+#include "testbed/CommandLine.h"
 #include "testbed/Flight.h"
 #include "testbed/FlightModel.h"
 #include "testbed/PluginFolder.h"
@@ -584,12 +585,7 @@ bool parseOptions(int argc, char** argv, Options& options) {
         "strict-frames", po::bool_switch(&options.strictFrames))("only", po::value(&options.only))(
         "out", po::value(&out))("plugin", po::value(&plugin));
     po::variables_map given;
-    try {
-        po::store(po::command_line_parser(argc, argv).options(known).run(), given);
-        po::notify(given);
-    } catch (const po::error&) {
-        return false;
-    }
+    if (!testbed::readCommandLine(argc, argv, known, given)) return false;
     options.out = out;
     options.plugin = plugin;
     return true;
