@@ -15,6 +15,11 @@ enum { xpMessage_CloseButtonPushed = 1200 };
 
 enum { xpPushButton = 0, xpRadioButton = 1 };
 enum {
+    xpButtonBehaviorPushButton = 0,
+    xpButtonBehaviorCheckBox = 1,
+    xpButtonBehaviorRadioButton = 2
+};
+enum {
     xpProperty_ButtonType = 1300,
     xpProperty_ButtonBehavior = 1301,
     xpProperty_ButtonState = 1302

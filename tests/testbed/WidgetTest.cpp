@@ -96,13 +96,8 @@ TEST_F(WidgetTest, PressButton_handledOnTheWay_stopsTheChain) {
     EXPECT_EQ(heardOf(xpMsg_PushButtonPressed), (std::vector<std::string>{"second@Area"}));
 }
 
-TEST_F(WidgetTest, PressButton_onHiddenUnknownOrCheckBox_returnsFalse) {
-    XPWidgetID checkBox =
-        XPCreateWidget(20, 110, 40, 90, 1, "Remember", 0, area, xpWidgetClass_Button);
-    XPSetWidgetProperty(checkBox, xpProperty_ButtonType, xpRadioButton);
+TEST_F(WidgetTest, PressButton_onHiddenOrUnknown_returnsFalse) {
     XPAddWidgetCallback(window, first);
-
-    EXPECT_FALSE(sim().pressButton("Remember"));
     EXPECT_FALSE(sim().pressButton("Logout"));
     XPHideWidget(area);  // the button's own flag stays set; its parent hides it
     EXPECT_TRUE(sim().isWidgetVisible(button));
@@ -111,25 +106,52 @@ TEST_F(WidgetTest, PressButton_onHiddenUnknownOrCheckBox_returnsFalse) {
     EXPECT_TRUE(heardOf(xpMsg_PushButtonPressed).empty());
 }
 
-TEST_F(WidgetTest, ToggleCheckBox_flipsStateAndSendsStateChangedUp) {
-    XPWidgetID checkBox = XPCreateWidget(20, 110, 40, 90, 1, "", 0, area, xpWidgetClass_Button);
-    XPSetWidgetProperty(checkBox, xpProperty_ButtonType, xpRadioButton);
+// A click does what the button's behaviour (1301) says; its type (1300) only
+// draws it. A check box drawn as one but left with the push-button behaviour
+// never ticks.
+TEST_F(WidgetTest, Click_followsTheButtonBehaviour_notItsLook) {
+    struct Case {
+        const char* what;
+        intptr_t type;
+        intptr_t behaviour;  // -1: never set
+        std::vector<intptr_t> statesAfterClicks;
+        std::vector<intptr_t> stateChangesSent;
+        int pressesSent;
+    };
+    const Case cases[] = {
+        {"push button", xpPushButton, -1, {0, 0, 0}, {}, 3},
+        {"check-box look only", xpRadioButton, -1, {0, 0, 0}, {}, 3},
+        {"check box", xpRadioButton, xpButtonBehaviorCheckBox, {1, 0, 1}, {1, 0, 1}, 0},
+        {"radio button", xpRadioButton, xpButtonBehaviorRadioButton, {1, 1, 1}, {1}, 0},
+    };
     XPAddWidgetCallback(window, first);
-
-    ASSERT_TRUE(sim().toggleCheckBox(checkBox));
-    EXPECT_EQ(XPGetWidgetProperty(checkBox, xpProperty_ButtonState, nullptr), 1);
-    ASSERT_TRUE(sim().toggleCheckBox(checkBox));
-    EXPECT_EQ(XPGetWidgetProperty(checkBox, xpProperty_ButtonState, nullptr), 0);
-
-    std::vector<intptr_t> states;
-    for (const Heard& h : g_heard) {
-        if (h.message == xpMsg_ButtonStateChanged) {
-            EXPECT_EQ(h.param1, reinterpret_cast<intptr_t>(checkBox));
-            states.push_back(h.param2);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        g_heard.clear();
+        XPWidgetID box = XPCreateWidget(20, 110, 40, 90, 1, "", 0, area, xpWidgetClass_Button);
+        XPSetWidgetProperty(box, xpProperty_ButtonType, c.type);
+        if (c.behaviour >= 0) XPSetWidgetProperty(box, xpProperty_ButtonBehavior, c.behaviour);
+        std::vector<intptr_t> states;
+        for (std::size_t i = 0; i < c.statesAfterClicks.size(); ++i) {
+            ASSERT_TRUE(sim().clickButton(box));
+            states.push_back(XPGetWidgetProperty(box, xpProperty_ButtonState, nullptr));
         }
+        EXPECT_EQ(states, c.statesAfterClicks);
+        std::vector<intptr_t> sent;
+        int presses = 0;
+        for (const Heard& h : g_heard) {
+            if (h.param1 != reinterpret_cast<intptr_t>(box)) continue;
+            if (h.message == xpMsg_ButtonStateChanged) sent.push_back(h.param2);
+            if (h.message == xpMsg_PushButtonPressed) ++presses;
+        }
+        EXPECT_EQ(sent, c.stateChangesSent);
+        EXPECT_EQ(presses, c.pressesSent);
+        XPDestroyWidget(box, 1);
     }
-    EXPECT_EQ(states, (std::vector<intptr_t>{1, 0}));
-    EXPECT_FALSE(sim().toggleCheckBox(button)) << "a push button is not a check box";
+    // Setting the state from code sends nothing.
+    g_heard.clear();
+    XPSetWidgetProperty(button, xpProperty_ButtonState, 1);
+    EXPECT_TRUE(g_heard.empty());
 }
 
 TEST_F(WidgetTest, TypeInto_setsTheFieldsTextAndTellsItsParents) {

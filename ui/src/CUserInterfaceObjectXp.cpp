@@ -36,7 +36,9 @@ CUserInterfaceObjectXp::CUserInterfaceObjectXp(int x, int y, int width, int heig
         case CheckBox:
             m_xpId = XPCreateWidget(left, top, right, bottom, 1, "", 0, parentWindow,
                                     xpWidgetClass_Button);
-            XPSetWidgetProperty(m_xpId, xpProperty_ButtonType, 1);
+            // The type only draws the box; the behaviour makes a click tick it.
+            XPSetWidgetProperty(m_xpId, xpProperty_ButtonType, xpRadioButton);
+            XPSetWidgetProperty(m_xpId, xpProperty_ButtonBehavior, xpButtonBehaviorCheckBox);
             break;
         default:
             break;  // a combo box exists only as an object here

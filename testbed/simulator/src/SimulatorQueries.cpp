@@ -138,6 +138,11 @@ int Simulator::getInt(const std::string& name) const {
     return dataRefFor(state(), name, xplmType_Int, "getInt").value.intValue;
 }
 
+bool Simulator::isFailed(const std::string& failureDataRef) const {
+    constexpr int kInoperative = 6;
+    return getInt(failureDataRef) == kInoperative;
+}
+
 float Simulator::getFloat(const std::string& name) const {
     std::lock_guard<std::mutex> lock(state().mutex);
     return static_cast<float>(
@@ -233,34 +238,54 @@ bool Simulator::pressButton(const std::string& caption) {
     {
         std::lock_guard<std::mutex> lock(state().mutex);
         for (const auto& [id, widget] : state().widgets) {
-            // A check box is a button too; only push buttons are pressed.
-            if (widget.widgetClass == xpWidgetClass_Button &&
-                propertyOf(widget, xpProperty_ButtonType) == 0 && widget.descriptor == caption &&
+            if (widget.widgetClass == xpWidgetClass_Button && widget.descriptor == caption &&
                 shownOnScreen(state(), id) && enabledFor(state(), id)) {
                 button = id;
                 break;
             }
         }
     }
-    if (button == nullptr) {
-        return false;
-    }
-    dispatchUpChain(button, xpMsg_PushButtonPressed, reinterpret_cast<intptr_t>(button), 0);
-    return true;
+    return button != nullptr && clickButton(button);
 }
 
 bool Simulator::pressButton(XPWidgetID button) {
     requireSimulatorThread("pressButton");
+    return clickButton(button);
+}
+
+bool Simulator::clickButton(XPWidgetID button) {
+    requireSimulatorThread("clickButton");
+    int message = xpMsg_PushButtonPressed;
+    intptr_t newState = 0;
     {
         std::lock_guard<std::mutex> lock(state().mutex);
         auto found = state().widgets.find(button);
         if (found == state().widgets.end() || found->second.widgetClass != xpWidgetClass_Button ||
-            propertyOf(found->second, xpProperty_ButtonType) != 0 ||
             !shownOnScreen(state(), button) || !enabledFor(state(), button)) {
             return false;
         }
+        // What a click does is the button's behaviour; its type only draws it.
+        Widget& widget = found->second;
+        const intptr_t oldState = propertyOf(widget, xpProperty_ButtonState);
+        switch (propertyOf(widget, xpProperty_ButtonBehavior)) {
+            case xpButtonBehaviorCheckBox:
+                newState = oldState != 0 ? 0 : 1;
+                widget.properties[xpProperty_ButtonState] = newState;
+                message = xpMsg_ButtonStateChanged;
+                break;
+            case xpButtonBehaviorRadioButton:
+                if (oldState == 1) {
+                    return true;  // already on: nothing changes, nothing is sent
+                }
+                newState = 1;
+                widget.properties[xpProperty_ButtonState] = newState;
+                message = xpMsg_ButtonStateChanged;
+                break;
+            default:
+                break;  // a push button's state is left as it is
+        }
     }
-    dispatchUpChain(button, xpMsg_PushButtonPressed, reinterpret_cast<intptr_t>(button), 0);
+    dispatchUpChain(button, message, reinterpret_cast<intptr_t>(button), newState);
     return true;
 }
 
@@ -296,25 +321,6 @@ bool Simulator::pushCloseBox(XPWidgetID mainWindow) {
     }
     dispatchUpChain(mainWindow, xpMessage_CloseButtonPushed, reinterpret_cast<intptr_t>(mainWindow),
                     0);
-    return true;
-}
-
-bool Simulator::toggleCheckBox(XPWidgetID checkBox) {
-    requireSimulatorThread("toggleCheckBox");
-    intptr_t newState = 0;
-    {
-        std::lock_guard<std::mutex> lock(state().mutex);
-        auto found = state().widgets.find(checkBox);
-        if (found == state().widgets.end() || found->second.widgetClass != xpWidgetClass_Button ||
-            propertyOf(found->second, xpProperty_ButtonType) != 1 ||
-            !shownOnScreen(state(), checkBox) || !enabledFor(state(), checkBox)) {
-            return false;
-        }
-        newState = propertyOf(found->second, xpProperty_ButtonState) != 0 ? 0 : 1;
-        found->second.properties[xpProperty_ButtonState] = newState;
-    }
-    dispatchUpChain(checkBox, xpMsg_ButtonStateChanged, reinterpret_cast<intptr_t>(checkBox),
-                    newState);
     return true;
 }
 

@@ -125,8 +125,10 @@ bool WindowDriver::type(int x, int y, const std::string& text) {
 bool WindowDriver::setCheckBox(int x, int y, bool checked) {
     const XPWidgetID box = widgetAt(xpWidgetClass_Button, x, y);
     if (box == nullptr || !m_sim.isWidgetShownOnScreen(box)) return false;
-    if ((m_sim.widgetProperty(box, xpProperty_ButtonState) != 0) == checked) return true;
-    return m_sim.toggleCheckBox(box);
+    const auto isChecked = [&] { return m_sim.widgetProperty(box, xpProperty_ButtonState) != 0; };
+    if (isChecked() == checked) return true;
+    // A click that does not tick the box leaves the option as it was.
+    return m_sim.clickButton(box) && isChecked() == checked;
 }
 
 }  // namespace testbed

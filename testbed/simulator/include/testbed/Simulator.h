@@ -128,6 +128,12 @@ public:
     std::vector<float> getFloatArray(const std::string& name) const;
     std::string getBytes(const std::string& name) const;
     std::vector<DataRefMisuse> dataRefMisuses() const;
+    // Whether the part behind a failure dataref ("sim/operation/failures/
+    // rel_...") is failed now. X-Plane reads these as a failure mode: only
+    // 6 (inoperative) fails the part at once; 1 (mean time until failure)
+    // leaves it to X-Plane's mean time between failures, which no flight of
+    // the test bed reaches, and 2 to 5 wait for a time, speed, height or key.
+    bool isFailed(const std::string& failureDataRef) const;
     // SDK calls made from another thread while the simulator's thread was
     // not parked in a callback: each entry names the function.
     std::vector<std::string> threadViolations() const;
@@ -142,14 +148,19 @@ public:
     bool isWidgetVisible(XPWidgetID widget) const;        // own flag
     bool isWidgetShownOnScreen(XPWidgetID widget) const;  // it and all its parents visible
     intptr_t widgetProperty(XPWidgetID widget, int property, bool* exists = nullptr) const;
-    // Presses the visible push button with this caption: message 1300 goes to
-    // the button, then up its parents until a callback returns 1. Returns
-    // false when no such button is shown and enabled (a person cannot press
-    // a greyed-out button, nor type into a greyed-out field below).
+    // Clicks the visible, enabled button with this caption, as clickButton
+    // does. Returns false when no such button is shown and enabled (a person
+    // cannot press a greyed-out button, nor type into a greyed-out field
+    // below).
     bool pressButton(const std::string& caption);
-    // Presses this push button, when it is shown; for buttons that share a
-    // caption.
+    // Clicks this button; for buttons that share a caption.
     bool pressButton(XPWidgetID button);
+    // A mouse click on a button, as X-Plane's button behaviour (1301) makes
+    // it: a push button (0) sends 1300 up its parents and keeps its state; a
+    // check box (1) flips its state (1302) and sends 1301 with the new state;
+    // a radio button (2) turns on and sends 1301 unless it was on already.
+    // Returns false unless the button is shown and enabled.
+    bool clickButton(XPWidgetID button);
     // Replaces a text field's text, as typing into it does: the field gets
     // its descriptor-changed message and 1400 goes up its parents. Returns
     // false unless it is a text field shown on screen.
@@ -157,9 +168,6 @@ public:
     // Clicks the close box of a main window: message 1200 to that window.
     // Returns false unless the window is shown and has close boxes (1200).
     bool pushCloseBox(XPWidgetID mainWindow);
-    // Toggles a check box (a button with button type 1): state flips and
-    // message 1301 goes up as for a press.
-    bool toggleCheckBox(XPWidgetID checkBox);
 
     // Menus and hot keys.
     std::vector<std::string> menuNames() const;
