@@ -14,6 +14,10 @@
 
 namespace {
 
+// X-Plane's failure datarefs take a failure mode: 6 is "inoperative now";
+// 1 would only arm a failure after X-Plane's own mean time between failures.
+constexpr int kFailedNow = 6;
+
 constexpr double kFeetPerMetre = 3.281;
 constexpr double kKnotsPerMetrePerSecond = 1.9438;
 constexpr double kSecondsPerDay = 86400.0;
@@ -319,7 +323,7 @@ bool CFlightSimulatorInterfaceUsingXpsdk::setFailure(int which, bool silent) {
             break;
     }
     if (engine >= 0 && (!m_bConnected || !onSimulator([&] {
-            XPLMSetDatai(m_dataRefs[kEngineFire0 + engine], 1);
+            XPLMSetDatai(m_dataRefs[kEngineFire0 + engine], kFailedNow);
         }))) {
         return false;
     }
@@ -336,7 +340,7 @@ bool CFlightSimulatorInterfaceUsingXpsdk::checkFailure(int which) {
     if (slot < 0) {
         return true;
     }
-    return m_bConnected && onSimulator([&] { XPLMSetDatai(m_dataRefs[slot], 1); });
+    return m_bConnected && onSimulator([&] { XPLMSetDatai(m_dataRefs[slot], kFailedNow); });
 }
 
 bool CFlightSimulatorInterfaceUsingXpsdk::setSimulationRate(int rate) {

@@ -215,7 +215,7 @@ TEST_F(XpsdkAdapterTest, SimulationRate_isWritten_andLoggedWithItsSkippedLetters
     EXPECT_EQ(sim().getInt("sim/time/sim_speed"), 1000);
 }
 
-TEST_F(XpsdkAdapterTest, Failures_setTheirDataref_andSpeakAfterTheBracket) {
+TEST_F(XpsdkAdapterTest, Failures_failThePartNow_andSpeakAfterTheBracket) {
     struct Case {
         int which;
         const char* dataRef;
@@ -230,22 +230,22 @@ TEST_F(XpsdkAdapterTest, Failures_setTheirDataref_andSpeakAfterTheBracket) {
         SCOPED_TRACE(c.which);
         ASSERT_TRUE(onClient([&] { return adapter.setFailure(c.which, false); }));
         EXPECT_EQ(lastBrackets, 2u) << "the failure, then the spoken message";
-        EXPECT_EQ(sim().getInt(c.dataRef), 1);
+        EXPECT_TRUE(sim().isFailed(c.dataRef));
         ASSERT_FALSE(sim().spokenTexts().empty());
         EXPECT_EQ(sim().spokenTexts().back(), c.spoken);
     }
     const size_t spoken = sim().spokenTexts().size();
     ASSERT_TRUE(onClient([&] { return adapter.setFailure(2, true); }));
-    EXPECT_EQ(sim().getInt("sim/operation/failures/rel_engfir2"), 1);
+    EXPECT_TRUE(sim().isFailed("sim/operation/failures/rel_engfir2"));
     EXPECT_EQ(sim().spokenTexts().size(), spoken) << "a silent failure spoke";
     ASSERT_TRUE(onClient([&] { return adapter.setFailure(7, false); }));
     EXPECT_EQ(lastBrackets, 0u);
 
     ASSERT_TRUE(onClient([&] { return adapter.checkFailure(5); }));
-    EXPECT_EQ(sim().getInt("sim/operation/failures/rel_flap_act"), 1);
-    EXPECT_EQ(sim().getInt("sim/operation/failures/rel_gear_act"), 0);
+    EXPECT_TRUE(sim().isFailed("sim/operation/failures/rel_flap_act"));
+    EXPECT_FALSE(sim().isFailed("sim/operation/failures/rel_gear_act"));
     ASSERT_TRUE(onClient([&] { return adapter.checkFailure(6); }));
-    EXPECT_EQ(sim().getInt("sim/operation/failures/rel_gear_act"), 1);
+    EXPECT_TRUE(sim().isFailed("sim/operation/failures/rel_gear_act"));
 }
 
 TEST_F(XpsdkAdapterTest, LandingLightToggle_speaks_andOverridesTheSimulatorFromThenOn) {
