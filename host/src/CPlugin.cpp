@@ -194,9 +194,6 @@ int start(char* outName, char* outSig, char* outDesc) {
 }
 
 void stop() {
-    if (g_theWindow != nullptr) {
-        XPLMDestroyWindow(g_theWindow);
-    }
     // Nothing that could call into an unloaded plug-in stays registered.
     if (g_bDrawCallbackRegistered) {
         XPLMUnregisterDrawCallback(XPlaneDrawCallback, xplm_Phase_Window, 0, nullptr);
@@ -240,6 +237,12 @@ void stop() {
     CClientInterface::joinSenders();
     g_pClient = nullptr;
     g_clientModule.reset();
+    // The window is a widget, so the widget library destroys it, with its
+    // areas and controls; no thread of ours holds its ids any more.
+    if (g_theWindow != nullptr) {
+        XPDestroyWidget(g_theWindow, 1);
+        g_theWindow = nullptr;
+    }
     if (g_pThreadSync != nullptr) {
         // What the client's simulator access cost the simulator over the
         // whole run: a bracket holds the frame in which it is granted.
@@ -268,7 +271,7 @@ void runClient() {
     // An exception ends the client thread, never the simulator.
     CCallbackGuard::run(g_clientFailed, "runClient", [] {
         // The log's header names the website in use, so it is read first.
-        CLogger::setServerUrl(CServerSettings::displayUrl(CServerSettings::load().primaryHost));
+        CLogger::setServerUrl(CServerSettings::displayUrl(CServerSettings::load().hostInUse()));
         g_clientModule = std::make_unique<CClientModule>(theUserInterface, nullptr);
         g_pClient = g_clientModule.get();
         // Files, the sound device and the automatic login are the client

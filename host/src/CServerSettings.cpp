@@ -10,6 +10,7 @@
 #include <SimpleIni.h>
 
 #include "CClientConfig.h"
+#include "CNumberText.h"
 #include "QuelbyVersion.h"
 
 namespace {
@@ -34,6 +35,8 @@ CServerSettings CServerSettings::load() {
     const std::string alternate = trimmed(ini.GetValue("server", "Alternate", ""));
     if (!primary.empty()) settings.primaryHost = primary;
     if (!alternate.empty()) settings.alternateHost = alternate;
+    // A bool of the settings is true exactly when its value reads as 1.
+    settings.useAlternate = CNumberText::toInt(ini.GetValue("settings", "AltServer", "0")) == 1;
     return settings;
 }
 

@@ -113,7 +113,7 @@ void ClientDataLine::parse(const char* line) {
 
 CClientInterface::CClientInterface()
     : m_pLogger(std::make_unique<CLogger>("CClientInterface")),
-      m_host(CServerSettings::load().primaryHost),
+      m_host(CServerSettings::load().hostInUse()),
       m_internTs(std::rand()),
       m_homepage(std::string("http://") + kHomepageHost + "/"),
       m_request(kRequestBytes, '\0') {

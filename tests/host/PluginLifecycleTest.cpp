@@ -37,6 +37,8 @@ protected:
         if (sim().isPluginLoaded()) sim().unloadPlugin();
         EXPECT_TRUE(sim().dataRefMisuses().empty());
         EXPECT_TRUE(sim().threadViolations().empty()) << sim().threadViolations().front();
+        // Handing X-Plane a widget where it wants a window can crash it at quit.
+        EXPECT_TRUE(sim().sdkMisuses().empty()) << sim().sdkMisuses().front();
     }
     bool windowVisible() const { return sim().isWidgetVisible(window); }
     std::string log() const { return quelby_test::readFile(root.file("quelby_debug.txt")); }
@@ -141,6 +143,7 @@ TEST_F(PluginLifecycleTest, DrawCallbackRunsEveryFrame_andStopEndsTheNamedClient
     // The client thread sleeps 10 ms per pass; stop waits at most for one.
     EXPECT_LT(sim().lastStopDuration(), 2000ms);
     EXPECT_EQ(clientThreads(), 0u) << "the client thread outlived the plug-in";
+    EXPECT_TRUE(sim().widgets().empty()) << "the window outlived the plug-in";
     EXPECT_TRUE(std::regex_search(
         log(), std::regex("Debug: \\[CPlugin\\] Simulator thread: [0-9]+ brackets, mean "
                           "[0-9]+\\.[0-9] us, longest [0-9]+\\.[0-9] us\n")))
@@ -171,23 +174,37 @@ TEST_F(PluginLifecycleTest, EachRun_opensItsPartOfTheLogWithAHeader) {
         << log();
 }
 
-TEST(PluginServerSettingsTest, LogHeader_namesThePrimaryServerFromTheSettings) {
-    quelby_test::ScratchFolder root("quelby-root");
-    quelby_test::writeFile(root.file("quelby.ini"), "[server]\nPrimary = 127.0.0.1:8123\n");
-    sim().reset();
-    sim().setRootFolder(root.path());
-    std::string error;
-    ASSERT_TRUE(sim().loadPlugin(quelby_test::pluginPath(), &error)) << error;
-    const std::string logFile = root.file("quelby_debug.txt");
-    const bool logged = sim().runUntil(
-        [&] { return quelby_test::readFile(logFile).find("- Max Data") != std::string::npos; },
-        5000ms);
-    sim().unloadPlugin();
-    ASSERT_TRUE(logged);
-    EXPECT_NE(quelby_test::readFile(logFile).find(
-                  "- Server: http://127.0.0.1:8123/client_interface2.php5\n"),
-              std::string::npos)
-        << quelby_test::readFile(logFile);
+// The log's header names the website in use: the primary unless the
+// settings ask for the alternate, which is the "Alternate" host when one is
+// named and the built-in alternate otherwise.
+TEST(PluginServerSettingsTest, LogHeader_namesTheWebsiteInUse) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"[server]\nPrimary = 127.0.0.1:8123\n", "http://127.0.0.1:8123/client_interface2.php5"},
+        {"[settings]\nAltServer = 1\n[server]\nPrimary = 127.0.0.1:8123\n"
+         "Alternate = https://127.0.0.1:8124/\n",
+         "https://127.0.0.1:8124/client_interface2.php5"},
+        {"[settings]\nAltServer = 1\n", "http://alt.quelby.net/client_interface2.php5"},
+        {"[settings]\nAltServer = 0\n[server]\nAlternate = 127.0.0.1:8124\n",
+         "http://www.quelby.net/client_interface2.php5"},
+    };
+    for (const auto& [settings, server] : cases) {
+        SCOPED_TRACE(settings);
+        quelby_test::ScratchFolder root("quelby-root");
+        quelby_test::writeFile(root.file("quelby.ini"), settings);
+        sim().reset();
+        sim().setRootFolder(root.path());
+        std::string error;
+        ASSERT_TRUE(sim().loadPlugin(quelby_test::pluginPath(), &error)) << error;
+        const std::string logFile = root.file("quelby_debug.txt");
+        const bool logged = sim().runUntil(
+            [&] { return quelby_test::readFile(logFile).find("- Max Data") != std::string::npos; },
+            5000ms);
+        sim().unloadPlugin();
+        ASSERT_TRUE(logged);
+        EXPECT_NE(quelby_test::readFile(logFile).find("- Server: " + std::string(server) + "\n"),
+                  std::string::npos)
+            << quelby_test::readFile(logFile);
+    }
 }
 
 }  // namespace
