@@ -53,6 +53,7 @@ protected:
 
 private:
     void runFlightBlock();
+    void recordFlight(bool flying);
     void checkConnection();
     void runFlightChecks();
 
@@ -64,6 +65,7 @@ private:
     uint32_t m_lastFailureCheckMs = 0;
     uint32_t m_lastPositionLogMs = 0;
     int32_t m_nCheckInterval = 100;
+    bool m_bFlyingLastPass = false;
     uint32_t m_loopStartMs = 0;
     uint32_t m_t1 = 0, m_t2 = 0, m_t3 = 0, m_t4 = 0;
     int32_t m_nLoopTimeMs = 0;

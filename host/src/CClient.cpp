@@ -59,9 +59,11 @@ void CClient::runPass() {
     if (simulator == nullptr) {
         return;  // the subsystems are not made yet
     }
-    if (m_ui.getLayer() == kFlyingLayer) {
+    const bool flying = m_ui.getLayer() == kFlyingLayer;
+    if (flying) {
         runFlightBlock();
     }
+    recordFlight(flying);
 
     // The simulator's upkeep, whatever the screen.
     if (simulator->isRunning()) {
@@ -90,6 +92,21 @@ void CClient::runPass() {
                         " T3: " + std::to_string(m_t3) + " T4: " + std::to_string(m_t4));
     }
     m_loopStartMs = m_timer.GetTime();
+}
+
+void CClient::recordFlight(bool flying) {
+    // The recorder also sees the pass in which the flight left the flying
+    // screen (on block, a crash, or "End flight" pressed since the last
+    // pass), so that a rule on those states fires; an aborted flight has
+    // been reset and records nothing more.
+    const bool lastFlightPass = flying || m_bFlyingLastPass;
+    m_bFlyingLastPass = flying;
+    if (!lastFlightPass || !m_ui.isFlightStarted()) {
+        return;
+    }
+    if (Blackbox::CBlackbox* blackbox = m_ui.getBlackbox()) {
+        blackbox->check();
+    }
 }
 
 void CClient::runFlightBlock() {
@@ -139,10 +156,6 @@ void CClient::runFlightBlock() {
     if (m_timer.GetTime() - m_lastPositionLogMs > kPositionLogIntervalMs) {
         m_lastPositionLogMs = m_timer.GetTime();
         report->uploadPositionLog();
-    }
-
-    if (Blackbox::CBlackbox* blackbox = m_ui.getBlackbox()) {
-        blackbox->check();
     }
 }
 

@@ -5,6 +5,7 @@
 #include <boost/format.hpp>
 #include <cstring>
 
+#include "CBlackbox.h"
 #include "CClientInterface.h"
 #include "CLogger.h"
 
@@ -66,6 +67,10 @@ int CReport::addPenalty(int kind, int fuelBeforeKg, int fuelAfterKg) {
     }
     const tPenaltyKind& entry = kPenaltyCatalogue[kind];
     struct_penalty& slot = m_penalties[kind];
+    // The event log has the penalty once, when it is raised.
+    if (slot.active != 1 && m_pBlackbox != nullptr) {
+        m_pBlackbox->executeEvent(entry.eventName, "");
+    }
     slot.active = 1;
     std::memset(slot.text, 0, sizeof(slot.text));
     std::strncpy(slot.text, entry.text, sizeof(slot.text) - 1);

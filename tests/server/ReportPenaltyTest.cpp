@@ -5,6 +5,8 @@
 #include <cstring>
 #include <string>
 
+#include "AircraftData.h"
+#include "CBlackbox.h"
 #include "CClientConfig.h"
 #include "CClientInterface.h"
 #include "CIniParser.h"
@@ -97,6 +99,25 @@ TEST_F(ReportPenaltyTest, RaisedTwice_countsOnceAndOneDeleteClearsIt) {
     EXPECT_FALSE(report.isPenalty(4));
     report.deletePenalty(4);
     EXPECT_FALSE(report.isPenalty(4));
+}
+
+TEST_F(ReportPenaltyTest, Raised_putsItsEventIntoTheFlightsEventLog_once) {
+    tagAircraftData aircraft;
+    aircraft.reset();
+    aircraft.dFlightTimeS = 600.0;
+    aircraft.dAltitudeFt = 2500.0;
+    Blackbox::CBlackbox recorder(nullptr, &aircraft, nullptr);
+    CReport report(nullptr, nullptr, &recorder);
+    report.addPenalty(7);
+    report.addPenalty(7);
+    report.addPenalty(4);
+    report.addPenalty(42);
+    const auto& events = recorder.getFlightData();
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_STREQ(events[0].text, "Penalty - overspeed under FL100");
+    EXPECT_EQ(events[0].timestamp, 600);
+    EXPECT_EQ(events[0].altitude, 2500);
+    EXPECT_STREQ(events[1].text, "Penalty - parking brakes not enabled");
 }
 
 TEST_F(ReportPenaltyTest, ResetCReport_emptiesEverySlotAndTheFlightsRecords_butKeepsTheLogin) {
