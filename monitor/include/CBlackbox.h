@@ -121,6 +121,7 @@ private:
     // The aircraft record's flight time in whole seconds, as the simulator
     // interface counts it.
     int flightTimeS() const;
+    void restartRateLimit();
 
     std::vector<std::unique_ptr<CEventBase>> m_events;
     std::vector<tDataRecord> m_flightData;

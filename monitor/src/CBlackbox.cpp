@@ -93,8 +93,7 @@ CBlackbox::CBlackbox(CSound* sound, tagAircraftData* aircraftData, CClientInterf
       m_pLogger(std::make_unique<CLogger>("CBlackbox")),
       m_dataPath(CClientConfig::instance()->getDataPath()),
       m_recentEvents(kRecentEventsCapacity) {
-    // The first minute of flight counts as having had one event at 0 s.
-    m_recentEvents.push_back(0);
+    restartRateLimit();
     parseXml();
 }
 
@@ -145,6 +144,7 @@ void CBlackbox::parseXml() {
 }
 
 void CBlackbox::init() {
+    restartRateLimit();
     updateData();
     for (const std::unique_ptr<CEventBase>& event : m_events) {
         event->init();
@@ -278,7 +278,16 @@ void CBlackbox::loadBackup() {
     }
 }
 
+void CBlackbox::restartRateLimit() {
+    // Each flight's clock starts at 0, so the last flight's events say
+    // nothing about this one's; its first minute counts as having had one
+    // event at 0 s.
+    m_recentEvents.clear();
+    m_recentEvents.push_back(0);
+}
+
 void CBlackbox::reset() {
+    restartRateLimit();
     clearFlightData();
     clearEventList();
     parseXml();

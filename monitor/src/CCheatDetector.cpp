@@ -62,6 +62,9 @@ void CCheatDetector::startFlight() {
     sim.m_nCurrentFuelKg = roundedTotalKg(sim.m_tankQuantityKg);
     sim.m_nLastFuelKg = sim.m_nCurrentFuelKg;
     sim.m_nRefuelCount = 0;
+    // Each flight is judged on its own: an earlier flight's rate
+    // violations do not count against this one.
+    m_simRateViolations = 0;
     sim.m_aircraftData.dLastCheckedLatitude = sim.m_aircraftData.dLatitude;
     sim.m_aircraftData.dLastCheckedLongitude = sim.m_aircraftData.dLongitude;
     m_checkTimer.Reset();
@@ -169,8 +172,7 @@ bool CCheatDetector::checkSimrate() {
     }
     const int rate = m_pSimulator->m_aircraftData.nSimulationRate;
     const int allowedRate = client->m_route.Simrate;
-    const bool limited =
-        CNumberText::toInt(recordText(client->m_log.FlightType).c_str()) != kPositioningFlightType;
+    const bool limited = recordInt(client->m_log.FlightType) != kPositioningFlightType;
     // The report never shows more than the route allows.
     if (rate > client->m_report.Simrate) {
         client->m_report.Simrate = rate > allowedRate && limited ? allowedRate : rate;

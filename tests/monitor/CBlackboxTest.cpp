@@ -264,6 +264,20 @@ TEST_F(CBlackboxTest, RateLimit_logsNineEventsInTheFirstMinute_andDropsTheRestSi
     EXPECT_EQ(recorder->getFlightData().size(), 10u);
 }
 
+TEST_F(CBlackboxTest, RateLimit_startsAfreshWithEachFlight) {
+    load("<startflight text=\"Start\"/>");
+    // The last flight ended with a burst of events at 3000 s of its clock.
+    aircraft.dFlightTimeS = 3000.0;
+    for (int i = 0; i < 10; ++i) recorder->executeEvent("Burst " + std::to_string(i), "");
+    recorder->reset();
+    // The next flight's clock starts at 0: its first events are logged.
+    aircraft.dFlightTimeS = 5.0;
+    recorder->init();
+    EXPECT_EQ(step(), "1");
+    recorder->executeEvent("Failure: Engine 1 on fire!", "");
+    EXPECT_EQ(logged(), (std::vector<std::string>{"Start", "Failure: Engine 1 on fire!"}));
+}
+
 TEST_F(CBlackboxTest, Backup_restoresTheRecordsByteForByteInOrder) {
     load("");
     for (int i = 0; i < 3; ++i) {

@@ -58,12 +58,18 @@ protected:
     CCheatDetector detector{&simulator, &userInterface};
 };
 
-TEST_F(CheatDetectorTest, NewFlight_startsWithoutTheLastFlightsRefuellings) {
+TEST_F(CheatDetectorTest, NewFlight_startsWithoutTheLastFlightsRefuellingsOrRateViolations) {
     setFuel(4300.0f);
-    checkAfter(1000);
+    simulator.m_aircraftData.nSimulationRate = 8;
+    for (int check = 0; check < 6; ++check) checkAfter(1000);
     ASSERT_EQ(simulator.m_nRefuelCount, 1);
+    ASSERT_EQ(detector.getSimRateViolations(), 6);
     setFuel(5000.0f);
     detector.startFlight();
+    // Six violations in the last flight and one in this one abort nothing.
+    checkAfter(1000);
+    EXPECT_EQ(detector.getSimRateViolations(), 1);
+    EXPECT_TRUE(userInterface.reasons.empty()) << userInterface.reasons.front();
     EXPECT_EQ(simulator.m_nRefuelCount, 0);
     EXPECT_EQ(simulator.m_nLastFuelKg, 5000);
     EXPECT_EQ(simulator.m_lastTankQuantityKg.tank[1], 4000.0f);
