@@ -143,7 +143,7 @@ void CFailureManager::init(CClientInterface* client, CFlightSimulatorInterface* 
         sum += failure->getCondition();
     }
     const float mean = sum / static_cast<float>(divisor);
-    const int durationMinutes = CNumberText::toInt(recordText(client->m_log.Duration).c_str());
+    const int durationMinutes = recordInt(client->m_log.Duration);
     for (std::size_t draw = 0; draw < m_failures.size(); ++draw) {
         const float chance = static_cast<float>(m_random() % 9999) / 100.0f;
         if (!(chance > mean)) {

@@ -11,6 +11,8 @@
 #include <string>
 #include <type_traits>
 
+#include "CNumberText.h"
+
 // Threads: the client thread, which runs every request to the website.
 //
 // One answer of the website as rows of named fields. The records read their
@@ -34,6 +36,18 @@ std::string recordText(const char (&field)[N]) {
             ? N
             : static_cast<std::size_t>(static_cast<const char*>(terminator) - field);
     return std::string(field, length);
+}
+
+// A number in a record's text field, read within the field (as atoi/atof
+// would read it in the "C" locale): a value that fills the field is not
+// continued into the next one.
+template <std::size_t N>
+int recordInt(const char (&field)[N]) {
+    return CNumberText::toInt(recordText(field).c_str());
+}
+template <std::size_t N>
+double recordDouble(const char (&field)[N]) {
+    return CNumberText::toDouble(recordText(field).c_str());
 }
 
 // Writes a text into a record's text field: cut at the field's width and

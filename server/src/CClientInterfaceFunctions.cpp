@@ -73,15 +73,14 @@ int CClientInterface::readRoute() {
     m_airports.add(recordText(m_log.Arrival).c_str(), latitude, longitude, fuelPrice);
 
     m_aircraft.FuelBooked = m_aircraft.Fuel;
-    double multiplier = CNumberText::toDouble(recordText(m_virtualAirline.Multiplier).c_str());
+    double multiplier = recordDouble(m_virtualAirline.Multiplier);
     if (multiplier == 0.0) {
-        multiplier = CNumberText::toDouble(recordText(m_log.Multiplier).c_str());
+        multiplier = recordDouble(m_log.Multiplier);
     }
     // A positioning or charter flight keeps its fuel; a scheduled flight's
     // booked fuel is scaled down by the airline's multiplier.
     const float fuelMult = m_aircraft.FuelMult;
-    if (CNumberText::toInt(recordText(m_route.FlightType).c_str()) == 0 && fuelMult != 0.0f &&
-        multiplier > fuelMult) {
+    if (recordInt(m_route.FlightType) == 0 && fuelMult != 0.0f && multiplier > fuelMult) {
         const float product = fuelMult * static_cast<float>(m_aircraft.Fuel);
         int scaled = 0;
         if (CNumberText::truncateToInt(product / multiplier, scaled)) {
@@ -251,10 +250,10 @@ int CClientInterface::writePositionLog() {
                 "Longitude=%f&Latitude=%f&Heading=%d&Altitude=%d&GroundElevation=%d&GroundSpeed=%d&"
                 "SimulationRate=%d&ReportId=%s&Fuel=%d&PositionId=%d",
                 m_internTs, recordText(m_pilot.User).c_str(), recordText(m_pilot.Password).c_str(),
-                CNumberText::toInt(recordText(m_log.ID).c_str()), p.Timestamp,
-                static_cast<double>(p.Longitude), static_cast<double>(p.Latitude), p.Heading,
-                p.Altitude, p.GroundElevation, p.GroundSpeed, p.SimulationRate,
-                recordText(m_report.ReportId).c_str(), p.Fuel, p.PositionId) ||
+                recordInt(m_log.ID), p.Timestamp, static_cast<double>(p.Longitude),
+                static_cast<double>(p.Latitude), p.Heading, p.Altitude, p.GroundElevation,
+                p.GroundSpeed, p.SimulationRate, recordText(m_report.ReportId).c_str(), p.Fuel,
+                p.PositionId) ||
         !appendCode()) {
         return 0;
     }
@@ -293,8 +292,7 @@ int CClientInterface::writeReport(bool manual) {
     // Both factors may come from a restored backup: multiplied wide, and a
     // product no int holds is sent as 0.
     int profitMultiplied = 0;
-    const int64_t product =
-        int64_t{CNumberText::toInt(recordText(r.Multiplier).c_str())} * int64_t{r.Profit};
+    const int64_t product = int64_t{recordInt(r.Multiplier)} * int64_t{r.Profit};
     if (!CNumberText::truncateToInt(static_cast<double>(product), profitMultiplied)) {
         m_pLogger->error("ProfitMultiplied " + std::to_string(product) +
                          " out of range; sent as 0");
@@ -339,10 +337,10 @@ int CClientInterface::writeReport(bool manual) {
             static_cast<double>(m_aircraft.StateEng1), static_cast<double>(m_aircraft.StateEng2),
             static_cast<double>(m_aircraft.StateEng3), static_cast<double>(m_aircraft.StateEng4),
             static_cast<double>(m_aircraft.StateGear), static_cast<double>(m_aircraft.StateHull),
-            m_virtualAirline.Reputation, profitMultiplied, r.EmergencyLanding,
-            CNumberText::toInt(recordText(m_log.ID).c_str()), fuelMultiplier, m_aircraftType.Ticket,
-            recordText(r.Interface).c_str(), recordText(r.SimVersion).c_str(),
-            recordText(r.OS).c_str(), manual ? 1 : 0, m_systemToken.c_str()) ||
+            m_virtualAirline.Reputation, profitMultiplied, r.EmergencyLanding, recordInt(m_log.ID),
+            fuelMultiplier, m_aircraftType.Ticket, recordText(r.Interface).c_str(),
+            recordText(r.SimVersion).c_str(), recordText(r.OS).c_str(), manual ? 1 : 0,
+            m_systemToken.c_str()) ||
         !appendCode()) {
         return 0;
     }
@@ -361,13 +359,9 @@ int CClientInterface::writeReport(bool manual) {
     return 1;
 }
 
-int CClientInterface::getPassengers() const {
-    return CNumberText::toInt(recordText(m_log.Passengers).c_str());
-}
+int CClientInterface::getPassengers() const { return recordInt(m_log.Passengers); }
 
-int CClientInterface::getCargoKg() const {
-    return CNumberText::toInt(recordText(m_log.Cargo).c_str());
-}
+int CClientInterface::getCargoKg() const { return recordInt(m_log.Cargo); }
 
 bool CClientInterface::findNearestAirport(double latitudeDeg, double longitudeDeg, char icao[5]) {
     readClosestAirport(longitudeDeg, latitudeDeg);

@@ -23,16 +23,6 @@ constexpr int kCrashKind = 2;
 constexpr int kFuelExhaustedKind = 8;
 constexpr int kPositioningFlightType = 2;
 
-template <std::size_t N>
-int textToInt(const char (&field)[N]) {
-    return CNumberText::toInt(recordText(field).c_str());
-}
-
-template <std::size_t N>
-double textToDouble(const char (&field)[N]) {
-    return CNumberText::toDouble(recordText(field).c_str());
-}
-
 // "%d" and "%.1f" in the "C" locale, whatever locale the simulator set.
 std::string intText(int value) { return std::to_string(value); }
 
@@ -202,7 +192,7 @@ int CReport::createReport() {
     setRecordText(report.PAX, recordText(log.Passengers));
     setRecordText(report.Ticket, recordText(route.Price));
     setRecordText(report.Version, std::string(kClientVersion) + " Plugin");
-    const int logFlightType = textToInt(log.FlightType);
+    const int logFlightType = recordInt(log.FlightType);
     setRecordText(report.Multiplier,
                   logFlightType != 0 ? std::string("1") : recordText(log.Multiplier));
     setRecordText(report.FlightType, recordText(route.FlightType));
@@ -212,10 +202,10 @@ int CReport::createReport() {
 
     // 8. Wear: landing loads the gear and hull, flight time the engines and
     // hull, more so on flights with a higher multiplier.
-    const double multiplier = textToDouble(log.Multiplier);
+    const double multiplier = recordDouble(log.Multiplier);
     const float wearFactor = std::sqrt(static_cast<float>(multiplier)) / 10.0f;
     const int verticalSpeedFpm = std::min(aircraftData.nLandingVerticalSpeedFpm, 0);
-    const int durationMin = textToInt(log.Duration);
+    const int durationMin = recordInt(log.Duration);
     report.VS = verticalSpeedFpm;
     aircraft.StateGear += verticalSpeedFpm * 0.001 * wearFactor;
     const double engineWear = durationMin * (-0.001) * wearFactor;
@@ -262,16 +252,16 @@ int CReport::createReport() {
     report.Fuel_Dep = fuelDepartureKg;
     report.Fuel_TakeOff = aircraftData.nFuelTakeOffKg;
     report.Fuel_Land = aircraftData.nFuelLandingKg;
-    const double fuelPrice = textToDouble(report.Fuelprice);
+    const double fuelPrice = recordDouble(report.Fuelprice);
 
     // 11. The tank's multiplier after this flight.
-    const double flightMultiplier = textToInt(route.FlightType) != 0 ? 1.0 : multiplier;
+    const double flightMultiplier = recordInt(route.FlightType) != 0 ? 1.0 : multiplier;
     aircraft.FuelMult = blendedFuelMultiplier(aircraft.FuelMult, flightMultiplier,
                                               aircraft.FuelBooked, aircraft.FuelAfter);
 
     // 12. Cargo revenue.
-    const int cargoKg = textToInt(log.Cargo);
-    int32_t cargoMoney = cargoRevenue(textToInt(log.Dist), cargoKg);
+    const int cargoKg = recordInt(log.Cargo);
+    int32_t cargoMoney = cargoRevenue(recordInt(log.Dist), cargoKg);
     setRecordText(report.Cargo, intText(cargoMoney));
     setRecordText(report.Cargo_kg, intText(cargoKg));
 
@@ -288,11 +278,11 @@ int CReport::createReport() {
     // 14. to 18. Money: tickets and cargo less crew and fuel, a bonus for
     // flying in real time, the pilot's share.
     const double rate = bonusRate(report.Simrate);
-    const int passengers = textToInt(log.Passengers);
+    const int passengers = recordInt(log.Passengers);
     report.Crew = truncated(
         static_cast<double>(passengers) * 5 * ticketFactor(client.m_aircraftType.Ticket), "Crew");
     const int32_t profitBeforeBonus = truncated(
-        ticketRevenue(textToDouble(route.Price), passengers, client.m_aircraftType.Ticket) -
+        ticketRevenue(recordDouble(route.Price), passengers, client.m_aircraftType.Ticket) -
             report.Crew - fuelCost(fuelBoughtKg, fuelPrice) + cargoMoney,
         "Profit");
     if (profitBeforeBonus < 1) {
@@ -334,7 +324,7 @@ int CReport::createReport() {
         report.Bonus = 0;
         report.Crew = 0;
         report.Profit = 0;
-        report.Salary = truncated(-(textToDouble(report.Fuel_Bought) * fuelPrice), "Salary");
+        report.Salary = truncated(-(recordDouble(report.Fuel_Bought) * fuelPrice), "Salary");
         setRecordText(report.Rating, "100");
         setRecordText(report.Ratingreasons, "");
         airline.Reputation = 0;

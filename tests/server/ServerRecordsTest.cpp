@@ -143,6 +143,20 @@ TEST(ServerRecordsFill, TextAsWideAsItsFieldOrWider_isCutAndLeftUnterminated) {
     EXPECT_EQ(recordText(pilot.WeightUnit), "kilo");
 }
 
+TEST(ServerRecordsFill, NumberFillingItsWholeField_isReadWithinIt) {
+    // The website may send a load padded to the field's width: read as a C
+    // string it would run on into the next field.
+    const std::string padded = std::string(32, '0') + "120";
+    FakeAnswer answer{{"l_Passengers", padded}, {"l_Cargo", "5000"}};
+    tTarvex_Logs log;
+    log.reset();
+    log.fill(answer, 0);
+    ASSERT_EQ(recordText(log.Passengers), padded);
+    EXPECT_EQ(recordInt(log.Passengers), 120);
+    EXPECT_EQ(recordDouble(log.Passengers), 120.0);
+    EXPECT_EQ(recordInt(log.Cargo), 5000);
+}
+
 TEST(ServerRecordsFill, Numbers_readAsAtoiAndAtofWould) {
     const struct {
         const char* text;

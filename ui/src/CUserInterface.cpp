@@ -76,8 +76,7 @@ void CUserInterface::autoText() {
 }
 
 bool CUserInterface::pilotMayFly() const {
-    return m_pClient != nullptr &&
-           CNumberText::toInt(recordText(m_pClient->m_pilot.Status).c_str()) <= 1;
+    return m_pClient != nullptr && recordInt(m_pClient->m_pilot.Status) <= 1;
 }
 
 namespace {

@@ -87,16 +87,6 @@ std::string formatted(const char* format, ...) {
     return text;
 }
 
-template <std::size_t N>
-int recordInt(const char (&field)[N]) {
-    return CNumberText::toInt(recordText(field).c_str());
-}
-
-template <std::size_t N>
-double recordDouble(const char (&field)[N]) {
-    return CNumberText::toDouble(recordText(field).c_str());
-}
-
 const char* trueFalse(bool value) { return value ? "true" : "false"; }
 
 std::string simulatorVersionLine(int version) {

@@ -89,9 +89,9 @@ std::string simulatorVersionWord(int version) {
 
 }  // namespace
 
-int CUserInterface::passengers() const { return CNumberText::toInt(m_pClient->m_log.Passengers); }
+int CUserInterface::passengers() const { return recordInt(m_pClient->m_log.Passengers); }
 
-int CUserInterface::cargoKg() const { return CNumberText::toInt(m_pClient->m_log.Cargo); }
+int CUserInterface::cargoKg() const { return recordInt(m_pClient->m_log.Cargo); }
 
 int CUserInterface::getInitialFuelKg() const {
     return m_pClient != nullptr ? m_pClient->m_aircraft.Fuel : 0;
@@ -378,7 +378,7 @@ void CUserInterface::saveOptions() {
 void CUserInterface::fly() {
     const bool ready = m_pSimulator->connect();
     const bool booked = m_pClient->readRoute() == CClientInterface::kSuccess &&
-                        CNumberText::toInt(m_pClient->m_route.ID) > 0;
+                        recordInt(m_pClient->m_route.ID) > 0;
     if (!m_pSimulator->checkInterfaceVersion()) {
         setMenuLayer(kLayerChecklist);
         return;
@@ -410,8 +410,8 @@ void CUserInterface::fly() {
         return;
     }
     if (getLayer() != kLayerConfirmFlight) {
-        data.nCargoKg = CNumberText::toInt(m_pClient->m_log.Cargo);
-        data.nPassengers = CNumberText::toInt(m_pClient->m_log.Passengers);
+        data.nCargoKg = recordInt(m_pClient->m_log.Cargo);
+        data.nPassengers = recordInt(m_pClient->m_log.Passengers);
         m_pClient->readFuelPrice(departure.c_str());
         m_bInitialFuelLoaded = false;
         m_pSimulator->setMenuRestrictions();
@@ -468,11 +468,10 @@ void CUserInterface::fuelUp() {
         return;
     }
     m_objectManager.show(kFly, false);
-    (CNumberText::toInt(m_pClient->m_log.Passengers) != 0)
-        ? m_objectManager.enable(kChangePassengers)
-        : m_objectManager.disable(kChangePassengers);
-    (CNumberText::toInt(m_pClient->m_log.Cargo) != 0) ? m_objectManager.enable(kChangeCargo)
-                                                      : m_objectManager.disable(kChangeCargo);
+    (recordInt(m_pClient->m_log.Passengers) != 0) ? m_objectManager.enable(kChangePassengers)
+                                                  : m_objectManager.disable(kChangePassengers);
+    (recordInt(m_pClient->m_log.Cargo) != 0) ? m_objectManager.enable(kChangeCargo)
+                                             : m_objectManager.disable(kChangeCargo);
     m_objectManager.enable(kChangeFuel);
 }
 
