@@ -88,6 +88,7 @@ private:
     virtual ~CIniParser();
 
     bool loadStore(CSimpleIniA& store, const std::string& fileName);
+    void setAsideReportFile();
     // The checks and parsing of a file's bytes; an empty text when taken,
     // else why not.
     static std::string parseStore(CSimpleIniA& store, const std::string& contents);
@@ -103,4 +104,6 @@ private:
     std::string m_reportFileName;
     CSimpleIniA m_reportStore;
     CSimpleIniA m_configStore;
+    // The report file could be neither read nor moved aside.
+    bool m_bReportFileHeld = false;
 };

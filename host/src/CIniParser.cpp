@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <boost/algorithm/hex.hpp>
+#include <boost/date_time/posix_time/posix_time.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <boost/format.hpp>
 #include <cerrno>
@@ -164,7 +165,31 @@ CIniParser::CIniParser()
     createIfMissing(m_configFileName);
     createIfMissing(m_reportFileName);
     loadStore(m_configStore, m_configFileName);
-    loadStore(m_reportStore, m_reportFileName);
+    if (!loadStore(m_reportStore, m_reportFileName)) {
+        setAsideReportFile();
+    }
+}
+
+void CIniParser::setAsideReportFile() {
+    // What cannot be read may still be a pilot's only copy of a flight: it
+    // is kept under a name of its own, never saved over.
+    boost::system::error_code error;
+    if (!boost::filesystem::is_regular_file(m_reportFileName, error) ||
+        boost::filesystem::file_size(m_reportFileName, error) == 0) {
+        return;
+    }
+    const std::string stamp =
+        boost::posix_time::to_iso_string(boost::posix_time::second_clock::universal_time());
+    const std::string asideName =
+        m_iniPath + "quelby_report.damaged-" + stamp.substr(0, 15) + ".ini";
+    boost::filesystem::rename(m_reportFileName, asideName, error);
+    if (error) {
+        m_bReportFileHeld = true;
+        m_pLogger->error("Could not set the damaged INI-file " + m_reportFileName + " aside (" +
+                         error.message() + "); it is left as it is and not saved over");
+        return;
+    }
+    m_pLogger->error("The damaged INI-file " + m_reportFileName + " is kept as " + asideName);
 }
 
 CIniParser::~CIniParser() {
@@ -283,7 +308,14 @@ bool CIniParser::saveFiles() {
 
 bool CIniParser::saveConfigFile() { return saveStore(m_configStore, m_configFileName); }
 
-bool CIniParser::saveReportFile() { return saveStore(m_reportStore, m_reportFileName); }
+bool CIniParser::saveReportFile() {
+    if (m_bReportFileHeld) {
+        m_pLogger->error("INI-file " + m_reportFileName +
+                         " is damaged and could not be set aside; it is not saved over");
+        return false;
+    }
+    return saveStore(m_reportStore, m_reportFileName);
+}
 
 std::string CIniParser::getReportFileText() const {
     std::string data;

@@ -23,11 +23,19 @@ const char* const kSection = "report";
 const char* const kRecordSection = "Report";
 const char* const kBackupKey = "Backup";
 const char* const kCodeKey = "Code";
-// The code of a backup whose report file may or may not have reached the
-// disk yet; see createBackup.
+// The digest of a backup whose report file may or may not have reached the
+// disk yet; see createBackup. The whole digest, not the 3-character code: the
+// code takes only a few thousand values, so an older file would pass for the
+// new one now and then.
 const char* const kPendingCodeKey = "PendingCode";
 // The settings' code is read into 5 bytes: at most 4 characters.
 constexpr std::size_t kCodeReadBytes = 5;
+// The pending digest: 32 hexadecimal digits, and room to tell a longer text.
+constexpr std::size_t kPendingReadBytes = 40;
+
+std::string digestOf(const std::string& fileText) {
+    return CClientInterface::md5Hex(fileText.data(), fileText.size());
+}
 
 std::atomic<CReport::BackupStepHook> g_backupStepHook{nullptr};
 
@@ -109,7 +117,7 @@ int CReport::createBackup() {
         m_pLogger->error("Report-Backup could not be created: the report file cannot be formatted");
         return 0;
     }
-    ini->writeStringToConfig(kSection, kPendingCodeKey, code);
+    ini->writeStringToConfig(kSection, kPendingCodeKey, digestOf(fileText));
     if (!ini->saveConfigFile()) {
         return 0;
     }
@@ -164,15 +172,17 @@ bool CReport::checkBackupCode() {
 
 bool CReport::finishInterruptedBackup() {
     CIniParser* ini = CIniParser::instance();
-    char pending[kCodeReadBytes] = {0};
+    char pending[kPendingReadBytes] = {0};
     ini->getStringFromConfig(kSection, kPendingCodeKey, pending, sizeof(pending));
     if (pending[0] == '\0' || std::strcmp(pending, "0") == 0) {
         return false;
     }
-    const bool sealed = calcBackupCode() == pending;
+    const std::string fileText = ini->readReportFileFromDisk();
+    const bool sealed = digestOf(fileText) == pending;
     if (sealed) {
+        std::snprintf(m_backupCode, sizeof(m_backupCode), "%s", backupCodeOf(fileText).c_str());
         ini->writeStringToConfig(kSection, kBackupKey, "1");
-        ini->writeStringToConfig(kSection, kCodeKey, pending);
+        ini->writeStringToConfig(kSection, kCodeKey, m_backupCode);
         m_pLogger->warn("Report-Backup sealing was interrupted; the new backup is complete");
     } else {
         m_pLogger->warn("Report-Backup sealing was interrupted; the previous backup is kept");

@@ -265,6 +265,28 @@ TEST_F(IniParserTest, DamagedFiles_readAsEmptyWithALogLine_andAreRepairedBySavin
     }
 }
 
+// A damaged report file may be a pilot's only copy of a flight: it is moved
+// aside whole and never saved over.
+TEST_F(IniParserTest, DamagedReportFile_isSetAsideWhole_andANewOneIsSavedBesideIt) {
+    const std::string damaged =
+        "[Report]\nTarvex_Reports = 3132\n" + std::string(16, '\0') + "Tarvex_Logs = 00\n";
+    writeFile(reportFile(), damaged);
+    EXPECT_EQ(parser().getIntFromReport("Report", "Tarvex_Reports"), 0) << "damaged reads as empty";
+    ASSERT_TRUE(parser().writeStringToReport("report", "numeventlogs", "0"));
+    ASSERT_TRUE(parser().saveFiles());
+
+    std::vector<std::string> aside;
+    for (const auto& entry : std::filesystem::directory_iterator(m_folder.path())) {
+        const std::string name = entry.path().filename().string();
+        if (name.rfind("quelby_report.damaged-", 0) == 0) aside.push_back(entry.path().string());
+    }
+    ASSERT_EQ(aside.size(), 1u) << "the damaged file was not set aside";
+    EXPECT_EQ(readFile(aside[0]), damaged);
+    EXPECT_TRUE(logged("Error: [CIniParser] The damaged INI-file " + reportFile() + " is kept as " +
+                       aside[0]));
+    EXPECT_TRUE(holds(readFile(reportFile()), "numeventlogs = 0"));
+}
+
 // The report file's bytes handed over as text go through the same checks as
 // the file read from disk, and never reach the disk themselves.
 TEST_F(IniParserTest, ReportText_isTakenOrRefusedAsTheFileWouldBe) {

@@ -198,6 +198,44 @@ TEST_F(ReportBackupTest, CrashWhileSealing_leavesThePreviousOrTheNewBackupValid)
     }
 }
 
+// A stop after the pending seal reached the settings but before the new
+// report file did: a file left from earlier is not taken for the new one,
+// even when it has the same 3-character code.
+TEST_F(ReportBackupTest, StopBeforeTheNewFile_anOlderFileWithTheSameCodeIsNoKeptReport) {
+    ::testing::FLAGS_gtest_death_test_style = "fast";
+    const std::string path = CIniParser::instance()->getBackupReportFilename();
+    std::string newFile;
+    {
+        NextRun first;
+        first.client.m_report = client.m_report;
+        ASSERT_EQ(first.report.createBackup(), 1);
+        newFile = quelby_test::readFile(path);
+        first.report.deleteBackup();
+    }
+    std::string older;
+    for (int n = 0; n < 100000 && older.empty(); ++n) {
+        const std::string candidate = "[report]\nnumeventlogs = " + std::to_string(n) + "\n";
+        if (CReport::backupCodeOf(candidate) == CReport::backupCodeOf(newFile)) older = candidate;
+    }
+    ASSERT_FALSE(older.empty());
+    CSingleton<CIniParser>::destroyInstance();
+    quelby_test::writeFile(path, older);
+
+    NextRun first;
+    first.client.m_report = client.m_report;
+    CSingleton<CIniParser>::destroyInstance();
+    g_crashAfterStep = 1;
+    CReport::setBackupStepHookForTests(crashAfter);
+    EXPECT_EXIT(first.report.createBackup(), ::testing::ExitedWithCode(0), "");
+    CReport::setBackupStepHookForTests(nullptr);
+
+    NextRun next;
+    EXPECT_FALSE(next.report.isBackupReport()) << "an older file was taken for the kept report";
+    EXPECT_EQ(quelby_test::readFile(path), older);
+    EXPECT_NE(log().find("Report-Backup sealing was interrupted; the previous backup is kept"),
+              std::string::npos);
+}
+
 // --- the comment's base64
 
 TEST(ReportBase64Test, EncodesWithTheLimitRule) {
