@@ -164,8 +164,8 @@ protected:
     // replay recorded ones) replace it and hand the bytes to takeResponse.
     virtual int transfer(const char* request);
     // Takes count bytes as the answer to the request in flight, under the
-    // transport's own rule: more than one block of kResponseBytes is a failed
-    // transfer (kCouldNotOpenUrl, logged). Bytes after a NUL are never read.
+    // transport's own rule: an answer of more than kResponseBytes in all is a
+    // failed transfer (kCouldNotOpenUrl, logged). Bytes after a NUL are never read.
     int takeResponse(const char* bytes, std::size_t count);
 
 private:

@@ -49,20 +49,25 @@ void initialiseCurlOnce() {
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
 
+// The answer as it arrives: a network hands it over in as many blocks as it
+// likes (one per TCP segment, often), each appended after the last.
 struct ResponseTarget {
     char* buffer;
+    size_t used;
 };
 
 size_t writeResponse(char* data, size_t size, size_t count, void* target) {
     const size_t bytes = size * count;
-    // An answer comes as one block of at most 4096 bytes; a bigger block
-    // fails the transfer.
-    if (bytes > static_cast<size_t>(CClientInterface::kResponseBytes)) {
-        return CClientInterface::kResponseBytes;
+    auto* response = static_cast<ResponseTarget*>(target);
+    // An answer is at most 4096 bytes in all; a block that would go beyond
+    // fails the transfer, whatever came before it.
+    const size_t limit = static_cast<size_t>(CClientInterface::kResponseBytes);
+    if (bytes > limit - response->used) {
+        return 0;
     }
-    char* buffer = static_cast<ResponseTarget*>(target)->buffer;
-    std::memcpy(buffer, data, bytes);
-    buffer[bytes] = '\0';
+    std::memcpy(response->buffer + response->used, data, bytes);
+    response->used += bytes;
+    response->buffer[response->used] = '\0';
     return bytes;
 }
 
@@ -254,7 +259,7 @@ int CClientInterface::transfer(const char* request) {
         return kInitFailed;
     }
     curl_slist* headers = curl_slist_append(nullptr, "User-Agent: Quelby");
-    ResponseTarget target{m_response};
+    ResponseTarget target{m_response, 0};
     m_transferError[0] = '\0';
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, writeResponse);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &target);
@@ -277,7 +282,7 @@ int CClientInterface::takeResponse(const char* bytes, std::size_t count) {
     }
     if (count > static_cast<std::size_t>(kResponseBytes)) {
         m_pLogger->error("Answer of " + std::to_string(count) + " bytes exceeds the " +
-                         std::to_string(kResponseBytes) + "-byte block");
+                         std::to_string(kResponseBytes) + "-byte limit");
         return kCouldNotOpenUrl;
     }
     if (count > 0) {

@@ -59,7 +59,7 @@ TEST_F(ReplayedAnswerTest, BytesBeyondOneBlock_failAsTheTransportFails) {
     EXPECT_EQ(client.readTimestamp(), CClientInterface::kCouldNotOpenUrl);
     EXPECT_STREQ(client.getLastMessage(), "Could not open URL");
     EXPECT_EQ(field("fuel"), "0.84") << "the earlier rows stay readable";
-    EXPECT_NE(log().find("Answer of 4097 bytes exceeds the 4096-byte block"), std::string::npos)
+    EXPECT_NE(log().find("Answer of 4097 bytes exceeds the 4096-byte limit"), std::string::npos)
         << log();
 }
 

@@ -73,6 +73,21 @@ TEST_F(WebsiteRoundTripTest, ServerErrorOrNoAnswer_failTheRequest_butASlowAnswer
     site.clearFailures();
 }
 
+// On a real network an answer longer than one segment arrives in several
+// blocks; the client puts them together, up to its limit for one answer.
+TEST_F(WebsiteRoundTripTest, AnswerInManyPieces_isPutTogether_andStillLimitedInAll) {
+    site.setAnswerPieces(64, 2ms);
+    logIn();
+    const auto answers = site.requests("getroute");
+    ASSERT_EQ(answers.size(), 1u);
+    ASSERT_GT(answers[0].answer.size(), 5 * 64u) << "the answer came in one piece";
+    EXPECT_EQ(recordText(client.m_route.Arr), "EDDS");
+
+    site.injectFailure("getpilot", testbed::Failure::oversized(), 1);
+    EXPECT_EQ(client.readPilot(), 5) << "an answer over the limit in pieces";
+    EXPECT_EQ(client.readPilot(), 0);
+}
+
 TEST_F(WebsiteRoundTripTest, EveryFunction_reportsARefusedConnectionAndAWordAnswer) {
     logIn();
     const std::pair<const char*, std::function<int()>> functions[] = {

@@ -10,10 +10,12 @@
 #include <signal.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <cstdlib>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -116,6 +118,8 @@ public:
     std::mutex m_failureMutex;
     std::map<std::string, Injected> m_failures;  // by function; "" for all
 
+    std::atomic<std::size_t> m_pieceBytes{0};
+    std::atomic<std::int64_t> m_piecePauseMs{0};
     std::atomic<bool> m_strictFormat{true};
     std::atomic<std::int64_t> m_fixedTimeSeconds{0};
     std::atomic<std::int64_t> m_noAnswerLimitMs{10 * 60 * 1000};
@@ -157,6 +161,27 @@ public:
         const SiteOutcome outcome = answerRequest(m_db, body, fields, {nowMs(), m_strictFormat});
         problem = outcome.problem;
         return renderAnswer(outcome.answer);
+    }
+
+    // The answer goes out a few bytes at a time with a pause after each
+    // piece, as a slow or distant network delivers it: the client receives
+    // it in many blocks.
+    void sendInPieces(httplib::Response& response, const std::string& answer) {
+        const std::string type = response.get_header_value("Content-Type");
+        auto whole = std::make_shared<const std::string>(answer);
+        const std::size_t pieceBytes = m_pieceBytes.load();
+        const std::chrono::milliseconds pause(m_piecePauseMs.load());
+        response.body.clear();
+        response.set_content_provider(
+            whole->size(), type,
+            [this, whole, pieceBytes, pause](std::size_t offset, std::size_t length,
+                                             httplib::DataSink& sink) {
+                const std::size_t piece = std::min(pieceBytes, length);
+                if (!sink.write(whole->data() + offset, piece)) {
+                    return false;
+                }
+                return offset + piece >= whole->size() || waitUnlessStopped(pause);
+            });
     }
 
     void handle(const httplib::Request& request, httplib::Response& response) {
@@ -215,6 +240,9 @@ public:
                     break;
                 }
             }
+            if (m_pieceBytes.load() > 0 && !answer.empty() && response.body == answer) {
+                sendInPieces(response, answer);
+            }
         } catch (const std::exception& error) {
             problem = std::string("site error: ") + error.what();
             answer = htmlPage("500 Internal Server Error", "The site failed.");
@@ -243,6 +271,8 @@ public:
             setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
         });
         server->set_keep_alive_max_count(1);
+        // Each piece of an answer sent in pieces leaves at once.
+        server->set_tcp_nodelay(true);
         server->set_read_timeout(kReadTimeoutSeconds, 0);
         server->set_write_timeout(kReadTimeoutSeconds, 0);
         server->Post(scriptPattern(),
@@ -322,6 +352,11 @@ void Website::setClientVersion(const std::string& version, const std::string& be
 void Website::setFixedTime(std::int64_t unixSeconds) { m_impl->m_fixedTimeSeconds = unixSeconds; }
 
 void Website::setStrictFormat(bool on) { m_impl->m_strictFormat = on; }
+
+void Website::setAnswerPieces(std::size_t bytes, std::chrono::milliseconds pause) {
+    m_impl->m_pieceBytes = bytes;
+    m_impl->m_piecePauseMs = pause.count();
+}
 
 void Website::setNoAnswerLimit(std::chrono::milliseconds limit) {
     m_impl->m_noAnswerLimitMs = limit.count();

@@ -202,6 +202,10 @@ public:
     // When on (the default), a request whose keys differ from the client's
     // request format for its function, in name or order, answers "INVALID".
     void setStrictFormat(bool on);
+    // Sends every answer in pieces of at most bytes, pausing after each, as
+    // a real network delivers an answer longer than one segment; 0 (the
+    // default) sends each answer whole.
+    void setAnswerPieces(std::size_t bytes, std::chrono::milliseconds pause);
     // How long a NoAnswer failure holds a request before dropping it.
     void setNoAnswerLimit(std::chrono::milliseconds limit);
 
