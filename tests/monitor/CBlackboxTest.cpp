@@ -386,7 +386,7 @@ TEST_F(CBlackboxTest, ShippedRuleFile_buildsEveryRule_andWarnsOfGearUpOnFinal) {
     CClientConfig::instance()->setDataPath(std::string(QUELBY_SOURCE_DIR) + "/data");
     aircraft.bGearDown = true;
     build();
-    EXPECT_EQ(recorder->getNumEvents(), 7u);
+    EXPECT_EQ(recorder->getNumEvents(), 9u);
     for (const char* problem : {"invalid node", "parsing blackbox.xml failed", "left out",
                                 "is cut in the log", "<startflight"}) {
         EXPECT_EQ(countInLog(problem), 0) << problem;
@@ -403,9 +403,12 @@ TEST_F(CBlackboxTest, ShippedRuleFile_buildsEveryRule_andWarnsOfGearUpOnFinal) {
     aircraft.nHeightAglFt = 0;
     aircraft.nVerticalSpeedFpm = 0;
     recorder->check();
-    EXPECT_EQ(logged(),
-              (std::vector<std::string>{"Flight recorder on - have a good flight",
-                                        "Gear up below 1000 ft AGL in the descent", "Touchdown"}));
+    aircraft.nFlightState = 4;  // on block
+    recorder->check();
+    recorder->check();
+    EXPECT_EQ(logged(), (std::vector<std::string>{"Flight recorder on - have a good flight",
+                                                  "Gear up below 1000 ft AGL in the descent",
+                                                  "Touchdown", "On block"}));
     ASSERT_EQ(sound->played.size(), 1u);
     EXPECT_EQ(sound->played[0].first, "en/penalty.wav");
 }
