@@ -165,15 +165,15 @@ protected:
     bool logged(const std::string& line) const {
         return debugLog().find(line) != std::string::npos;
     }
-    // Books the demo pilot on the booked route with another load, or on a
-    // copy of it to another airport.
+    // Books a pilot (the demo pilot unless named) on the booked route with
+    // another load, or on a copy of it to another airport.
     void book(const std::string& passengers, const std::string& cargoKg,
-              const std::string& arrival = "EDDS") {
+              const std::string& arrival = "EDDS", const std::string& user = "demo") {
         const int routeId = arrival == "EDDS"
                                 ? 1
                                 : site.addRoute({2, 1, "QLB", "QLB202", "EDDF", arrival, "0830",
                                                  "0930", "DCT", "150", "", 4, "0", 1});
-        ASSERT_GT(site.book({0, "demo", routeId, 1, "85", "45", passengers, cargoKg, "1", "0", {}}),
+        ASSERT_GT(site.book({0, user, routeId, 1, "85", "45", passengers, cargoKg, "1", "0", {}}),
                   0);
     }
 

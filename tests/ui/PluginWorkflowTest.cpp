@@ -1,6 +1,7 @@
 // Whole flights through the pilot's window of the real plug-in: login, the
 // checks before the flight, fuelling, the flight flown by the test bed's
 // flight model, the report pages, and what the stand-in website received.
+#include <cmath>
 #include <string>
 #include <utility>
 
@@ -24,7 +25,32 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
+// The texts of the flight's event log as the website received them, each
+// followed by "|".
+std::string eventTexts(const testbed::Website& site) {
+    std::string texts;
+    for (const auto& request : site.requests("writeeventlog"))
+        texts += field(request, "text") + "|";
+    return texts;
+}
+
+// Waits until the website has every one of these events; the log's entries
+// go up one by one after the report.
+::testing::AssertionResult receivedEvents(const testbed::Website& site,
+                                          std::initializer_list<const char*> texts) {
+    const auto all = [&] {
+        const std::string events = "|" + eventTexts(site);
+        for (const char* text : texts)
+            if (!contains(events, "|" + std::string(text) + "|")) return false;
+        return true;
+    };
+    if (testbed::Simulator::instance().runUntil(all, 10s)) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "the event log holds: " << eventTexts(site);
+}
+
 TEST_F(PilotAtTheWindow, BookedFlight_fromLoginToTheReportPagesAndHome) {
+    // Every answer arrives in many small blocks, as over a real network.
+    site.setAnswerPieces(256, 3ms);
     writeSettings();
     parkAtGate();
     loadPlugin();
@@ -59,6 +85,9 @@ TEST_F(PilotAtTheWindow, BookedFlight_fromLoginToTheReportPagesAndHome) {
     for (const auto& [key, value] : expected) EXPECT_EQ(field(report, key), value) << key;
     EXPECT_LT(std::stoi(field(report, "VS")), 0) << "the touchdown was not measured";
     EXPECT_GT(std::stoi(field(report, "Fuel_TakeOff")), std::stoi(field(report, "Fuel_Land")));
+    // The rule on the last state fires in the pass that ended the flight.
+    EXPECT_TRUE(receivedEvents(site, {"Touchdown", "On block"}));
+    EXPECT_FALSE(contains(eventTexts(site), "Penalty")) << eventTexts(site);
 }
 
 TEST_F(PilotAtTheWindow, FailedUpload_keepsTheReport_refusesATamperedCopy_uploadsTheSealedOne) {
@@ -127,6 +156,7 @@ TEST_F(PilotAtTheWindow, Crash_opensTheCommentScreen_andReportsTheCrash) {
     EXPECT_FALSE(contains(reasons, "parking"))
         << "a crash does not go through the end-of-flight penalties: " << reasons;
     EXPECT_EQ(field(report, "a_Fuel"), "0");
+    EXPECT_TRUE(receivedEvents(site, {"Crashed", "Penalty - crash"}));
 }
 
 TEST_F(PilotAtTheWindow, DivertAndLandElsewhere_noWrongAirportPenalty_butTheParkingBrakeCounts) {
@@ -143,6 +173,9 @@ TEST_F(PilotAtTheWindow, DivertAndLandElsewhere_noWrongAirportPenalty_butThePark
     EXPECT_TRUE(contains(reasons, "parking brakes")) << reasons;
     EXPECT_EQ(field(report, "EmergencyLanding"), "1");
     EXPECT_EQ(field(report, "Arr"), "EDDS");
+    // Penalties go into the event log; "End flight" pressed by hand still
+    // lets the recorder see the flight on block.
+    EXPECT_TRUE(receivedEvents(site, {"Penalty - parking brakes not enabled", "On block"}));
 }
 
 TEST_F(PilotAtTheWindow, Overweight_atConfirmFlight_eachChangeIsAWayOut) {
@@ -210,6 +243,79 @@ TEST_F(PilotAtTheWindow, Overweight_atConfirmFlight_eachChangeIsAWayOut) {
     EXPECT_EQ(fieldText(313, 205), "1800");
     press("Fly!");
     ASSERT_TRUE(waitForText("Flying"));
+}
+
+// Typed fuel that is no quantity is refused on the fuel screen and nothing
+// reaches the tanks; a pilot flying in pounds gets the fuel "Change" offers in
+// pounds.
+TEST_F(PilotAtTheWindow, FuelEntries_noQuantityIsRefused_andPoundsStayPounds) {
+    const auto tanksKg = [&] {
+        float sum = 0.0f;
+        for (float kg : sim().getFloatArray("sim/flightmodel/weight/m_fuel")) sum += kg;
+        return sum;
+    };
+    // The engines burn a little at the gate; a wrong quantity is off by
+    // hundreds or thousands of kilograms.
+    const auto tanksReach = [&](float kg) {
+        return sim().runUntil([&] { return std::abs(tanksKg() - kg) < 60.0f; }, 10s);
+    };
+    // The booked A320 starts with 3000 kg; 300 passengers leave 1800 kg of
+    // room for more fuel.
+    book("300", "0");
+    writeSettings("SimpleFuel = 1\n");
+    parkAtGate();
+    loadPlugin();
+    logIn();
+    ASSERT_TRUE(waitForText("Home - News"));
+    press("Fly!");
+    ASSERT_TRUE(waitForText("Fuel Up"));
+    // The tanks are written at "Fuel Up!"; until then they hold what the
+    // aircraft came with.
+    const float parkedKg = tanksKg();
+    for (const char* entry : {"1e10", "inf", "-5000", "lots", "99999999", "12.5.1"}) {
+        SCOPED_TRACE(entry);
+        type(313, 205, entry);
+        press("Fuel Up!");
+        ASSERT_TRUE(window.waitForTextBeginning(
+            "\"" + std::string(entry).substr(0, 12) + "\" is no fuel quantity", 10s))
+            << window.drawnTextsLine();
+        sim().runFrames(30);
+        EXPECT_FALSE(draws("Confirm Flight"));
+        EXPECT_NEAR(tanksKg(), parkedKg, 60.0f) << "a refused entry reached the tanks";
+    }
+    type(313, 205, " 500 ");
+    press("Fuel Up!");
+    ASSERT_TRUE(waitForText("Confirm Flight"));
+    EXPECT_TRUE(tanksReach(3500.0f)) << tanksKg();
+    sim().unloadPlugin();
+
+    // The same flight for a pilot who flies in pounds: 5 t more is too much,
+    // and "Change" cuts the extra fuel to the 1800 kg that fit, shown in
+    // pounds and read back in pounds.
+    testbed::Pilot pounds;
+    pounds.id = 3;
+    pounds.user = "pounds";
+    pounds.password = "secret";
+    pounds.airlineId = 1;
+    pounds.weightUnit = "lbs";
+    site.addPilot(pounds);
+    book("300", "0", "EDDS", "pounds");
+    parkAtGate();
+    loadPlugin();
+    logIn("pounds", "secret");
+    ASSERT_TRUE(waitForText("Home - News"));
+    press("Fly!");
+    ASSERT_TRUE(waitForText("Fuel Up"));
+    type(313, 205, "11023");  // 5000 kg
+    press("Fuel Up!");
+    ASSERT_TRUE(waitForText("Confirm Flight"));
+    pressAt(445, 235);
+    ASSERT_TRUE(sim().runUntil([&] { return buttonShown("Fly!"); }, 10s));
+    EXPECT_EQ(fieldText(313, 205), "3968");
+    EXPECT_TRUE(tanksReach(4800.0f)) << tanksKg();
+    press("Fly!");
+    ASSERT_TRUE(waitForText("Flying"));
+    EXPECT_TRUE(tanksReach(4800.0f)) << "the start took the pounds for kilograms: " << tanksKg();
 }
 
 TEST_F(PilotAtTheWindow, FuelAddedInFlight_isTakenBackTenTimes_andTheEleventhAbortsTheFlight) {
@@ -282,8 +388,32 @@ TEST_F(PilotAtTheWindow, SimulatorStopsWhileTheWebsiteDoesNotAnswer_stopIsNotHel
     EXPECT_LT(sim().lastStopDuration(), std::chrono::milliseconds(500));
 }
 
+// A red mark drawn just left of the "Login" button (at 270,250): the look of
+// a failed login.
+bool loginMarkedRed() {
+    for (const testbed::DrawnText& text : testbed::Simulator::instance().lastFrameTexts()) {
+        if (text.text == "!" && text.rgb[0] > 0.9f && text.rgb[1] < 0.5f && text.x < 270 &&
+            text.x > 250 && text.y > 380 - 275 && text.y < 380 - 245)
+            return true;
+    }
+    return false;
+}
+
 TEST_F(PilotAtTheWindow, LoginRefusals_wrongVersion_suspendedPilot_noConnection) {
     writeSettings();
+    loadPlugin();
+
+    // A wrong password: the login screen says so, with the button marked,
+    // and the next login that works clears both.
+    ASSERT_TRUE(waitForText("Login"));
+    EXPECT_FALSE(loginMarkedRed());
+    logIn("demo", "wrong");
+    ASSERT_TRUE(waitForText("Wrong user name or password."));
+    EXPECT_TRUE(loginMarkedRed());
+    logIn();
+    ASSERT_TRUE(waitForText("Home - News"));
+    EXPECT_FALSE(draws("Wrong user name or password."));
+    sim().unloadPlugin();
     loadPlugin();
 
     // A client the website no longer knows.
@@ -322,7 +452,8 @@ TEST_F(PilotAtTheWindow, LoginRefusals_wrongVersion_suspendedPilot_noConnection)
     logIn();
     ASSERT_TRUE(sim().runUntil(
         [&] { return logged("Could not log in. No connection to the database."); }, 30s));
-    EXPECT_TRUE(draws("Login"));
+    ASSERT_TRUE(waitForText("No connection to the website."));
+    EXPECT_TRUE(loginMarkedRed());
     EXPECT_TRUE(buttonShown("Login"));
 }
 

@@ -138,7 +138,18 @@ public:
 
     // --- fuel planning ---
     void setFuelEditBox(bool loadInitial, bool readTanks);
-    void readEnteredFuel();
+    // Takes the entered quantities into the simulator's tanks. An entry that
+    // is not a plain quantity (a word, a sign, an exponent, beyond 999999)
+    // writes nothing, returns false and leaves the reason in the fuel notice.
+    bool readEnteredFuel();
+    // Writes the planned tank quantities into the simulator and notes what
+    // was loaded, for the checks before the start.
+    void loadPlannedFuel();
+    // Why the last entries were refused; empty when they were taken.
+    const std::string& getFuelNotice() const { return m_fuelNotice; }
+    // Why the last login failed, as the login screen shows it; empty after a
+    // login that worked.
+    const std::string& getLoginNotice() const { return m_loginNotice; }
     // The fuel the server says the aircraft carries, kg.
     int getInitialFuelKg() const;
     int getFuelLoadedKg() const { return m_nFuelLoadedKg; }
@@ -213,6 +224,8 @@ protected:
     // left. False, with only the title drawn, while the client has no
     // simulator or server link yet.
     bool menuFuelFigures();
+    void fuelNoticeLine();
+    void markWarningControls();
     // The "Version" block of the version screens.
     void drawVersions();
     CLogger& logger();
@@ -270,6 +283,8 @@ private:
     int m_nFuelLoadedKg = 0;
     std::array<float, 12> m_fuelledTanksKg{};
     std::string m_statusLine;
+    std::string m_fuelNotice;
+    std::string m_loginNotice;
 
     // The panel being composed and the one the window draws.
     std::atomic<bool> m_bRepaint{true};

@@ -40,8 +40,13 @@ public:
     int getX() const { return m_nX; }
     int getY() const { return m_nY; }
     const char* getCaption() const { return m_szCaption; }
+    // 1 draws the control with a warning mark beside it (the "Exit" button
+    // always, "Login" after a failed login); 0 plainly.
     int getStyle() const { return m_nStyle; }
     void setStyle(int style) { m_nStyle = style; }
+    // Whether the window shows it, as the object manager last set it.
+    bool isShown() const { return m_bShown; }
+    void setShown(bool shown) { m_bShown = shown; }
     // An inactive control takes no press; a window may also grey it out.
     virtual void activate() { m_bActive = true; }
     virtual void deactivate() { m_bActive = false; }
@@ -59,6 +64,7 @@ protected:
     char m_szCaption[kCaptionSize];
     char m_szText[kTextSize];
     int m_nStyle = 0;
+    bool m_bShown = false;
     bool m_bActive = true;
     CUserInterfaceObject* m_pNext = nullptr;
     void* m_pHandle = nullptr;

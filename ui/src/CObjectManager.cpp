@@ -53,6 +53,7 @@ void CObjectManager::show(int id, bool visible) {
     for (CUserInterfaceObject* object = m_pFirst; object != nullptr; object = object->getNext()) {
         if (object->getId() == id) {
             visible ? object->show() : object->hide();
+            object->setShown(visible);
         }
     }
 }
@@ -61,8 +62,10 @@ void CObjectManager::showLayer(int layer, bool hideOthers) {
     for (CUserInterfaceObject* object = m_pFirst; object != nullptr; object = object->getNext()) {
         if (object->getLayer() == layer || object->getLayer() == kAlwaysShownLayer) {
             object->show();
+            object->setShown(true);
         } else if (hideOthers) {
             object->hide();
+            object->setShown(false);
         }
     }
 }

@@ -3,8 +3,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "CFlightSimulatorInterface.h"
+#include "CLogger.h"
+#include "CNumberText.h"
 #include "CUserInterface.h"
 
 namespace {
@@ -13,6 +17,42 @@ constexpr int kAdditionalFuelField = 114;
 // This field's enable state follows the record's float at 184 rather than
 // the tank's capacity; screens have always shown it that way.
 constexpr int kQuirkField = 113;
+
+// The largest quantity a fuel field takes, in the pilot's unit.
+constexpr float kMaxFuelEntry = 999999.0f;
+
+// A fuel field's text as a quantity: blanks around it, digits with at most
+// one decimal point between them, and nothing else; an empty field is 0.
+// Anything else (a sign, an exponent, "inf", a word) is no quantity.
+bool parseFuelEntry(const std::string& text, float& quantity) {
+    const std::size_t first = text.find_first_not_of(" \t");
+    if (first == std::string::npos) {
+        quantity = 0.0f;
+        return true;
+    }
+    const std::size_t last = text.find_last_not_of(" \t");
+    const std::string entry = text.substr(first, last - first + 1);
+    bool point = false;
+    bool digit = false;
+    for (char c : entry) {
+        if (c >= '0' && c <= '9') {
+            digit = true;
+        } else if (c == '.' && !point) {
+            point = true;
+        } else {
+            return false;
+        }
+    }
+    if (!digit) {
+        return false;
+    }
+    const double value = CNumberText::toDouble(entry.c_str());
+    if (!(value <= kMaxFuelEntry)) {
+        return false;
+    }
+    quantity = static_cast<float>(value);
+    return true;
+}
 
 std::string wholeNumber(float value) {
     char text[32];
@@ -63,21 +103,49 @@ void CUserInterface::setFuelEditBox(bool loadInitial, bool readTanks) {
     m_bFuelScreenActive = wasActive;
 }
 
-void CUserInterface::readEnteredFuel() {
+bool CUserInterface::readEnteredFuel() {
     if (m_pSimulator == nullptr) {
-        return;
+        return false;
     }
     const std::unique_ptr<CWidgetBatch> batch = beginWidgetBatch();
+    std::vector<int> fields;
     if (m_bSimpleFuel) {
-        const int entered = static_cast<int>(m_objectManager.getValue(kAdditionalFuelField));
-        const int targetKg = m_units.getKg(entered) + getInitialFuelKg();
+        fields.push_back(kAdditionalFuelField);
+    } else {
+        fields.assign(kTankFields.begin(), kTankFields.end());
+    }
+    // Every field is checked before anything is written: a refused entry
+    // leaves the tanks as they were.
+    std::vector<float> entered;
+    for (int field : fields) {
+        const std::string text = m_objectManager.getText(field);
+        float quantity = 0.0f;
+        if (!parseFuelEntry(text, quantity)) {
+            const std::string notice = "\"" + text.substr(0, 12) +
+                                       "\" is no fuel quantity: enter 0 to " +
+                                       wholeNumber(kMaxFuelEntry) + " " + m_units.getWeightUnit();
+            if (notice != m_fuelNotice) {
+                logger().warn("Fuel entry refused: " + notice);
+                m_fuelNotice = notice;
+                repaint();
+            }
+            return false;
+        }
+        entered.push_back(quantity);
+    }
+    if (!m_fuelNotice.empty()) {
+        m_fuelNotice.clear();
+        repaint();
+    }
+    if (m_bSimpleFuel) {
+        const int targetKg = static_cast<int>(m_units.getKg(entered.front())) + getInitialFuelKg();
         if (targetKg != m_pSimulator->getTotalFuelKg()) {
             m_pSimulator->setStandardFuel(targetKg);
         }
-        return;
+        return true;
     }
-    for (std::size_t tank = 0; tank < kTankFields.size(); ++tank) {
-        const float entered = static_cast<float>(m_objectManager.getValue(kTankFields[tank]));
-        m_pSimulator->m_tankQuantityKg.tank[tank] = m_units.getKg(entered);
+    for (std::size_t tank = 0; tank < entered.size(); ++tank) {
+        m_pSimulator->m_tankQuantityKg.tank[tank] = m_units.getKg(entered[tank]);
     }
+    return true;
 }

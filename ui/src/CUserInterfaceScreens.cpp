@@ -17,6 +17,7 @@
 #include "CNumberText.h"
 #include "CReport.h"
 #include "CUserInterface.h"
+#include "CUserInterfaceObject.h"
 #include "QuelbyVersion.h"
 
 namespace {
@@ -41,6 +42,10 @@ constexpr int kRectangleRight = 6;
 // Checklist answers: a satisfied condition in green, a failed one in red.
 constexpr int kSatisfied[3] = {0, 120, 0};
 constexpr int kFailed[3] = {255, 0, 0};
+
+// A line under a screen's fields that says why an entry was refused.
+constexpr int kNoticeX = 200;
+constexpr int kFuelNoticeY = 332;
 
 // Report pages: label and value columns, rows 20 pixels apart.
 constexpr int kReportLabelX = 215;
@@ -121,11 +126,33 @@ void CUserInterface::menuLogin() {
     setTextColor(0, 0, 0);
     textOut(270, 200, "User:");
     textOut(270, 225, "Password:");
-    if (m_pClient != nullptr) {
-        // Under the login button: which website the login goes to.
-        setTextFont(kFontBody);
-        textOut(270, 285, "connecting to " + m_pClient->getHost());
+    setTextFont(kFontBody);
+    // Under the login button: why the last login failed, and which website
+    // the login goes to.
+    if (!m_loginNotice.empty()) {
+        setTextColor(kFailed[0], kFailed[1], kFailed[2]);
+        textOut(270, 280, m_loginNotice);
+        setTextColor(0, 0, 0);
     }
+    if (m_pClient != nullptr) {
+        textOut(270, 300, "connecting to " + m_pClient->getHost());
+    }
+}
+
+void CUserInterface::markWarningControls() {
+    // A red mark left of each shown button in the warning style.
+    constexpr int kMarkLeft = 10;
+    constexpr int kMarkDown = 3;
+    setTextFont(kFontHead);
+    setTextColor(kFailed[0], kFailed[1], kFailed[2]);
+    for (CUserInterfaceObject* object = m_objectManager.first(); object != nullptr;
+         object = object->getNext()) {
+        if (object->getStyle() == 1 && object->isShown() &&
+            object->getKind() == CUserInterfaceObject::PushButton) {
+            textOut(object->getX() - kMarkLeft, object->getY() + kMarkDown, "!");
+        }
+    }
+    setTextColor(0, 0, 0);
 }
 
 void CUserInterface::menuMain() {
@@ -524,10 +551,21 @@ bool CUserInterface::menuFuelFigures() {
     return true;
 }
 
+void CUserInterface::fuelNoticeLine() {
+    if (m_fuelNotice.empty()) {
+        return;
+    }
+    setTextFont(kFontBody);
+    setTextColor(kFailed[0], kFailed[1], kFailed[2]);
+    textOut(kNoticeX, kFuelNoticeY, m_fuelNotice);
+    setTextColor(0, 0, 0);
+}
+
 void CUserInterface::menuFuel() {
     if (!menuFuelFigures()) {
         return;
     }
+    fuelNoticeLine();
     // Each tank's name above its field and its capacity below, wherever the
     // window put the field; a field the window does not have is left out.
     setTextColor(0, 0, 0);
@@ -553,6 +591,9 @@ void CUserInterface::menuFuelSummary() {
         return;
     }
     readEnteredFuel();
+    if (!confirm) {
+        fuelNoticeLine();
+    }
     const CClientInterface& client = *m_pClient;
     const int totalKg = m_pSimulator->getTotalFuelKg();
     const int initialKg = getInitialFuelKg();

@@ -198,4 +198,5 @@ void CUserInterface::text() {
         default:
             break;  // 4, 15 and anything above 16 draw nothing
     }
+    markWarningControls();
 }

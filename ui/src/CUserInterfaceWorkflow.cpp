@@ -298,6 +298,7 @@ void CUserInterface::login() {
     CUserInterfaceObject* loginButton = m_objectManager.getObjectWithId(kLogin);
     if (!m_pClient->isConnected()) {
         logger().debug("Could not log in. No connection to the database.");
+        m_loginNotice = "No connection to the website.";
         if (loginButton != nullptr) loginButton->setStyle(1);
         repaint();
         playSound(kSoundError);
@@ -313,6 +314,7 @@ void CUserInterface::login() {
         std::memcmp(kClientVersion, m_pClient->m_versions[1], versionBytes) != 0) {
         logger().debug(std::string("Wrong client version! Used: ") + kClientVersion +
                        " Current:" + m_pClient->m_versions[0]);
+        m_loginNotice = "This client is out of date: an update is needed.";
         setMenuLayer(kLayerWrongVersion);
         return;
     }
@@ -327,12 +329,14 @@ void CUserInterface::login() {
     m_pClient->setLoginData(user.c_str(), digest.c_str());
     if (m_pClient->readPilot() != CClientInterface::kSuccess) {
         logger().debug("Could not log in. Wrong username or password. (" + user + ")");
+        m_loginNotice = "Wrong user name or password.";
         if (loginButton != nullptr) loginButton->setStyle(1);
         repaint();
         playSound(kSoundError);
         return;
     }
     if (loginButton != nullptr) loginButton->setStyle(0);
+    m_loginNotice.clear();
     repaint();
     m_bLoggedIn = true;
     m_pSimulator->connect();
@@ -453,12 +457,12 @@ void CUserInterface::startFlight() {
 }
 
 void CUserInterface::fuelUp() {
-    readEnteredFuel();
-    m_nFuelLoadedKg = m_pSimulator->getTotalFuelKg();
-    m_pSimulator->setAircraftTanks();
-    m_pSimulator->getAircraftTanks();
-    std::copy(std::begin(m_pSimulator->m_tankQuantityKg.tank),
-              std::end(m_pSimulator->m_tankQuantityKg.tank), m_fuelledTanksKg.begin());
+    if (!readEnteredFuel()) {
+        // The fuel screen stays, with the reason under the fields.
+        playSound(kSoundError);
+        return;
+    }
+    loadPlannedFuel();
     setMenuLayer(kLayerConfirmFlight);
     const std::unique_ptr<CWidgetBatch> batch = beginWidgetBatch();
     if (m_pSimulator->getOverweight() < 1) {
@@ -473,6 +477,14 @@ void CUserInterface::fuelUp() {
     (recordInt(m_pClient->m_log.Cargo) != 0) ? m_objectManager.enable(kChangeCargo)
                                              : m_objectManager.disable(kChangeCargo);
     m_objectManager.enable(kChangeFuel);
+}
+
+void CUserInterface::loadPlannedFuel() {
+    m_nFuelLoadedKg = m_pSimulator->getTotalFuelKg();
+    m_pSimulator->setAircraftTanks();
+    m_pSimulator->getAircraftTanks();
+    std::copy(std::begin(m_pSimulator->m_tankQuantityKg.tank),
+              std::end(m_pSimulator->m_tankQuantityKg.tank), m_fuelledTanksKg.begin());
 }
 
 void CUserInterface::changeLoad(int id) {
@@ -524,8 +536,12 @@ void CUserInterface::changeLoad(int id) {
     const int rest = payloadKg - passengerCount * kPassengerKg - cargo;
     const int initialKg = getInitialFuelKg();
     if (rest > 0 && rest > initialKg) {
+        // The aircraft gets the fuel that fits now: "Fly!" is offered next.
         m_pSimulator->setStandardFuel(rest);
-        m_objectManager.setText(kAdditionalFuelField, std::to_string(rest - initialKg).c_str());
+        loadPlannedFuel();
+        // The field is read in the pilot's unit.
+        m_objectManager.setText(kAdditionalFuelField,
+                                std::to_string(m_units.getWeight(rest - initialKg)).c_str());
         m_objectManager.show(kFly, true);
         m_objectManager.show(kChangePassengers, false);
         m_objectManager.show(kChangeCargo, false);
