@@ -339,6 +339,30 @@ TEST_F(PilotAtTheWindow, FuelAddedInFlight_isTakenBackTenTimes_andTheEleventhAbo
     EXPECT_TRUE(site.requests("writereport").empty());
 }
 
+// Six simulation-rate violations are tolerated in a flight; a second flight
+// in the same session starts with none, whatever the first one did.
+TEST_F(PilotAtTheWindow, SecondFlightInOneSession_startsWithoutTheFirstsRateViolations) {
+    startFromTheGate();
+    // The route allows 4; the client sets 8 back at its next check.
+    const auto runTooFast = [&] {
+        sim().setInt("sim/time/sim_speed", 8);
+        return sim().runUntil([&] { return sim().getInt("sim/time/sim_speed") == 4; }, 10s);
+    };
+    for (int violation = 1; violation <= 6; ++violation) {
+        ASSERT_TRUE(runTooFast()) << "violation " << violation;
+    }
+    press("Exit");
+    ASSERT_TRUE(waitForRequests("resetflight", 1, 10s));
+    ASSERT_TRUE(sim().clickMenuItem("Quelby", "Show Client"));
+    logIn();
+    startBookedFlight();
+    ASSERT_TRUE(runTooFast());
+    sim().runFrames(120);
+    EXPECT_FALSE(
+        said("The maximum allowed simrate has been exceeded too many times, flight aborted!"));
+    EXPECT_TRUE(draws("Flying"));
+}
+
 TEST_F(PilotAtTheWindow, AutoLogin_atStart_thenOptionsSavedForTheNextStart) {
     writeSettings("AutoLogin = 1\n\n[login]\nUser = demo\nPassword = demo\n");
     loadPlugin();
@@ -388,12 +412,12 @@ TEST_F(PilotAtTheWindow, SimulatorStopsWhileTheWebsiteDoesNotAnswer_stopIsNotHel
     EXPECT_LT(sim().lastStopDuration(), std::chrono::milliseconds(500));
 }
 
-// A red mark drawn just left of the "Login" button (at 270,250): the look of
-// a failed login.
+// A red mark drawn just right of the "Login" button (270,250 to 470,269):
+// the look of a failed login.
 bool loginMarkedRed() {
     for (const testbed::DrawnText& text : testbed::Simulator::instance().lastFrameTexts()) {
-        if (text.text == "!" && text.rgb[0] > 0.9f && text.rgb[1] < 0.5f && text.x < 270 &&
-            text.x > 250 && text.y > 380 - 275 && text.y < 380 - 245)
+        if (text.text == "!" && text.rgb[0] > 0.9f && text.rgb[1] < 0.5f && text.x > 470 &&
+            text.x < 490 && text.y > 380 - 275 && text.y < 380 - 245)
             return true;
     }
     return false;
