@@ -39,6 +39,7 @@ public:
     int getKind() const { return m_nKind; }
     int getX() const { return m_nX; }
     int getY() const { return m_nY; }
+    int getWidth() const { return m_nWidth; }
     const char* getCaption() const { return m_szCaption; }
     // 1 draws the control with a warning mark beside it (the "Exit" button
     // always, "Login" after a failed login); 0 plainly.
@@ -61,10 +62,12 @@ protected:
     int m_nKind;
     int m_nX;
     int m_nY;
+    int m_nWidth;
     char m_szCaption[kCaptionSize];
     char m_szText[kTextSize];
     int m_nStyle = 0;
-    bool m_bShown = false;
+    // Widgets are made visible; the screens hide what they do not show.
+    bool m_bShown = true;
     bool m_bActive = true;
     CUserInterfaceObject* m_pNext = nullptr;
     void* m_pHandle = nullptr;

@@ -6,8 +6,7 @@
 CUserInterfaceObject::CUserInterfaceObject(int x, int y, int width, int height, int kind,
                                            const char* caption, int option, void* parentWindow,
                                            int id, int layer, int unused)
-    : m_nLayer(layer), m_nId(id), m_nKind(kind), m_nX(x), m_nY(y) {
-    (void)width;
+    : m_nLayer(layer), m_nId(id), m_nKind(kind), m_nX(x), m_nY(y), m_nWidth(width) {
     (void)height;
     (void)option;
     (void)parentWindow;

@@ -140,8 +140,8 @@ void CUserInterface::menuLogin() {
 }
 
 void CUserInterface::markWarningControls() {
-    // A red mark left of each shown button in the warning style.
-    constexpr int kMarkLeft = 10;
+    // A red mark right of each shown button in the warning style.
+    constexpr int kMarkRight = 4;
     constexpr int kMarkDown = 3;
     setTextFont(kFontHead);
     setTextColor(kFailed[0], kFailed[1], kFailed[2]);
@@ -149,7 +149,8 @@ void CUserInterface::markWarningControls() {
          object = object->getNext()) {
         if (object->getStyle() == 1 && object->isShown() &&
             object->getKind() == CUserInterfaceObject::PushButton) {
-            textOut(object->getX() - kMarkLeft, object->getY() + kMarkDown, "!");
+            textOut(object->getX() + object->getWidth() + kMarkRight, object->getY() + kMarkDown,
+                    "!");
         }
     }
     setTextColor(0, 0, 0);
