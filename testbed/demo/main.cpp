@@ -211,10 +211,14 @@ private:
     }
 
     void loginAndLookAround() {
-        step("Logging in");
+        step("Logging in, first with a mistyped password");
         expectText("Login");
         picture("login");
         type(340, 195, "demo", "the pilot's name");
+        type(340, 220, "dmeo", "the password");
+        press("Login");
+        expectText("Wrong user name or password.");
+        picture("login-failed");
         type(340, 220, "demo", "the password");
         press("Login");
         expectText("Home - News");
