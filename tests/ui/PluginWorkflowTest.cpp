@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "CruiseRefueller.h"
 #include "PilotAtTheWindow.h"
@@ -337,6 +338,22 @@ TEST_F(PilotAtTheWindow, FuelAddedInFlight_isTakenBackTenTimes_andTheEleventhAbo
     // The pilot is back at home, logged in again, and no report was sent.
     ASSERT_TRUE(waitForText("Home - News"));
     EXPECT_TRUE(site.requests("writereport").empty());
+}
+
+// Tanks run dry in flight: every engine fails now, as X-Plane reads its
+// failure datarefs (6, inoperative; 1 would only arm a random failure).
+TEST_F(PilotAtTheWindow, FuelExhausted_failsEveryEngineNow) {
+    startFromTheGate();
+    sim().setFloatArray("sim/flightmodel/weight/m_fuel", std::vector<float>(9, 0.0f));
+    const auto allFailed = [&] {
+        for (int engine = 0; engine < 4; ++engine)
+            if (!sim().isFailed("sim/operation/failures/rel_engfir" + std::to_string(engine)))
+                return false;
+        return true;
+    };
+    ASSERT_TRUE(sim().runUntil(allFailed, 10s))
+        << "engine 1 reads " << sim().getInt("sim/operation/failures/rel_engfir0");
+    EXPECT_TRUE(logged("Event logged: Penalty - exhausted fuel supply"));
 }
 
 // Six simulation-rate violations are tolerated in a flight; a second flight
