@@ -165,6 +165,17 @@ protected:
     bool logged(const std::string& line) const {
         return debugLog().find(line) != std::string::npos;
     }
+    // Another pilot of the demo airline, with the password "secret"; the
+    // test sets what is special about them, then adds them to the site.
+    static testbed::Pilot otherPilot(int id, const std::string& user) {
+        testbed::Pilot pilot;
+        pilot.id = id;
+        pilot.user = user;
+        pilot.password = "secret";
+        pilot.airlineId = 1;
+        return pilot;
+    }
+
     // Books a pilot (the demo pilot unless named) on the booked route with
     // another load, or on a copy of it to another airport.
     void book(const std::string& passengers, const std::string& cargoKg,

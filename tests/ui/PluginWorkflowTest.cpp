@@ -293,11 +293,7 @@ TEST_F(PilotAtTheWindow, FuelEntries_noQuantityIsRefused_andPoundsStayPounds) {
     // The same flight for a pilot who flies in pounds: 5 t more is too much,
     // and "Change" cuts the extra fuel to the 1800 kg that fit, shown in
     // pounds and read back in pounds.
-    testbed::Pilot pounds;
-    pounds.id = 3;
-    pounds.user = "pounds";
-    pounds.password = "secret";
-    pounds.airlineId = 1;
+    testbed::Pilot pounds = otherPilot(3, "pounds");
     pounds.weightUnit = "lbs";
     site.addPilot(pounds);
     book("300", "0", "EDDS", "pounds");
@@ -472,11 +468,7 @@ TEST_F(PilotAtTheWindow, LoginRefusals_wrongVersion_suspendedPilot_noConnection)
 
     // A suspended pilot sees why, and no way to fly.
     site.setClientVersion("v2.0.10b");
-    testbed::Pilot grounded;
-    grounded.id = 2;
-    grounded.user = "grounded";
-    grounded.password = "secret";
-    grounded.airlineId = 1;
+    testbed::Pilot grounded = otherPilot(2, "grounded");
     grounded.status = "2";
     site.addPilot(grounded);
     loadPlugin();
