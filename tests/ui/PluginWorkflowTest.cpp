@@ -436,6 +436,18 @@ bool loginMarkedRed() {
     return false;
 }
 
+// With AltServer the whole run talks to the alternate website; the primary
+// one here has nothing listening.
+TEST_F(PilotAtTheWindow, AltServer_logsInAtTheAlternateWebsite) {
+    writeFile(root.file("quelby.ini"), "[server]\nPrimary = 127.0.0.1:1\nAlternate = " +
+                                           site.url() + "\n\n[settings]\nAltServer = 1\n");
+    loadPlugin();
+    ASSERT_TRUE(waitForText("connecting to " + site.url()));
+    logIn();
+    ASSERT_TRUE(waitForText("Home - News"));
+    EXPECT_EQ(site.requests("getpilot").size(), 1u);
+}
+
 TEST_F(PilotAtTheWindow, LoginRefusals_wrongVersion_suspendedPilot_noConnection) {
     writeSettings();
     loadPlugin();
