@@ -10,12 +10,11 @@
 #pragma once
 
 #include <atomic>
-#include <boost/thread/condition_variable.hpp>
-#include <boost/thread/lock_guard.hpp>
-#include <boost/thread/mutex.hpp>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -71,10 +70,10 @@ private:
     void countHeld(std::chrono::steady_clock::duration held);
 
     const std::thread::id m_simulatorThread = std::this_thread::get_id();
-    boost::condition_variable m_requestCondition;
-    boost::condition_variable m_releaseCondition;
-    mutable boost::mutex m_requestMutex;
-    boost::mutex m_releaseMutex;
+    std::condition_variable m_requestCondition;
+    std::condition_variable m_releaseCondition;
+    mutable std::mutex m_requestMutex;
+    std::mutex m_releaseMutex;
     bool m_bGranted = true;
     bool m_bReleased = false;
     bool m_bShutDown = false;  // guarded by the request mutex
@@ -82,7 +81,7 @@ private:
     // guarded by the request mutex.
     const std::function<void()>* m_pJob = nullptr;
     bool m_bJobDone = false;
-    boost::condition_variable m_jobDoneCondition;
+    std::condition_variable m_jobDoneCondition;
     std::atomic<unsigned long> m_grants{0};
     // Written by the simulator's thread only, after each bracket or job.
     std::atomic<std::int64_t> m_heldTotalNs{0};

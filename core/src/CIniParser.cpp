@@ -12,12 +12,12 @@
 
 #include <algorithm>
 #include <boost/algorithm/hex.hpp>
-#include <boost/date_time/posix_time/posix_time.hpp>
-#include <boost/filesystem/operations.hpp>
 #include <boost/format.hpp>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <system_error>
@@ -27,6 +27,21 @@
 #include "CNumberText.h"
 
 namespace {
+
+namespace fs = std::filesystem;
+
+// File names are UTF-8 inside the client; the path type takes them as such.
+fs::path pathOf(const std::string& fileName) { return fs::u8path(fileName); }
+
+// Now in UTC as 20261124T183000, for names of files set aside.
+std::string utcStamp() {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    gmtime_r(&now, &utc);
+    char text[32] = {0};
+    std::strftime(text, sizeof(text), "%Y%m%dT%H%M%S", &utc);
+    return text;
+}
 
 // Far above anything the client writes; a bigger file is not one of ours.
 constexpr std::uintmax_t kMaxFileBytes = 64u * 1024u * 1024u;
@@ -115,7 +130,7 @@ bool writeAll(int fd, const std::string& data) {
 // Makes the rename itself survive a power cut; a folder that cannot be
 // synced still holds the new file, so failure here is not reported.
 void syncFolderOf(const std::string& fileName) {
-    std::string folder = boost::filesystem::path(fileName).parent_path().string();
+    std::string folder = pathOf(fileName).parent_path().u8string();
     if (folder.empty()) {
         folder = ".";
     }
@@ -173,16 +188,13 @@ CIniParser::CIniParser()
 void CIniParser::setAsideReportFile() {
     // What cannot be read may still be a pilot's only copy of a flight: it
     // is kept under a name of its own, never saved over.
-    boost::system::error_code error;
-    if (!boost::filesystem::is_regular_file(m_reportFileName, error) ||
-        boost::filesystem::file_size(m_reportFileName, error) == 0) {
+    std::error_code error;
+    if (!fs::is_regular_file(pathOf(m_reportFileName), error) ||
+        fs::file_size(pathOf(m_reportFileName), error) == 0) {
         return;
     }
-    const std::string stamp =
-        boost::posix_time::to_iso_string(boost::posix_time::second_clock::universal_time());
-    const std::string asideName =
-        m_iniPath + "quelby_report.damaged-" + stamp.substr(0, 15) + ".ini";
-    boost::filesystem::rename(m_reportFileName, asideName, error);
+    const std::string asideName = m_iniPath + "quelby_report.damaged-" + utcStamp() + ".ini";
+    fs::rename(pathOf(m_reportFileName), pathOf(asideName), error);
     if (error) {
         m_bReportFileHeld = true;
         m_pLogger->error("Could not set the damaged INI-file " + m_reportFileName + " aside (" +
@@ -201,10 +213,9 @@ CIniParser::~CIniParser() {
 }
 
 void CIniParser::createIfMissing(const std::string& fileName) {
-    boost::system::error_code error;
-    const boost::filesystem::file_status status =
-        boost::filesystem::symlink_status(fileName, error);
-    if (status.type() != boost::filesystem::file_not_found) {
+    std::error_code error;
+    const fs::file_status status = fs::symlink_status(pathOf(fileName), error);
+    if (status.type() != fs::file_type::not_found) {
         return;
     }
     const int fd = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
@@ -220,10 +231,10 @@ bool CIniParser::loadStore(CSimpleIniA& store, const std::string& fileName) {
     std::string problem;
     std::string contents;
     try {
-        boost::system::error_code error;
-        if (!boost::filesystem::is_regular_file(fileName, error)) {
+        std::error_code error;
+        if (!fs::is_regular_file(pathOf(fileName), error)) {
             problem = "not a regular file";
-        } else if (boost::filesystem::file_size(fileName, error) > kMaxFileBytes) {
+        } else if (fs::file_size(pathOf(fileName), error) > kMaxFileBytes) {
             problem = "larger than an INI-file of this client can be";
         } else {
             std::ifstream in(fileName, std::ios::binary);

@@ -13,7 +13,7 @@ CThreadSync::CThreadSync() = default;
 CThreadSync::~CThreadSync() = default;
 
 bool CThreadSync::wait() {
-    boost::unique_lock<boost::mutex> lock(m_requestMutex);
+    std::unique_lock<std::mutex> lock(m_requestMutex);
     if (m_bShutDown) {
         return false;
     }
@@ -34,7 +34,7 @@ bool CThreadSync::wait() {
 
 void CThreadSync::wakeup() {
     {
-        boost::lock_guard<boost::mutex> lock(m_releaseMutex);
+        std::lock_guard<std::mutex> lock(m_releaseMutex);
         m_bReleased = true;
     }
     m_releaseCondition.notify_all();
@@ -45,7 +45,7 @@ bool CThreadSync::runOnSimulator(const std::function<void()>& job) {
         job();
         return true;
     }
-    boost::unique_lock<boost::mutex> lock(m_requestMutex);
+    std::unique_lock<std::mutex> lock(m_requestMutex);
     // One job at a time; only the client thread passes any.
     while (m_pJob != nullptr && !m_bShutDown) {
         m_jobDoneCondition.wait(lock);
@@ -77,7 +77,7 @@ void CThreadSync::runJob(const std::function<void()>& job) {
     }
     countHeld(std::chrono::steady_clock::now() - startedAt);
     {
-        boost::lock_guard<boost::mutex> lock(m_requestMutex);
+        std::lock_guard<std::mutex> lock(m_requestMutex);
         m_pJob = nullptr;
         m_bJobDone = true;
     }
@@ -97,7 +97,7 @@ void CThreadSync::countHeld(std::chrono::steady_clock::duration held) {
 void CThreadSync::trywait() {
     const std::function<void()>* job = nullptr;
     {
-        boost::lock_guard<boost::mutex> lock(m_requestMutex);
+        std::lock_guard<std::mutex> lock(m_requestMutex);
         if (m_bGranted && m_pJob == nullptr) {
             return;  // no request pending: the path of almost every frame
         }
@@ -111,21 +111,21 @@ void CThreadSync::trywait() {
     {
         // Cleared before the grant so that a wakeup() that comes quickly,
         // before this thread sleeps below, is never overwritten.
-        boost::lock_guard<boost::mutex> lock(m_releaseMutex);
+        std::lock_guard<std::mutex> lock(m_releaseMutex);
         m_bReleased = false;
     }
     // The clock is read only here, with a request pending: the frames
     // without one stay at a lock and a flag.
     const auto grantedAt = std::chrono::steady_clock::now();
     {
-        boost::lock_guard<boost::mutex> lock(m_requestMutex);
+        std::lock_guard<std::mutex> lock(m_requestMutex);
         m_bGranted = true;
     }
     m_grants.fetch_add(1, std::memory_order_relaxed);
     m_requestCondition.notify_all();
 
     {
-        boost::unique_lock<boost::mutex> lock(m_releaseMutex);
+        std::unique_lock<std::mutex> lock(m_releaseMutex);
         while (!m_bReleased) {
             m_releaseCondition.wait(lock);
         }
@@ -146,7 +146,7 @@ std::string CThreadSync::heldSummary() const {
 
 void CThreadSync::shutdown() {
     {
-        boost::lock_guard<boost::mutex> lock(m_requestMutex);
+        std::lock_guard<std::mutex> lock(m_requestMutex);
         m_bShutDown = true;
     }
     m_requestCondition.notify_all();
@@ -154,6 +154,6 @@ void CThreadSync::shutdown() {
 }
 
 bool CThreadSync::isShutDown() const {
-    boost::lock_guard<boost::mutex> lock(m_requestMutex);
+    std::lock_guard<std::mutex> lock(m_requestMutex);
     return m_bShutDown;
 }

@@ -7,9 +7,8 @@
 // client thread.
 #pragma once
 
-#include <boost/thread/lock_guard.hpp>
-#include <boost/thread/mutex.hpp>
 #include <memory>
+#include <mutex>
 
 #include "CClient.h"
 
@@ -46,7 +45,7 @@ public:
     int pendingButtonEvent() const;
 
 private:
-    mutable boost::mutex m_lock;  // guards the fields below
+    mutable std::mutex m_lock;  // guards the fields below
     int m_nButtonEvent = -1;
     bool m_bRepaint = false;
     bool m_bAutoText = false;

@@ -2,9 +2,9 @@
 // progress, the simulator's upkeep, the loop-time watch and the sleep.
 #include "CClient.h"
 
-#include <boost/date_time/posix_time/posix_time_types.hpp>
-#include <boost/thread/thread.hpp>
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 
 #include "CBlackbox.h"
 #include "CCheatDetector.h"
@@ -50,8 +50,8 @@ int32_t CClient::checkIntervalForHeight(int heightAglFt) {
 void CClient::run() {
     runPass();
     // The sleep ends at an absolute time, so a late wake-up does not add up.
-    boost::this_thread::sleep_until(boost::chrono::steady_clock::now() +
-                                    boost::chrono::milliseconds(kPassSleepMs));
+    std::this_thread::sleep_until(std::chrono::steady_clock::now() +
+                                  std::chrono::milliseconds(kPassSleepMs));
 }
 
 void CClient::runPass() {

@@ -13,32 +13,32 @@ CClientModule::CClientModule(CUserInterface& ui, void* parentWindow) : CClient(u
 CClientModule::~CClientModule() = default;
 
 void CClientModule::buttonEvent(int id) {
-    boost::lock_guard<boost::mutex> lock(m_lock);
+    std::lock_guard<std::mutex> lock(m_lock);
     m_nButtonEvent = id;
 }
 
 void CClientModule::setAircraftCrashed() {
-    boost::lock_guard<boost::mutex> lock(m_lock);
+    std::lock_guard<std::mutex> lock(m_lock);
     m_bAircraftCrashed = true;
 }
 
 void CClientModule::repaint() {
-    boost::lock_guard<boost::mutex> lock(m_lock);
+    std::lock_guard<std::mutex> lock(m_lock);
     m_bRepaint = true;
 }
 
 void CClientModule::autoText() {
-    boost::lock_guard<boost::mutex> lock(m_lock);
+    std::lock_guard<std::mutex> lock(m_lock);
     m_bAutoText = true;
 }
 
 void CClientModule::invalidateRect() {
-    boost::lock_guard<boost::mutex> lock(m_lock);
+    std::lock_guard<std::mutex> lock(m_lock);
     m_bInvalidate = true;
 }
 
 int CClientModule::pendingButtonEvent() const {
-    boost::lock_guard<boost::mutex> lock(m_lock);
+    std::lock_guard<std::mutex> lock(m_lock);
     return m_nButtonEvent;
 }
 
@@ -50,7 +50,7 @@ void CClientModule::checkMessages() {
 void CClientModule::checkButtonEvent() {
     int id;
     {
-        boost::lock_guard<boost::mutex> lock(m_lock);
+        std::lock_guard<std::mutex> lock(m_lock);
         if (m_nButtonEvent == -1) {
             return;
         }
@@ -60,7 +60,7 @@ void CClientModule::checkButtonEvent() {
     // post meanwhile; an event posted while it runs is dropped below.
     CUserInterfaceObject* pObject = m_ui.getObjectManager().getObjectWithId(id);
     if (pObject != nullptr && !pObject->isActive()) {
-        boost::lock_guard<boost::mutex> lock(m_lock);
+        std::lock_guard<std::mutex> lock(m_lock);
         m_nButtonEvent = -1;
         return;
     }
@@ -68,12 +68,12 @@ void CClientModule::checkButtonEvent() {
         m_ui.getSound()->play(0u);
     }
     m_ui.buttonEvent(id);
-    boost::lock_guard<boost::mutex> lock(m_lock);
+    std::lock_guard<std::mutex> lock(m_lock);
     m_nButtonEvent = -1;
 }
 
 void CClientModule::checkAircraftCrashed() {
-    boost::lock_guard<boost::mutex> lock(m_lock);
+    std::lock_guard<std::mutex> lock(m_lock);
     if (!m_bAircraftCrashed) {
         return;
     }
@@ -85,7 +85,7 @@ void CClientModule::checkAircraftCrashed() {
 }
 
 bool CClientModule::checkInvalidateRect() {
-    boost::lock_guard<boost::mutex> lock(m_lock);
+    std::lock_guard<std::mutex> lock(m_lock);
     m_bInvalidate = false;
     return true;  // the caller redraws every time it asks
 }

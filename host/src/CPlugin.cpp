@@ -4,8 +4,7 @@
 
 #include <pthread.h>
 
-#include <boost/date_time/posix_time/posix_time_types.hpp>
-#include <boost/thread/thread.hpp>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -14,6 +13,7 @@
 #include "CCallbackGuard.h"
 #include "CClientInterface.h"
 #include "CClientModule.h"
+#include "CJoinableThread.h"
 #include "CLogger.h"
 #include "CServerSettings.h"
 #include "CThreadSync.h"
@@ -37,7 +37,7 @@ int g_nXpMenuHideClient = 1;
 
 namespace {
 
-boost::thread* g_pMainThread = nullptr;
+CJoinableThread* g_pMainThread = nullptr;
 // Built and run by the client thread, destroyed by stop() after the join, so
 // that the simulator's thread never posts into a module that is gone.
 std::unique_ptr<CClientModule> g_clientModule;
@@ -185,11 +185,11 @@ int start(char* outName, char* outSig, char* outDesc) {
     theUserInterface.initialize(g_theWindow, g_pThreadSync);
 
     // Anything slow that start sets off runs on the client thread.
-    g_pMainThread = new boost::thread(&CPlugin::runClient);
+    g_pMainThread = new CJoinableThread(&CPlugin::runClient);
     // Named so that a profiler, or a look at /proc/<pid>/task/*/comm, tells
     // the client's time from the simulator's. Threads it starts inherit the
     // name. At most 15 characters.
-    pthread_setname_np(g_pMainThread->native_handle(), kClientThreadName);
+    pthread_setname_np(g_pMainThread->nativeHandle(), kClientThreadName);
     return 1;
 }
 
@@ -221,7 +221,7 @@ void stop() {
         g_pThreadSync->shutdown();
     }
     if (g_pMainThread != nullptr) {
-        if (!g_pMainThread->try_join_for(boost::chrono::milliseconds(kStopJoinBoundMs))) {
+        if (!g_pMainThread->tryJoinFor(std::chrono::milliseconds(kStopJoinBoundMs))) {
             CLogger logger("CPlugin", false);
             logger.error("Client thread still busy after " + std::to_string(kStopJoinBoundMs) +
                          "ms at stop; waiting for it to end");

@@ -6,8 +6,8 @@
 #include <openssl/evp.h>
 
 #include <atomic>
-#include <boost/thread/thread.hpp>
 #include <cctype>
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "CIniParser.h"
+#include "CJoinableThread.h"
 #include "CLogger.h"
 #include "CNumberText.h"
 #include "CServerSettings.h"
@@ -40,7 +41,7 @@ std::atomic<bool> g_abortTransfers{false};
 // The "writelog" threads not yet joined. They run the plug-in's code, so the
 // plug-in's stop must see them end before the simulator unloads it.
 std::mutex g_sendersMutex;
-std::vector<boost::thread> g_senders;
+std::vector<CJoinableThread> g_senders;
 
 // libcurl is set up once per process and never torn down: a "writelog"
 // thread may still be sending when the interface goes.
@@ -175,18 +176,18 @@ void CClientInterface::startSender(const std::string& url, const std::string& bo
     std::lock_guard<std::mutex> lock(g_sendersMutex);
     // The ended ones go first: a long flight sends one update a minute.
     for (auto it = g_senders.begin(); it != g_senders.end();) {
-        it = it->try_join_for(boost::chrono::milliseconds(0)) ? g_senders.erase(it) : it + 1;
+        it = it->tryJoinFor(std::chrono::milliseconds(0)) ? g_senders.erase(it) : it + 1;
     }
-    g_senders.emplace_back(&CClientInterface::callURLAsync, url, body);
+    g_senders.emplace_back([url, body] { callURLAsync(url, body); });
 }
 
 void CClientInterface::joinSenders() {
-    std::vector<boost::thread> senders;
+    std::vector<CJoinableThread> senders;
     {
         std::lock_guard<std::mutex> lock(g_sendersMutex);
         senders.swap(g_senders);
     }
-    for (boost::thread& sender : senders) {
+    for (CJoinableThread& sender : senders) {
         sender.join();
     }
 }

@@ -1,5 +1,5 @@
 // Writes the shipped sounds into the sound folder given on the command line.
-#include <boost/filesystem.hpp>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <string>
@@ -11,17 +11,17 @@ int main(int argc, char** argv) {
         std::cerr << "usage: quelby-soundgen <sound folder>\n";
         return 2;
     }
-    const boost::filesystem::path folder(argv[1]);
+    const std::filesystem::path folder(argv[1]);
     for (const auto& [name, bytes] : soundgen::makeSounds()) {
-        const boost::filesystem::path file = folder / name;
-        boost::system::error_code error;
-        boost::filesystem::create_directories(file.parent_path(), error);
+        const std::filesystem::path file = folder / name;
+        std::error_code error;
+        std::filesystem::create_directories(file.parent_path(), error);
         if (error) {
             std::cerr << "cannot create " << file.parent_path().string() << ": " << error.message()
                       << "\n";
             return 1;
         }
-        std::ofstream out(file.string(), std::ios::binary);
+        std::ofstream out(file, std::ios::binary);
         out.write(reinterpret_cast<const char*>(bytes.data()),
                   static_cast<std::streamsize>(bytes.size()));
         if (!out) {
