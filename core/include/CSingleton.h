@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdlib>
 #include <mutex>
 
 // Threads: instance() may be called from any thread; creation is guarded so
@@ -26,6 +27,12 @@ public:
             if (pInstance == nullptr) {
                 pInstance = new T();
                 s_pInstance.store(pInstance, std::memory_order_release);
+                // Deleted when the module that made it ends: a plug-in is
+                // unloaded from a simulator that goes on running, and an
+                // instance made while its statics are destroyed (a last log
+                // line asks for the log's folder) must go with it. Handlers
+                // registered then still run, after the one running.
+                std::atexit(&CSingleton::destroyInstance);
             }
         }
         return pInstance;

@@ -11,8 +11,10 @@
 #include <string>
 
 #include "CCallbackGuard.h"
+#include "CClientConfig.h"
 #include "CClientInterface.h"
 #include "CClientModule.h"
+#include "CIniParser.h"
 #include "CJoinableThread.h"
 #include "CLogger.h"
 #include "CServerSettings.h"
@@ -251,6 +253,13 @@ void stop() {
     }
     delete g_pThreadSync;
     g_pThreadSync = nullptr;
+    // The settings and the INI store were made by the client thread, which
+    // is gone: a plug-in started again reads its files afresh, and one that
+    // is unloaded leaves nothing behind in the simulator's memory.
+    // The store goes first: its end may log, and a log line asks the
+    // settings for the log's folder.
+    CIniParser::destroyInstance();
+    CClientConfig::destroyInstance();
 }
 
 void receiveMessage(XPLMPluginID fromPlugin, int message, void* param) {
