@@ -1,11 +1,15 @@
-// The sound player on OpenAL, with ALURE opening the device and loading the
-// WAV files: three interface sounds kept loaded, any other file loaded when
-// it is played.
+// The sound player on OpenAL: three interface sounds kept loaded, any other
+// WAV file loaded when it is played. OpenAL is opened when the player is
+// made; without it, or without a device, the player logs why and is silent.
 #pragma once
 
+#include <initializer_list>
+#include <memory>
 #include <string>
 
 #include "CSound.h"
+
+class CSharedLibrary;
 
 // Threads: made on the simulator's thread while the plug-in starts, played
 // from the client thread afterwards; never two at a time. No lock of its own.
@@ -17,6 +21,9 @@
 class CSoundOpenAl : public CSound {
 public:
     CSoundOpenAl(unsigned int* handle, const std::string& path, const std::string& language);
+    // The OpenAL library is the first of these names the system finds.
+    CSoundOpenAl(unsigned int* handle, const std::string& path, const std::string& language,
+                 std::initializer_list<const char*> libraryNames);
     ~CSoundOpenAl() override;
 
     void play(const std::string& name, bool common) override;
@@ -30,8 +37,16 @@ public:
 private:
     static constexpr int kInterfaceSounds = 3;
 
+    struct tOpenAl;
+
     void initOpenAL();
     void closeOpenAL();
+    // Opens the library, the default device and a context; false (logged)
+    // when any of them is missing.
+    bool openDevice();
+    void closeDevice();
+    // Reads a WAV file into the buffer; false (logged) when it cannot.
+    bool loadBuffer(const std::string& file, unsigned int buffer);
     void createSource();
     void checkSource();
     // True (and logged) when OpenAL reports an error.
@@ -47,4 +62,6 @@ private:
     // the source held it.
     unsigned int m_playedBuffer = 0;
     bool m_bDevice = false;
+    std::unique_ptr<CSharedLibrary> m_library;
+    std::unique_ptr<tOpenAl> m_al;
 };

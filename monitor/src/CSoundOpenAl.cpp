@@ -1,29 +1,49 @@
 // Opening the audio device, loading the WAV files and playing them through
-// the one source.
+// the one source. OpenAL is the system's, opened when the player starts: a
+// machine without it runs silently, and the plug-in still loads there.
 #include "CSoundOpenAl.h"
 
 #include <AL/al.h>
 #include <AL/alc.h>
-#include <AL/alure.h>
 
 #include "CLogger.h"
+#include "CSharedLibrary.h"
+#include "CWaveFile.h"
+
+// Every OpenAL function the player calls, taken from the library by name.
+#define QUELBY_OPENAL_FUNCTIONS(X)                                                          \
+    X(alcOpenDevice) X(alcCloseDevice) X(alcCreateContext) X(alcDestroyContext)              \
+    X(alcMakeContextCurrent) X(alcGetCurrentContext) X(alGetError) X(alGenBuffers)           \
+    X(alDeleteBuffers) X(alBufferData) X(alGenSources) X(alDeleteSources) X(alIsSource)      \
+    X(alSourcef) X(alSource3f) X(alSourcei) X(alGetSourcei) X(alSourcePlay) X(alSourceStop)  \
+    X(alListenerfv)
+
+struct CSoundOpenAl::tOpenAl {
+#define QUELBY_OPENAL_POINTER(name) decltype(&::name) name = nullptr;
+    QUELBY_OPENAL_FUNCTIONS(QUELBY_OPENAL_POINTER)
+#undef QUELBY_OPENAL_POINTER
+    ALCdevice* device = nullptr;
+    ALCcontext* context = nullptr;
+};
 
 namespace {
 
 const char* const kInterfaceSoundFiles[] = {"/snd_btn_click.wav", "/snd_btn_disabled.wav",
                                             "/snd_error.wav"};
 
-std::string alureError() {
-    const char* text = alureGetErrorString();
-    return text != nullptr ? text : "";
-}
-
 }  // namespace
 
 CSoundOpenAl::CSoundOpenAl(unsigned int* handle, const std::string& path,
                            const std::string& language)
-    : CSound(handle, path, language) {
+    : CSoundOpenAl(handle, path, language, {"libopenal.so.1", "libopenal.so", "OpenAL32.dll",
+                                            "soft_oal.dll"}) {}
+
+CSoundOpenAl::CSoundOpenAl(unsigned int* handle, const std::string& path,
+                           const std::string& language,
+                           std::initializer_list<const char*> libraryNames)
+    : CSound(handle, path, language), m_al(std::make_unique<tOpenAl>()) {
     try {
+        m_library = std::make_unique<CSharedLibrary>(libraryNames);
         initOpenAL();
     } catch (...) {
         logException("initOpenAL");
@@ -39,64 +59,117 @@ CSoundOpenAl::~CSoundOpenAl() {
 }
 
 void CSoundOpenAl::initOpenAL() {
-    // Without a current context there is no error state to clear, and asking
-    // for it would itself be an error.
-    if (alcGetCurrentContext() != nullptr) {
-        alGetError();
-    }
-    if (!alureInitDevice(nullptr, nullptr)) {
-        m_pLogger->error("init alure: " + alureError());
+    if (!openDevice()) {
         return;
     }
     m_bDevice = true;
     if (checkError("init OpenAL")) {
         return;
     }
-    alGenBuffers(kInterfaceSounds, m_buffers);
+    m_al->alGenBuffers(kInterfaceSounds, m_buffers);
     if (checkError("generate buffers")) {
         return;
     }
     for (int id = 0; id < kInterfaceSounds; ++id) {
-        const std::string file = m_path + kInterfaceSoundFiles[id];
-        if (!alureBufferDataFromFile(file.c_str(), m_buffers[id])) {
-            m_pLogger->error("load wav: " + alureError());
-        }
+        loadBuffer(m_path + kInterfaceSoundFiles[id], m_buffers[id]);
     }
     createSource();
     const ALfloat zero[] = {0.0f, 0.0f, 0.0f};
     const ALfloat orientation[] = {0.0f, 0.0f, -1.0f, 0.0f, 1.0f, 0.0f};
-    alListenerfv(AL_POSITION, zero);
-    alListenerfv(AL_VELOCITY, zero);
-    alListenerfv(AL_ORIENTATION, orientation);
+    m_al->alListenerfv(AL_POSITION, zero);
+    m_al->alListenerfv(AL_VELOCITY, zero);
+    m_al->alListenerfv(AL_ORIENTATION, orientation);
+}
+
+bool CSoundOpenAl::openDevice() {
+    if (!m_library->isOpen()) {
+        m_pLogger->error("init alure: OpenAL is not installed, sounds stay off (" +
+                         m_library->failure() + ")");
+        return false;
+    }
+    bool complete = true;
+#define QUELBY_OPENAL_LOAD(name)                                                     \
+    m_al->name = reinterpret_cast<decltype(m_al->name)>(m_library->symbol(#name)); \
+    complete = complete && m_al->name != nullptr;
+    QUELBY_OPENAL_FUNCTIONS(QUELBY_OPENAL_LOAD)
+#undef QUELBY_OPENAL_LOAD
+    if (!complete) {
+        m_pLogger->error("init alure: the OpenAL library lacks functions, sounds stay off");
+        return false;
+    }
+    // Another user of OpenAL in the process may have a context current: the
+    // player makes its own and leaves the other's error state alone.
+    m_al->device = m_al->alcOpenDevice(nullptr);
+    if (m_al->device == nullptr) {
+        m_pLogger->error("init alure: the sound device did not open");
+        return false;
+    }
+    m_al->context = m_al->alcCreateContext(m_al->device, nullptr);
+    if (m_al->context == nullptr || m_al->alcMakeContextCurrent(m_al->context) == ALC_FALSE) {
+        m_pLogger->error("init alure: the sound device gave no context");
+        closeDevice();
+        return false;
+    }
+    return true;
+}
+
+void CSoundOpenAl::closeDevice() {
+    if (m_al->context != nullptr) {
+        if (m_al->alcGetCurrentContext() == m_al->context) {
+            m_al->alcMakeContextCurrent(nullptr);
+        }
+        m_al->alcDestroyContext(m_al->context);
+        m_al->context = nullptr;
+    }
+    if (m_al->device != nullptr) {
+        m_al->alcCloseDevice(m_al->device);
+        m_al->device = nullptr;
+    }
+}
+
+bool CSoundOpenAl::loadBuffer(const std::string& file, unsigned int buffer) {
+    tWaveData wave;
+    std::string why;
+    if (!readWaveFile(file, wave, why)) {
+        m_pLogger->error("load wav: " + why + " (" + file + ")");
+        return false;
+    }
+    const ALenum format = wave.channels == 1
+                              ? (wave.bitsPerSample == 8 ? AL_FORMAT_MONO8 : AL_FORMAT_MONO16)
+                              : (wave.bitsPerSample == 8 ? AL_FORMAT_STEREO8 : AL_FORMAT_STEREO16);
+    m_al->alGetError();
+    m_al->alBufferData(buffer, format, wave.samples.data(),
+                       static_cast<ALsizei>(wave.samples.size()), wave.sampleRate);
+    return !checkError("buffer wav: " + file);
 }
 
 void CSoundOpenAl::createSource() {
-    alGetError();
-    alGenSources(1, &m_source);
+    m_al->alGetError();
+    m_al->alGenSources(1, &m_source);
     if (checkError("generate source")) {
         m_source = 0;
         return;
     }
-    alSourcef(m_source, AL_PITCH, 1.0f);
-    alSourcef(m_source, AL_GAIN, 1.0f);
-    alSource3f(m_source, AL_POSITION, 0.0f, 0.0f, 0.0f);
-    alSource3f(m_source, AL_VELOCITY, 0.0f, 0.0f, 0.0f);
-    alSourcei(m_source, AL_LOOPING, AL_FALSE);
+    m_al->alSourcef(m_source, AL_PITCH, 1.0f);
+    m_al->alSourcef(m_source, AL_GAIN, 1.0f);
+    m_al->alSource3f(m_source, AL_POSITION, 0.0f, 0.0f, 0.0f);
+    m_al->alSource3f(m_source, AL_VELOCITY, 0.0f, 0.0f, 0.0f);
+    m_al->alSourcei(m_source, AL_LOOPING, AL_FALSE);
 }
 
 void CSoundOpenAl::checkSource() {
-    if (!alIsSource(m_source)) {
+    if (!m_al->alIsSource(m_source)) {
         m_pLogger->debug("invalid source, creating new one");
         // Name 0 was never generated: there is nothing to delete.
         if (m_source != 0) {
-            alDeleteSources(1, &m_source);
+            m_al->alDeleteSources(1, &m_source);
         }
         createSource();
     }
 }
 
 bool CSoundOpenAl::checkError(const std::string& what) {
-    if (alGetError() == AL_NO_ERROR) {
+    if (m_al->alGetError() == AL_NO_ERROR) {
         return false;
     }
     // The number is the truth of the test for a pending error, not OpenAL's code.
@@ -109,16 +182,16 @@ bool CSoundOpenAl::isPlaying() const {
         return false;
     }
     ALint state = AL_STOPPED;
-    alGetSourcei(m_source, AL_SOURCE_STATE, &state);
+    m_al->alGetSourcei(m_source, AL_SOURCE_STATE, &state);
     return state == AL_PLAYING;
 }
 
 void CSoundOpenAl::stopSource() {
     // A playing source refuses a new buffer, so the new sound cuts the old one.
-    alSourceStop(m_source);
-    alSourcei(m_source, AL_BUFFER, 0);
+    m_al->alSourceStop(m_source);
+    m_al->alSourcei(m_source, AL_BUFFER, 0);
     if (m_playedBuffer != 0) {
-        alDeleteBuffers(1, &m_playedBuffer);
+        m_al->alDeleteBuffers(1, &m_playedBuffer);
         m_playedBuffer = 0;
     }
 }
@@ -138,12 +211,12 @@ void CSoundOpenAl::play(unsigned int id) {
     try {
         checkSource();
         stopSource();
-        alGetError();
-        alSourcei(m_source, AL_BUFFER, static_cast<ALint>(m_buffers[id]));
+        m_al->alGetError();
+        m_al->alSourcei(m_source, AL_BUFFER, static_cast<ALint>(m_buffers[id]));
         if (checkError("bind buffer to source: " + std::to_string(id))) {
             return;
         }
-        alSourcePlay(m_source);
+        m_al->alSourcePlay(m_source);
         checkError("play sound: " + std::to_string(id));
     } catch (...) {
         logException("play");
@@ -158,29 +231,34 @@ void CSoundOpenAl::play(const std::string& name, bool common) {
             m_pLogger->error("load wav: no sound device for " + file);
             return;
         }
-        alGetError();
-        ALuint buffer = alureCreateBufferFromFile(file.c_str());
-        if (buffer == AL_NONE) {
-            m_pLogger->error("load wav: " + alureError());
+        m_al->alGetError();
+        ALuint buffer = AL_NONE;
+        m_al->alGenBuffers(1, &buffer);
+        if (checkError("generate buffers")) {
+            return;
+        }
+        if (!loadBuffer(file, buffer)) {
+            m_al->alDeleteBuffers(1, &buffer);
+            m_al->alGetError();
             return;
         }
         checkSource();
         stopSource();
-        alGetError();
-        alSourcei(m_source, AL_BUFFER, static_cast<ALint>(buffer));
+        m_al->alGetError();
+        m_al->alSourcei(m_source, AL_BUFFER, static_cast<ALint>(buffer));
         if (checkError("bind buffer to source: " + file)) {
-            alDeleteBuffers(1, &buffer);
-            alGetError();
+            m_al->alDeleteBuffers(1, &buffer);
+            m_al->alGetError();
             return;
         }
-        alSourcePlay(m_source);
+        m_al->alSourcePlay(m_source);
         const bool failed = checkError("play sound: " + file);
         if (!failed) {
-            alDeleteBuffers(1, &buffer);
+            m_al->alDeleteBuffers(1, &buffer);
         }
         // OpenAL refuses to delete a buffer that a source still holds; it then
         // goes with the next sound or when the player closes.
-        if (failed || alGetError() != AL_NO_ERROR) {
+        if (failed || m_al->alGetError() != AL_NO_ERROR) {
             m_playedBuffer = buffer;
         }
     } catch (...) {
@@ -198,14 +276,14 @@ void CSoundOpenAl::closeOpenAL() {
     }
     for (ALuint& buffer : m_buffers) {
         if (buffer != 0) {
-            alDeleteBuffers(1, &buffer);
+            m_al->alDeleteBuffers(1, &buffer);
             buffer = 0;
         }
     }
     if (m_source != 0) {
-        alDeleteSources(1, &m_source);
+        m_al->alDeleteSources(1, &m_source);
         m_source = 0;
     }
-    alureShutdownDevice();
+    closeDevice();
     m_bDevice = false;
 }

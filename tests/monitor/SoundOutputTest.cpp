@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "CSoundOpenAl.h"
+#include "CWaveFile.h"
 #include "SoundGenerator.h"
 #include "TestSupport.h"
 
@@ -246,6 +247,77 @@ TEST_F(SoundOutputTest, NoDevice_logsWhyAndEveryPlayIsSilentAndSafe) {
     EXPECT_FALSE(player.isPlaying());
     EXPECT_EQ(count(log(), "Failed to"), 0u) << log();
     EXPECT_FALSE(fs::exists(g_wave.file));
+}
+
+TEST_F(SoundOutputTest, NoOpenAlOnTheMachine_logsItOnceAndEveryPlayIsSilentAndSafe) {
+    CSoundOpenAl player(nullptr, kSoundFolder, "en", {"libquelby-no-such-openal.so.1"});
+    EXPECT_FALSE(player.hasDevice());
+    EXPECT_EQ(count(log(), "init alure: OpenAL is not installed"), 1u) << log();
+    player.play(0u);
+    player.play(2u);
+    player.play("penalty.wav", false);
+    EXPECT_FALSE(player.isPlaying());
+    EXPECT_EQ(count(log(), "Failed to"), 0u) << log();
+}
+
+// A sound file as a damaged disk or a stray download may leave it.
+TEST(WaveFileTest, EachFileIsReadOrRefusedWithItsReason) {
+    const auto le = [](std::uint32_t value, int bytes) {
+        std::string out;
+        for (int i = 0; i < bytes; ++i) out += static_cast<char>((value >> (8 * i)) & 0xFF);
+        return out;
+    };
+    const auto format = [&](int tag, int channels, int rate, int bits) {
+        const int frame = channels * bits / 8;
+        return "fmt " + le(16, 4) + le(tag, 2) + le(channels, 2) + le(rate, 4) +
+               le(rate * frame, 4) + le(frame, 2) + le(bits, 2);
+    };
+    const auto riff = [&](const std::string& chunks) {
+        return "RIFF" + le(static_cast<std::uint32_t>(4 + chunks.size()), 4) + "WAVE" + chunks;
+    };
+    const std::string fourFrames = "\x01\x02\x03\x04\x05\x06\x07\x08";
+    const struct {
+        const char* what;
+        std::string bytes;
+        std::size_t sampleBytes;  // read; or 0 when refused
+        const char* why;
+    } cases[] = {
+        {"mono 16-bit", riff(format(1, 1, 22050, 16) + "data" + le(8, 4) + fourFrames), 8, ""},
+        {"stereo 8-bit after a list chunk with odd padding",
+         riff("LIST" + le(3, 4) + "abc" + std::string(1, '\0') + format(1, 2, 8000, 8) + "data" +
+              le(8, 4) + fourFrames),
+         8, ""},
+        {"data cut short keeps the whole frames",
+         riff(format(1, 2, 22050, 16) + "data" + le(100, 4) + fourFrames.substr(0, 7)), 4, ""},
+        {"empty file", "", 0, "not a RIFF/WAVE file"},
+        {"a text file", "this is no sound at all", 0, "not a RIFF/WAVE file"},
+        {"compressed", riff(format(2, 1, 22050, 4) + "data" + le(8, 4) + fourFrames), 0,
+         "unsupported format"},
+        {"24-bit", riff(format(1, 1, 22050, 24) + "data" + le(6, 4) + "123456"), 0,
+         "unsupported format"},
+        {"six channels", riff(format(1, 6, 22050, 16) + "data" + le(12, 4) + "123456789012"), 0,
+         "unsupported format"},
+        {"data without a format", riff("data" + le(8, 4) + fourFrames), 0,
+         "data before the format chunk"},
+        {"format without data", riff(format(1, 1, 22050, 16)), 0, "no data chunk"},
+        {"a chunk size beyond the file", riff("JUNK" + le(0xFFFFFFF0u, 4) + "xx"), 0,
+         "no format chunk"},
+        {"a cut format chunk", riff("fmt " + le(16, 4) + le(1, 2)), 0, "format chunk too short"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        tWaveData wave;
+        std::string why;
+        const bool read = parseWave(c.bytes, wave, why);
+        EXPECT_EQ(read, c.sampleBytes > 0) << why;
+        if (read) {
+            EXPECT_EQ(wave.samples.size(), c.sampleBytes);
+            EXPECT_EQ(std::string(wave.samples.begin(), wave.samples.end()),
+                      fourFrames.substr(0, c.sampleBytes));
+        } else {
+            EXPECT_EQ(why.rfind(c.why, 0), 0u) << "refused for: " << why;
+        }
+    }
 }
 
 TEST(ShippedSoundsTest, AreTheGeneratorsOutputInTheShippedFormat) {

@@ -1,0 +1,67 @@
+# The libraries that do the plug-in's real work, as one target each:
+#   quelby_dep_curl     libcurl (HTTP to the website)
+#   quelby_dep_crypto   OpenSSL's libcrypto (MD5, base64)
+#   quelby_dep_pugixml  pugixml (the rule file)
+#   quelby_dep_sound    OpenAL's headers; the library itself is opened when
+#                       the plug-in runs, so that a machine without it loads
+#                       the plug-in and plays nothing
+# A development build links the system's shared libraries. A static release
+# links archives only, so that the plug-in needs nothing but the C library:
+# OpenSSL and pugixml from the build system's packages, libcurl built from
+# Debian's source package into QUELBY_DEPS_PREFIX by tools/release/build-deps.sh.
+
+find_package(PkgConfig REQUIRED)
+find_path(QUELBY_OPENAL_INCLUDE AL/al.h REQUIRED)
+add_library(quelby_dep_sound INTERFACE)
+target_include_directories(quelby_dep_sound SYSTEM INTERFACE "${QUELBY_OPENAL_INCLUDE}")
+target_link_libraries(quelby_dep_sound INTERFACE ${CMAKE_DL_LIBS})
+
+if(NOT QUELBY_STATIC_RELEASE)
+  find_package(CURL REQUIRED)
+  find_package(OpenSSL REQUIRED)
+  pkg_check_modules(PUGIXML REQUIRED IMPORTED_TARGET pugixml)
+
+  add_library(quelby_dep_curl INTERFACE)
+  target_link_libraries(quelby_dep_curl INTERFACE CURL::libcurl)
+  add_library(quelby_dep_crypto INTERFACE)
+  target_link_libraries(quelby_dep_crypto INTERFACE OpenSSL::Crypto)
+  add_library(quelby_dep_pugixml INTERFACE)
+  target_link_libraries(quelby_dep_pugixml INTERFACE PkgConfig::PUGIXML)
+  return()
+endif()
+
+if(NOT QUELBY_DEPS_PREFIX)
+  message(FATAL_ERROR "QUELBY_STATIC_RELEASE needs QUELBY_DEPS_PREFIX (tools/release.sh sets it)")
+endif()
+
+# Finds one archive; the release never falls back to a shared library.
+function(quelby_static_archive var name)
+  find_library(${var} NAMES "lib${name}.a" PATHS "${QUELBY_DEPS_PREFIX}/lib" ${ARGN})
+  if(NOT ${var})
+    find_library(${var} NAMES "lib${name}.a")
+  endif()
+  if(NOT ${var})
+    message(FATAL_ERROR "static library lib${name}.a not found")
+  endif()
+  set(${var} "${${var}}" PARENT_SCOPE)
+endfunction()
+
+set(OPENSSL_USE_STATIC_LIBS TRUE)
+find_package(OpenSSL REQUIRED)
+
+quelby_static_archive(QUELBY_CURL_A curl NO_DEFAULT_PATH)
+add_library(quelby_dep_curl INTERFACE)
+target_include_directories(quelby_dep_curl SYSTEM INTERFACE "${QUELBY_DEPS_PREFIX}/include")
+target_compile_definitions(quelby_dep_curl INTERFACE CURL_STATICLIB)
+target_link_libraries(quelby_dep_curl INTERFACE "${QUELBY_CURL_A}" OpenSSL::SSL OpenSSL::Crypto
+  ${CMAKE_DL_LIBS} Threads::Threads)
+
+add_library(quelby_dep_crypto INTERFACE)
+target_link_libraries(quelby_dep_crypto INTERFACE OpenSSL::Crypto ${CMAKE_DL_LIBS} Threads::Threads)
+
+quelby_static_archive(QUELBY_PUGIXML_A pugixml)
+find_path(QUELBY_PUGIXML_INCLUDE pugixml.hpp REQUIRED)
+add_library(quelby_dep_pugixml INTERFACE)
+target_include_directories(quelby_dep_pugixml SYSTEM INTERFACE "${QUELBY_PUGIXML_INCLUDE}")
+target_link_libraries(quelby_dep_pugixml INTERFACE "${QUELBY_PUGIXML_A}")
+

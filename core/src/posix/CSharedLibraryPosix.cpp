@@ -1,0 +1,27 @@
+// Shared libraries on Linux (and later macOS): dlopen.
+#include <dlfcn.h>
+
+#include "CSharedLibrary.h"
+
+CSharedLibrary::CSharedLibrary(std::initializer_list<const char*> names) {
+    for (const char* name : names) {
+        // Local: the library's names never meet the simulator's own.
+        m_handle = dlopen(name, RTLD_NOW | RTLD_LOCAL);
+        if (m_handle != nullptr) {
+            m_failure.clear();
+            return;
+        }
+        const char* why = dlerror();
+        m_failure += (m_failure.empty() ? "" : "; ") + std::string(why != nullptr ? why : name);
+    }
+}
+
+CSharedLibrary::~CSharedLibrary() {
+    if (m_handle != nullptr) {
+        dlclose(m_handle);
+    }
+}
+
+void* CSharedLibrary::symbol(const char* name) const {
+    return m_handle != nullptr ? dlsym(m_handle, name) : nullptr;
+}

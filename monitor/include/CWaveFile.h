@@ -1,0 +1,20 @@
+// Reading the sounds' WAV files: uncompressed PCM, 8 or 16 bits, mono or
+// stereo, as OpenAL takes them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct tWaveData {
+    int channels = 0;
+    int bitsPerSample = 0;
+    int sampleRate = 0;
+    // Whole frames only, in the file's byte order (little-endian).
+    std::vector<char> samples;
+};
+
+// Threads: any. False with why it was refused: no file, too large, not a
+// RIFF/WAVE file, no "fmt " or "data" chunk, or a format OpenAL cannot play.
+// A data chunk cut short by a damaged file gives the frames that are there.
+bool parseWave(const std::string& bytes, tWaveData& out, std::string& why);
+bool readWaveFile(const std::string& path, tWaveData& out, std::string& why);
