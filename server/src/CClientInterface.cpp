@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <mutex>
 #include <vector>
 
@@ -78,9 +79,34 @@ int abortCheck(void*, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
     return g_abortTransfers.load() ? 1 : 0;
 }
 
+// The system's certificate authorities for an HTTPS website. The release
+// carries its own libcurl and OpenSSL, whose built-in guess is the folder of
+// the Debian they were built on; each Linux family keeps the bundle
+// elsewhere. Empty when none is found: libcurl's own guess stands.
+const std::string& systemCaBundle() {
+    static const std::string bundle = [] {
+        for (const char* candidate : {
+                 "/etc/ssl/certs/ca-certificates.crt",                 // Debian, Ubuntu, Arch
+                 "/etc/pki/tls/certs/ca-bundle.crt",                   // Fedora, RHEL
+                 "/etc/pki/ca-trust/extracted/pem/tls-ca-bundle.pem",  // newer Fedora
+                 "/etc/ssl/ca-bundle.pem",                             // openSUSE
+                 "/etc/ssl/cert.pem"}) {                               // Alpine, Void
+            std::error_code ec;
+            if (std::filesystem::is_regular_file(candidate, ec)) {
+                return std::string(candidate);
+            }
+        }
+        return std::string();
+    }();
+    return bundle;
+}
+
 // One POST of body to url; the handle options every request shares.
 CURLcode post(CURL* curl, const std::string& url, const char* body, curl_slist* headers) {
     curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+    if (url.compare(0, 8, "https://") == 0 && !systemCaBundle().empty()) {
+        curl_easy_setopt(curl, CURLOPT_CAINFO, systemCaBundle().c_str());
+    }
     curl_easy_setopt(curl, CURLOPT_POST, 1L);
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT, CClientInterface::kTimeoutSeconds);
