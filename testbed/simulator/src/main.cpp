@@ -20,6 +20,7 @@
 #include "testbed/Flight.h"
 #include "testbed/FlightModel.h"
 #include "testbed/Simulator.h"
+#include "testbed/WindowDriver.h"
 
 namespace fs = std::filesystem;
 
@@ -35,11 +36,14 @@ struct Options {
     double timeScale = 0.0;  // 0: the flight's own
     double progressEverySeconds = 5.0;
     double timeoutSeconds = 900.0;
+    std::string loginUser;  // empty: no login
+    std::string loginPassword;
 };
 
 const char* const kUsage =
     "usage: quelby-testbed [--plugin PATH] [--root DIR] [--frames N] [--rate HZ] [--show]\n"
     "                      [--flight FILE [--time-scale X] [--progress S] [--timeout S]]\n"
+    "                      [--login USER:PASSWORD]\n"
     "  --plugin PATH   plug-in binary (default: Quelby/lin_x64/Quelby.xpl of this build)\n"
     "  --root DIR      X-Plane root folder (default: a fresh temporary folder, removed at exit)\n"
     "  --frames N      frames to run (default 100; with --flight, until arrived)\n"
@@ -48,7 +52,10 @@ const char* const kUsage =
     "  --flight FILE   fly the flight described in FILE (see testbed/flights/) gate to gate\n"
     "  --time-scale X  simulated seconds per real second instead of the file's\n"
     "  --progress S    print the flight's progress every S real seconds (default 5)\n"
-    "  --timeout S     give up when not arrived after S real seconds (default 900)\n";
+    "  --timeout S     give up when not arrived after S real seconds (default 900)\n"
+    "  --login U:P     show the window and log in as U with password P; fails unless\n"
+    "                  the home screen follows (the website is the one quelby.ini\n"
+    "                  in the root folder names)\n";
 
 // The executable lands in <build>/testbed/simulator/, the plug-in in
 // <build>/Quelby/lin_x64/.
@@ -79,6 +86,16 @@ int parseOptions(int argc, char** argv, Options& options) {
             std::cout << kUsage;
             return -1;
         } else if (arg == "--show") {
+            options.show = true;
+        } else if (arg == "--login") {
+            const char* text = value();
+            const char* colon = text != nullptr ? std::strchr(text, ':') : nullptr;
+            if (colon == nullptr || colon == text) {
+                std::cerr << "quelby-testbed: --login needs USER:PASSWORD\n" << kUsage;
+                return 2;
+            }
+            options.loginUser.assign(text, colon);
+            options.loginPassword = colon + 1;
             options.show = true;
         } else if (arg == "--plugin" || arg == "--root" || arg == "--flight") {
             const char* text = value();
@@ -209,6 +226,26 @@ bool fly(testbed::Simulator& sim, testbed::FlightModel& model, const Options& op
     return true;
 }
 
+// Logs in at the window as a pilot does; true once the home screen shows.
+bool logIn(testbed::Simulator& sim, const Options& options) {
+    using std::chrono::seconds;
+    testbed::WindowDriver window(sim, "Quelby Client");
+    if (!window.waitForText("Login", seconds(20)) || !window.type(340, 195, options.loginUser) ||
+        !window.type(340, 220, options.loginPassword) || !window.press("Login", seconds(10))) {
+        std::printf("login:          no login screen; the window shows: %s\n",
+                    window.drawnTextsLine().c_str());
+        return false;
+    }
+    if (!window.waitForText("Home - News", seconds(60))) {
+        std::printf("login:          failed; the window shows: %s\n",
+                    window.drawnTextsLine().c_str());
+        return false;
+    }
+    std::printf("login:          logged in as %s, home screen shown\n",
+                options.loginUser.c_str());
+    return true;
+}
+
 int run(const Options& options) {
     testbed::Simulator& sim = testbed::Simulator::instance();
     std::error_code ec;
@@ -273,6 +310,9 @@ int run(const Options& options) {
     if (options.show && !sim.clickMenuItem("Quelby", "Show Client")) {
         std::cerr << "quelby-testbed: no menu item \"Show Client\" in menu \"Quelby\"\n";
         failed = true;
+    }
+    if (!options.loginUser.empty() && !failed) {
+        failed = !logIn(sim, options);
     }
     if (model) {
         failed = !fly(sim, *model, options) || failed;
