@@ -46,6 +46,9 @@ function(quelby_static_archive var name)
   set(${var} "${${var}}" PARENT_SCOPE)
 endfunction()
 
+# Headers there (SimpleIni's among them) come before the system's.
+include_directories(BEFORE SYSTEM "${QUELBY_DEPS_PREFIX}/include")
+
 set(OPENSSL_USE_STATIC_LIBS TRUE)
 find_package(OpenSSL REQUIRED)
 

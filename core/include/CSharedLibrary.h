@@ -10,8 +10,8 @@
 
 class CSharedLibrary {
 public:
-    // Opens the first of the names that the system finds; why none opened is
-    // kept for the log.
+    // Opens the first of the names that the system finds; why the first one
+    // did not open is kept for the log.
     explicit CSharedLibrary(std::initializer_list<const char*> names);
     ~CSharedLibrary();
     CSharedLibrary(const CSharedLibrary&) = delete;

@@ -11,8 +11,11 @@ CSharedLibrary::CSharedLibrary(std::initializer_list<const char*> names) {
             m_failure.clear();
             return;
         }
+        // The first name is the system's own; why it failed says enough.
         const char* why = dlerror();
-        m_failure += (m_failure.empty() ? "" : "; ") + std::string(why != nullptr ? why : name);
+        if (m_failure.empty()) {
+            m_failure = why != nullptr ? why : name;
+        }
     }
 }
 

@@ -1,0 +1,96 @@
+#!/usr/bin/env bash
+# Makes the release zip for pilots: build/release/Quelby-v<version>-lin_x64.zip,
+# whose Quelby/lin_x64/Quelby.xpl loads on any 64-bit Linux from glibc 2.31
+# (Debian 11, Ubuntu 20.04 and everything newer) with nothing to install.
+#
+# It builds inside a Debian 11 root made with debootstrap from Debian's
+# package registry, with that release's compiler and C library; OpenSSL and
+# pugixml come from its packages as static archives, libcurl is built there
+# from Debian's source package, and the C++ runtime is linked in. OpenAL is
+# the pilot's own, opened when the plug-in runs. The root is kept in
+# $QUELBY_CACHE (default ~/.cache/quelby) under a name keyed by what goes into
+# it, so only the first run pays for it. Needs root (debootstrap, chroot).
+#
+#   tools/release.sh           build the zip and check the binary's needs
+#   tools/release.sh --prove   also load it in a bare Debian 11 and log in
+#                              (tools/release/prove-bare.sh)
+set -euo pipefail
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+here="$root/tools/release"
+cache="${QUELBY_CACHE:-$HOME/.cache/quelby}"
+out="$root/build/release"
+mirror="${QUELBY_DEBIAN_MIRROR:-http://deb.debian.org/debian}"
+prove=0
+[ "${1:-}" = "--prove" ] && prove=1
+
+if [ "$(id -u)" -ne 0 ]; then
+  echo "tools/release.sh: needs root for debootstrap and chroot (run it with sudo)" >&2
+  exit 1
+fi
+command -v debootstrap >/dev/null || bash "$root/tools/setup.sh"
+
+packages="$(grep -v -E '^\s*(#|$)' "$here/build-root-packages.txt" | paste -sd, -)"
+# The root is keyed by its packages, the libraries built in it by their recipe.
+key="$(sha256sum <"$here/build-root-packages.txt" | cut -c1-12)"
+recipe="$(sha256sum <"$here/build-deps.sh" | cut -c1-12)"
+buildroot="$cache/bullseye-build-$key"
+
+source "$here/chroot.sh"
+
+if [ ! -f "$buildroot/.debootstrapped" ]; then
+  echo "== Debian 11 build root (first run only): $buildroot"
+  rm -rf "$buildroot"
+  mkdir -p "$cache"
+  debootstrap --variant=minbase --include="$packages" bullseye "$buildroot" "$mirror" \
+    >"$cache/debootstrap-build.log" 2>&1 ||
+    { tail -20 "$cache/debootstrap-build.log"; exit 1; }
+  printf 'deb %s bullseye main\ndeb-src %s bullseye main\n' "$mirror" "$mirror" \
+    >"$buildroot/etc/apt/sources.list"
+  touch "$buildroot/.debootstrapped"
+fi
+if [ "$(cat "$buildroot/opt/quelby-deps/.built" 2>/dev/null)" != "$recipe" ]; then
+  echo "== libcurl from Debian 11's source package"
+  chroot_enter "$buildroot"
+  chroot "$buildroot" apt-get update -qq
+  install -m 755 "$here/build-deps.sh" "$buildroot/usr/local/bin/quelby-build-deps"
+  rm -rf "$buildroot/opt/quelby-deps"
+  chroot "$buildroot" /usr/local/bin/quelby-build-deps /opt/quelby-deps "$recipe"
+  chroot_leave "$buildroot"
+fi
+
+# Debian 11's SimpleIni header wants a ConvertUTF.h that its package lacks;
+# Debian 12's header (4.19) is whole and reads the same files.
+if [ ! -f "$buildroot/opt/quelby-deps/include/SimpleIni.h" ]; then
+  fetched="$(mktemp -d)"
+  (cd "$fetched" && apt-get download -qq libsimpleini-dev >/dev/null && dpkg-deb -x libsimpleini-dev_*.deb x)
+  install -D -m 644 "$fetched/x/usr/include/SimpleIni.h" "$buildroot/opt/quelby-deps/include/SimpleIni.h"
+  rm -rf "$fetched"
+fi
+
+echo "== release build in Debian 11"
+chroot_enter "$buildroot"
+mkdir -p "$buildroot/src"
+mount --bind "$root" "$buildroot/src"
+mount -o remount,bind,ro "$buildroot/src"
+chroot_also_unmount "$buildroot/src"
+chroot "$buildroot" cmake -S /src -B /build/release -DCMAKE_BUILD_TYPE=Release \
+  -DQUELBY_STATIC_RELEASE=ON -DQUELBY_DEPS_PREFIX=/opt/quelby-deps -DQUELBY_WERROR=ON >/dev/null
+chroot "$buildroot" cmake --build /build/release -j"${QUELBY_JOBS:-2}"
+chroot_leave "$buildroot"
+
+rm -rf "$out"
+mkdir -p "$out/testbed"
+cp "$buildroot"/build/release/Quelby-v*-lin_x64.zip "$out/"
+cp "$buildroot/build/release/testbed/simulator/quelby-testbed" \
+  "$buildroot/build/release/testbed/simulator/libxplane_testbed.so" "$out/testbed/"
+zip="$(ls "$out"/Quelby-v*-lin_x64.zip)"
+
+echo "== what the plug-in needs"
+mkdir -p "$out/unpacked"
+(cd "$out/unpacked" && cmake -E tar xf "$zip")
+bash "$here/check-needs.sh" "$out/unpacked/Quelby/lin_x64/Quelby.xpl"
+echo "release: $zip ($(stat -c %s "$zip") bytes)"
+
+if [ "$prove" -eq 1 ]; then
+  bash "$here/prove-bare.sh" "$zip" "$out/testbed"
+fi
