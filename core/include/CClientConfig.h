@@ -25,6 +25,8 @@ public:
     void setLogPath(const std::string& path);
     void setIniPath(const std::string& path);
     void setDataPath(const std::string& path);
+    // The log's folder before anything moves it: the simulator's working folder.
+    static const char* defaultLogPath() { return ""; }
     // Back to the paths the simulator's own working folder implies.
     void restoreDefaults() { createConfig(); }
 

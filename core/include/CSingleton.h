@@ -3,7 +3,6 @@
 #pragma once
 
 #include <atomic>
-#include <cstdlib>
 #include <mutex>
 
 // Threads: instance() may be called from any thread; creation is guarded so
@@ -27,16 +26,15 @@ public:
             if (pInstance == nullptr) {
                 pInstance = new T();
                 s_pInstance.store(pInstance, std::memory_order_release);
-                // Deleted when the module that made it ends: a plug-in is
-                // unloaded from a simulator that goes on running, and an
-                // instance made while its statics are destroyed (a last log
-                // line asks for the log's folder) must go with it. Handlers
-                // registered then still run, after the one running.
-                std::atexit(&CSingleton::destroyInstance);
             }
         }
         return pInstance;
     }
+
+    // The instance if there is one, without making it: for what runs while
+    // the plug-in is unloaded, after its stop deleted the instance, when a
+    // new one would never be deleted.
+    static T* existingInstance() { return s_pInstance.load(std::memory_order_acquire); }
 
     // Deletes the instance, if any; the next instance() makes a new one. Tests
     // use this to read files they wrote with a fresh object.

@@ -18,7 +18,7 @@ CClientConfig::CClientConfig() { createConfig(); }
 CClientConfig::~CClientConfig() = default;
 
 void CClientConfig::createConfig() {
-    m_logPath = "";
+    m_logPath = defaultLogPath();
     m_iniPath = "";
     m_dataPath = "Resources/plugins/Quelby/";
     m_os = "Mac";

@@ -112,7 +112,13 @@ void CLogger::writeToFile(const std::string& text) noexcept {
 void CLogger::appendLocked(const std::string& text) {
     std::string line = text;
     boost::algorithm::replace_all(line, "\n", "\n" + getTime() + " " + m_name + " --> ");
-    const std::string fileName = CClientConfig::instance()->getLogPath() + kLogFileName;
+    // A line written while the plug-in is unloaded (a verbose logger's
+    // "Delete:") comes after stop ended the settings: it goes to the default
+    // folder rather than make settings that nothing would delete.
+    const CClientConfig* config = CClientConfig::existingInstance();
+    const std::string fileName =
+        (config != nullptr ? config->getLogPath() : CClientConfig::defaultLogPath()) +
+        kLogFileName;
     std::FILE* file = std::fopen(fileName.c_str(), "a");
     if (file == nullptr) {
         return;
