@@ -97,8 +97,8 @@ bool CSoundOpenAl::openDevice() {
         m_pLogger->error("init alure: the OpenAL library lacks functions, sounds stay off");
         return false;
     }
-    // Another user of OpenAL in the process may have a context current: the
-    // player makes its own and leaves the other's error state alone.
+    // The default device with a context of the player's own, made current
+    // for the process, as the player has always set it up.
     m_al->device = m_al->alcOpenDevice(nullptr);
     if (m_al->device == nullptr) {
         m_pLogger->error("init alure: the sound device did not open");
