@@ -10,6 +10,28 @@
 # OpenSSL and pugixml from the build system's packages, libcurl built from
 # Debian's source package into QUELBY_DEPS_PREFIX by tools/release/build-deps.sh.
 
+# Windows: libcurl (over Windows' own TLS) and pugixml cross-built from
+# Debian's source packages by tools/windows/build-deps.sh into
+# QUELBY_DEPS_PREFIX, beside the header-only libraries; the digest is the
+# system's own.
+if(WIN32)
+  if(NOT QUELBY_DEPS_PREFIX)
+    message(FATAL_ERROR "a Windows build needs QUELBY_DEPS_PREFIX (tools/windows/build.sh sets it)")
+  endif()
+  include_directories(BEFORE SYSTEM "${QUELBY_DEPS_PREFIX}/include")
+  add_library(quelby_dep_sound INTERFACE)
+  add_library(Boost::headers INTERFACE IMPORTED)
+  add_library(quelby_dep_curl INTERFACE)
+  target_compile_definitions(quelby_dep_curl INTERFACE CURL_STATICLIB)
+  target_link_libraries(quelby_dep_curl INTERFACE "${QUELBY_DEPS_PREFIX}/lib/libcurl.a"
+    ws2_32 crypt32 bcrypt secur32 advapi32)
+  add_library(quelby_dep_crypto INTERFACE)
+  target_link_libraries(quelby_dep_crypto INTERFACE bcrypt crypt32)
+  add_library(quelby_dep_pugixml INTERFACE)
+  target_link_libraries(quelby_dep_pugixml INTERFACE "${QUELBY_DEPS_PREFIX}/lib/libpugixml.a")
+  return()
+endif()
+
 find_package(PkgConfig REQUIRED)
 find_path(QUELBY_OPENAL_INCLUDE AL/al.h REQUIRED)
 add_library(quelby_dep_sound INTERFACE)

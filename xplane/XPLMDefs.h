@@ -8,7 +8,16 @@
 extern "C" {
 #endif
 
-#if defined(__GNUC__)
+#if IBM
+// On Windows the SDK's functions come from XPLM_64.dll; the emulated
+// simulator that provides them defines XPLM_EXPORTS.
+#ifdef XPLM_EXPORTS
+#define XPLM_API __declspec(dllexport)
+#else
+#define XPLM_API __declspec(dllimport)
+#endif
+#define PLUGIN_API __declspec(dllexport)
+#elif defined(__GNUC__)
 #define XPLM_API __attribute__((visibility("default")))
 #define PLUGIN_API __attribute__((visibility("default")))
 #else

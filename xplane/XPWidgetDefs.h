@@ -11,7 +11,14 @@
 extern "C" {
 #endif
 
-#if defined(__GNUC__)
+#if IBM
+// On Windows the widget functions come from XPWidgets_64.dll.
+#ifdef XPWIDGETS_EXPORTS
+#define WIDGET_API __declspec(dllexport)
+#else
+#define WIDGET_API __declspec(dllimport)
+#endif
+#elif defined(__GNUC__)
 #define WIDGET_API __attribute__((visibility("default")))
 #else
 #define WIDGET_API

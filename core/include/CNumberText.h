@@ -5,8 +5,6 @@
 // Threads: any.
 #pragma once
 
-#include <locale.h>
-
 namespace CNumberText {
 
 double toDouble(const char* text);
@@ -27,7 +25,8 @@ public:
     CClassicFormatting& operator=(const CClassicFormatting&) = delete;
 
 private:
-    locale_t m_previous;
+    // What the thread formatted with before, as the system keeps it.
+    void* m_previous;
 };
 
 }  // namespace CNumberText

@@ -7,9 +7,6 @@
 #define SI_IMPLEMENTATION
 #include "CIniParser.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <boost/algorithm/hex.hpp>
 #include <boost/format.hpp>
@@ -23,6 +20,7 @@
 #include <system_error>
 
 #include "CClientConfig.h"
+#include "CFileAccess.h"
 #include "CLogger.h"
 #include "CNumberText.h"
 
@@ -110,66 +108,6 @@ bool copyValue(const char* value, char* out, std::size_t size) {
     return true;
 }
 
-bool writeAll(int fd, const std::string& data) {
-    const char* next = data.data();
-    std::size_t left = data.size();
-    while (left > 0) {
-        const ssize_t written = ::write(fd, next, left);
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return false;
-        }
-        next += written;
-        left -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
-// Makes the rename itself survive a power cut; a folder that cannot be
-// synced still holds the new file, so failure here is not reported.
-void syncFolderOf(const std::string& fileName) {
-    std::string folder = pathOf(fileName).parent_path().u8string();
-    if (folder.empty()) {
-        folder = ".";
-    }
-    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd >= 0) {
-        ::fsync(fd);
-        ::close(fd);
-    }
-}
-
-// Writes data to a temporary file beside fileName and renames it over
-// fileName, so that a crash leaves either the old file or the new one.
-// Returns an empty text on success, else why it failed.
-std::string replaceFile(const std::string& fileName, const std::string& data) {
-    const std::string tempName = fileName + ".tmp";
-    const int fd = ::open(tempName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) {
-        return "cannot create " + tempName + ": " + errnoText(errno);
-    }
-    std::string failure;
-    if (!writeAll(fd, data)) {
-        failure = "cannot write " + tempName + ": " + errnoText(errno);
-    } else if (::fsync(fd) != 0) {
-        failure = "cannot flush " + tempName + ": " + errnoText(errno);
-    }
-    if (::close(fd) != 0 && failure.empty()) {
-        failure = "cannot close " + tempName + ": " + errnoText(errno);
-    }
-    if (failure.empty() && ::rename(tempName.c_str(), fileName.c_str()) != 0) {
-        failure = "cannot replace it: " + errnoText(errno);
-    }
-    if (!failure.empty()) {
-        ::unlink(tempName.c_str());
-        return failure;
-    }
-    syncFolderOf(fileName);
-    return std::string();
-}
-
 }  // namespace
 
 CIniParser::CIniParser()
@@ -218,12 +156,10 @@ void CIniParser::createIfMissing(const std::string& fileName) {
     if (status.type() != fs::file_type::not_found) {
         return;
     }
-    const int fd = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-    if (fd < 0) {
-        m_pLogger->error("Could not create INI-file " + fileName + ": " + errnoText(errno));
-        return;
+    const std::string failure = CFileAccess::createEmpty(fileName);
+    if (!failure.empty()) {
+        m_pLogger->error("Could not create INI-file " + fileName + ": " + failure);
     }
-    ::close(fd);
 }
 
 bool CIniParser::loadStore(CSimpleIniA& store, const std::string& fileName) {
@@ -237,7 +173,7 @@ bool CIniParser::loadStore(CSimpleIniA& store, const std::string& fileName) {
         } else if (fs::file_size(pathOf(fileName), error) > kMaxFileBytes) {
             problem = "larger than an INI-file of this client can be";
         } else {
-            std::ifstream in(fileName, std::ios::binary);
+            std::ifstream in(pathOf(fileName), std::ios::binary);
             if (!in) {
                 problem = "cannot open it: " + errnoText(errno);
             } else {
@@ -298,7 +234,7 @@ bool CIniParser::saveStore(const CSimpleIniA& store, const std::string& fileName
         if (store.Save(data) < 0) {
             failure = "cannot format its contents";
         } else {
-            failure = replaceFile(fileName, data);
+            failure = CFileAccess::replace(fileName, data);
         }
     } catch (const std::exception& e) {
         failure = e.what();
@@ -342,7 +278,7 @@ std::string CIniParser::getReportFileText() const {
 }
 
 std::string CIniParser::readReportFileFromDisk() const {
-    std::ifstream in(m_reportFileName, std::ios::binary);
+    std::ifstream in(pathOf(m_reportFileName), std::ios::binary);
     if (!in) {
         return std::string();
     }

@@ -8,6 +8,7 @@
 #include <mutex>
 
 #include "CClientConfig.h"
+#include "CFileAccess.h"
 #include "QuelbyVersion.h"
 
 bool CLogger::bInitialized = false;
@@ -119,7 +120,7 @@ void CLogger::appendLocked(const std::string& text) {
     const std::string fileName =
         (config != nullptr ? config->getLogPath() : CClientConfig::defaultLogPath()) +
         kLogFileName;
-    std::FILE* file = std::fopen(fileName.c_str(), "a");
+    std::FILE* file = CFileAccess::open(fileName, "a");
     if (file == nullptr) {
         return;
     }

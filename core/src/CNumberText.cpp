@@ -1,22 +1,9 @@
 // Locale-independent atoi/atof.
 #include "CNumberText.h"
 
-#include <locale.h>
-
-#include <cerrno>
 #include <climits>
-#include <cstdlib>
 
-namespace {
-
-locale_t cLocale() {
-    // Made once, shared by every thread, never freed: it lives as long as the
-    // plug-in does.
-    static const locale_t loc = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(0));
-    return loc;
-}
-
-}  // namespace
+#include "CNumberLocale.h"
 
 namespace CNumberText {
 
@@ -24,14 +11,14 @@ double toDouble(const char* text) {
     if (text == nullptr) {
         return 0.0;
     }
-    return strtod_l(text, nullptr, cLocale());
+    return classicStrtod(text);
 }
 
 int toInt(const char* text) {
     if (text == nullptr) {
         return 0;
     }
-    const long value = strtol_l(text, nullptr, 10, cLocale());
+    const long value = classicStrtol(text);
     if (value > INT_MAX) {
         return INT_MAX;
     }
@@ -51,9 +38,5 @@ bool truncateToInt(double value, int& out) {
     out = static_cast<int>(value);
     return true;
 }
-
-CClassicFormatting::CClassicFormatting() : m_previous(uselocale(cLocale())) {}
-
-CClassicFormatting::~CClassicFormatting() { uselocale(m_previous); }
 
 }  // namespace CNumberText

@@ -10,6 +10,7 @@
 #include <SimpleIni.h>
 
 #include "CClientConfig.h"
+#include "CFileAccess.h"
 #include "CNumberText.h"
 #include "QuelbyVersion.h"
 
@@ -28,7 +29,13 @@ CServerSettings CServerSettings::load() {
     CSimpleIniA ini;
     // A missing or damaged file leaves the built-in hosts; CIniParser reports
     // the damage when it reads the same file.
-    if (ini.LoadFile((CClientConfig::instance()->getIniPath() + "quelby.ini").c_str()) < 0) {
+    std::FILE* file = CFileAccess::open(CClientConfig::instance()->getIniPath() + "quelby.ini", "rb");
+    if (file == nullptr) {
+        return settings;
+    }
+    const SI_Error loaded = ini.LoadFile(file);
+    std::fclose(file);
+    if (loaded < 0) {
         return settings;
     }
     const std::string primary = trimmed(ini.GetValue("server", "Primary", ""));

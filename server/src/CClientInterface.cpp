@@ -3,7 +3,6 @@
 #include "CClientInterface.h"
 
 #include <curl/curl.h>
-#include <openssl/evp.h>
 
 #include <atomic>
 #include <cctype>
@@ -16,6 +15,7 @@
 #include <mutex>
 #include <vector>
 
+#include "CDigest.h"
 #include "CIniParser.h"
 #include "CJoinableThread.h"
 #include "CLogger.h"
@@ -219,14 +219,12 @@ void CClientInterface::joinSenders() {
 }
 
 std::string CClientInterface::md5Hex(const char* text, std::size_t length) {
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int digestBytes = 0;
-    EVP_Digest(text, length, digest, &digestBytes, EVP_md5(), nullptr);
-    char hex[2 * EVP_MAX_MD_SIZE + 1] = {0};
-    for (unsigned int i = 0; i < digestBytes; ++i) {
+    const CDigest::Md5 digest = CDigest::md5(text, length);
+    char hex[2 * sizeof(digest) + 1] = {0};
+    for (std::size_t i = 0; i < digest.size(); ++i) {
         std::snprintf(hex + 2 * i, 3, "%02x", digest[i]);
     }
-    return std::string(hex, 2 * digestBytes);
+    return std::string(hex, 2 * digest.size());
 }
 
 std::string CClientInterface::calcCode(const char* request) {

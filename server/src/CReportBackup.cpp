@@ -1,6 +1,5 @@
 // Uploading the report, or keeping it in the report file sealed by a code
 // until a later upload; the base64 of the pilot's comment.
-#include <openssl/evp.h>
 
 #include <algorithm>
 #include <atomic>
@@ -12,6 +11,7 @@
 
 #include "CBlackbox.h"
 #include "CClientInterface.h"
+#include "CDigest.h"
 #include "CFlightSimulatorInterface.h"
 #include "CIniParser.h"
 #include "CLogger.h"
@@ -297,12 +297,7 @@ std::string CReport::base64_encode(const std::string& source, int limit) {
     // limit, and a group once begun is written whole.
     const std::size_t groups = (static_cast<std::size_t>(limit) + 3) / 4;
     const std::size_t bytes = std::min(source.size(), groups * 3);
-    std::string out(4 * ((bytes + 2) / 3) + 1, '\0');
-    const int written = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&out[0]),
-                                        reinterpret_cast<const unsigned char*>(source.data()),
-                                        static_cast<int>(bytes));
-    out.resize(written > 0 ? static_cast<std::size_t>(written) : 0);
-    return out;
+    return CDigest::base64Encode(source.data(), bytes);
 }
 
 std::string CReport::base64_decode(const std::string& source, int limit) {
@@ -318,10 +313,8 @@ std::string CReport::base64_decode(const std::string& source, int limit) {
     const std::size_t decodedBytes = length / 4 * 3 + (rest == 2 ? 1 : rest == 3 ? 2 : 0);
     std::string padded = source.substr(0, length - (rest == 1 ? 1 : 0));
     padded.append((4 - padded.size() % 4) % 4, '=');
-    std::string out(padded.size() / 4 * 3 + 1, '\0');
-    if (!padded.empty() && EVP_DecodeBlock(reinterpret_cast<unsigned char*>(&out[0]),
-                                           reinterpret_cast<const unsigned char*>(padded.data()),
-                                           static_cast<int>(padded.size())) < 0) {
+    std::string out;
+    if (!CDigest::base64Decode(padded, out)) {
         return std::string();
     }
     out.resize(std::min(decodedBytes, static_cast<std::size_t>(limit)));

@@ -2,7 +2,10 @@
 // result, and no conversion at all where a cast would be undefined.
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <climits>
+#include <cstdio>
+#include <string>
 #include <cmath>
 #include <limits>
 
@@ -40,6 +43,37 @@ TEST(NumberTextTest, TruncateToInt_cutsTowardZeroUpToIntsEdges_andRefusesWhatNoI
         EXPECT_EQ(CNumberText::truncateToInt(c.value, out), c.held);
         EXPECT_EQ(out, c.whole);
     }
+}
+
+// The simulator may run in a locale with a decimal comma; the client reads
+// and writes numbers with a point all the same, and leaves the locale as it
+// found it.
+TEST(NumberTextTest, CommaLocale_numbersStillReadAndFormatWithAPoint) {
+    const char* chosen = nullptr;
+    for (const char* name : {"de_DE.UTF-8", "de-DE", "German_Germany.1252"}) {
+        if (std::setlocale(LC_ALL, name) != nullptr) {
+            chosen = name;
+            break;
+        }
+    }
+    if (chosen == nullptr) {
+        GTEST_SKIP() << "this machine has no German locale";
+    }
+    const auto formatted = [] {
+        char text[32];
+        std::snprintf(text, sizeof(text), "%.2f", 1.25);
+        return std::string(text);
+    };
+    ASSERT_EQ(formatted(), "1,25") << chosen << " has no decimal comma";
+    EXPECT_DOUBLE_EQ(CNumberText::toDouble("1.25"), 1.25);
+    EXPECT_DOUBLE_EQ(CNumberText::toDouble(" -0.5e1xyz"), -5.0);
+    EXPECT_EQ(CNumberText::toInt("  42.9"), 42);
+    {
+        CNumberText::CClassicFormatting classic;
+        EXPECT_EQ(formatted(), "1.25");
+    }
+    EXPECT_EQ(formatted(), "1,25") << "the locale is given back";
+    std::setlocale(LC_ALL, "C");
 }
 
 }  // namespace

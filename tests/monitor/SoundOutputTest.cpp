@@ -249,17 +249,6 @@ TEST_F(SoundOutputTest, NoDevice_logsWhyAndEveryPlayIsSilentAndSafe) {
     EXPECT_FALSE(fs::exists(g_wave.file));
 }
 
-TEST_F(SoundOutputTest, NoOpenAlOnTheMachine_logsItOnceAndEveryPlayIsSilentAndSafe) {
-    CSoundOpenAl player(nullptr, kSoundFolder, "en", {"libquelby-no-such-openal.so.1"});
-    EXPECT_FALSE(player.hasDevice());
-    EXPECT_EQ(count(log(), "init alure: OpenAL is not installed"), 1u) << log();
-    player.play(0u);
-    player.play(2u);
-    player.play("penalty.wav", false);
-    EXPECT_FALSE(player.isPlaying());
-    EXPECT_EQ(count(log(), "Failed to"), 0u) << log();
-}
-
 // A sound file as a damaged disk or a stray download may leave it.
 TEST(WaveFileTest, EachFileIsReadOrRefusedWithItsReason) {
     const auto le = [](std::uint32_t value, int bytes) {

@@ -1,10 +1,9 @@
 #include "TestSupport.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 
@@ -17,17 +16,25 @@ namespace fs = std::filesystem;
 
 namespace quelby_test {
 
+// Paths are UTF-8 strings here, as in the plug-in, on every system.
 ScratchFolder::ScratchFolder(const std::string& tag) {
-    std::string pattern = (fs::temp_directory_path() / (tag + "-XXXXXX")).string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("cannot create a scratch folder from " + pattern);
+    std::random_device seed;
+    std::mt19937_64 random(seed());
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        const fs::path candidate =
+            fs::temp_directory_path() / fs::u8path(tag + "-" + std::to_string(random() % 1000000000));
+        std::error_code error;
+        if (fs::create_directory(candidate, error)) {
+            m_path = candidate.u8string();
+            return;
+        }
     }
-    m_path = pattern;
+    throw std::runtime_error("cannot create a scratch folder for " + tag);
 }
 
 ScratchFolder::~ScratchFolder() {
     std::error_code ignored;
-    fs::remove_all(m_path, ignored);
+    fs::remove_all(fs::u8path(m_path), ignored);
 }
 
 std::string tampered(const std::string& sealed) {
@@ -45,13 +52,13 @@ std::string tampered(const std::string& sealed) {
 
 std::string ScratchFolder::file(const std::string& name) const { return m_path + "/" + name; }
 
-WorkingFolder::WorkingFolder(const std::string& path) : m_previous(fs::current_path().string()) {
-    fs::current_path(path);
+WorkingFolder::WorkingFolder(const std::string& path) : m_previous(fs::current_path().u8string()) {
+    fs::current_path(fs::u8path(path));
 }
 
 WorkingFolder::~WorkingFolder() {
     std::error_code ignored;
-    fs::current_path(m_previous, ignored);
+    fs::current_path(fs::u8path(m_previous), ignored);
 }
 
 LogInto::LogInto(const std::string& folder) {
@@ -62,18 +69,18 @@ LogInto::LogInto(const std::string& folder) {
 LogInto::~LogInto() { CClientConfig::instance()->restoreDefaults(); }
 
 std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(fs::u8path(path), std::ios::binary);
     std::ostringstream out;
     out << in.rdbuf();
     return out.str();
 }
 
 void writeFile(const std::string& path, const std::string& contents) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    std::ofstream out(fs::u8path(path), std::ios::binary | std::ios::trunc);
     out << contents;
 }
 
-bool fileExists(const std::string& path) { return fs::exists(path); }
+bool fileExists(const std::string& path) { return fs::exists(fs::u8path(path)); }
 
 std::string pluginPath() { return QUELBY_PLUGIN_PATH; }
 

@@ -2,16 +2,13 @@
 // the frame loop that calls the draw callbacks, and reset.
 #include "testbed/Simulator.h"
 
-#include <dlfcn.h>
-#include <link.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
 #include <thread>
 
+#include "PluginModule.h"
 #include "SimulatorState.h"
 #include "XPLMDisplay.h"
 
@@ -30,18 +27,6 @@ constexpr size_t kPluginTextBytes = 256;
 constexpr size_t kGuardBytes = 64;
 constexpr unsigned char kGuardPattern = 0xA5;
 
-// Whether a function's code lies in the plug-in's binary: how a callback the
-// plug-in attached to someone else's widget is told from the others.
-bool isInLibrary(const void* function, void* library) {
-    Dl_info info{};
-    link_map* map = nullptr;
-    if (function == nullptr || dladdr(function, &info) == 0 || info.dli_fname == nullptr ||
-        dlinfo(library, RTLD_DI_LINKMAP, &map) != 0 || map == nullptr || map->l_name == nullptr) {
-        return false;
-    }
-    return std::strcmp(info.dli_fname, map->l_name) == 0;
-}
-
 // X-Plane tears down what an unloaded plug-in left behind. Lock held.
 void dropPluginRegistrations(State& s) {
     std::vector<XPWidgetID> widgets;
@@ -58,7 +43,7 @@ void dropPluginRegistrations(State& s) {
             auto& callbacks = widget.callbacks;
             callbacks.erase(std::remove_if(callbacks.begin(), callbacks.end(),
                                            [&](XPWidgetFunc_t callback) {
-                                               return isInLibrary(
+                                               return isInModule(
                                                    reinterpret_cast<const void*>(callback),
                                                    s.library);
                                            }),
@@ -87,7 +72,7 @@ void abandonLoad(void* library, const std::string& workingFolder) {
         s.library = nullptr;
     }
     if (library != nullptr) {
-        dlclose(library);
+        closePluginModule(library);
     }
     {
         // Static destructors ran inside dlclose; what they registered would
@@ -96,14 +81,16 @@ void abandonLoad(void* library, const std::string& workingFolder) {
         dropPluginRegistrations(s);
         s.pluginActive = false;
     }
-    if (!workingFolder.empty() && chdir(workingFolder.c_str()) != 0) {
-        // The folder may have gone; the process keeps the root as its folder.
+    if (!workingFolder.empty()) {
+        // The folder may have gone; the process then keeps the root as its folder.
+        std::error_code ec;
+        fs::current_path(fs::u8path(workingFolder), ec);
     }
 }
 
 template <typename Function>
 Function resolve(void* library, const char* name, std::vector<std::string>& missing) {
-    void* symbol = dlsym(library, name);
+    void* symbol = pluginSymbol(library, name);
     if (symbol == nullptr) {
         missing.emplace_back(name);
     }
@@ -260,15 +247,17 @@ bool Simulator::loadPlugin(const std::string& xplPath, std::string* error) {
         root = s.rootFolder;
     }
     std::error_code ec;
-    if (!fs::is_regular_file(xplPath, ec)) {
+    // Paths are UTF-8 here, whatever the system's own code page.
+    if (!fs::is_regular_file(fs::u8path(xplPath), ec)) {
         return fail("plug-in not found: " + xplPath);
     }
     // Made absolute before the working folder changes under it.
-    const std::string absolutePath = fs::absolute(xplPath, ec).string();
-    const std::string previousFolder = fs::current_path(ec).string();
+    const std::string absolutePath = fs::absolute(fs::u8path(xplPath), ec).u8string();
+    const std::string previousFolder = fs::current_path(ec).u8string();
     if (!root.empty()) {
-        fs::create_directories(root, ec);
-        if (ec || chdir(root.c_str()) != 0) {
+        fs::create_directories(fs::u8path(root), ec);
+        if (!ec) fs::current_path(fs::u8path(root), ec);
+        if (ec) {
             return fail("cannot enter the root folder " + root);
         }
     }
@@ -279,13 +268,11 @@ bool Simulator::loadPlugin(const std::string& xplPath, std::string* error) {
         std::lock_guard<std::mutex> lock(s.mutex);
         s.pluginActive = true;
     }
-    dlerror();
-    void* library = dlopen(absolutePath.c_str(), RTLD_NOW | RTLD_LOCAL);
+    std::string why;
+    void* library = openPluginModule(absolutePath, why);
     if (library == nullptr) {
-        const char* why = dlerror();
         abandonLoad(nullptr, previousFolder);
-        return fail(std::string("cannot load the plug-in: ") +
-                    (why != nullptr ? why : absolutePath));
+        return fail("cannot load the plug-in: " + why);
     }
     std::vector<std::string> missing;
     const auto start = resolve<PluginStartFn>(library, "XPluginStart", missing);

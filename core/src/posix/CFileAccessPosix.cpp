@@ -1,0 +1,85 @@
+// Files on Linux (and later macOS): names are bytes, rename replaces.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include "CFileAccess.h"
+
+namespace {
+
+std::string errnoText(int error) { return std::generic_category().message(error); }
+
+bool writeAll(int fd, const std::string& data) {
+    const char* next = data.data();
+    std::size_t left = data.size();
+    while (left > 0) {
+        const ssize_t written = ::write(fd, next, left);
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        next += written;
+        left -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+// Makes the rename itself survive a power cut; a folder that cannot be
+// synced still holds the new file, so failure here is not reported.
+void syncFolderOf(const std::string& fileName) {
+    std::string folder = std::filesystem::u8path(fileName).parent_path().u8string();
+    if (folder.empty()) {
+        folder = ".";
+    }
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        ::fsync(fd);
+        ::close(fd);
+    }
+}
+
+}  // namespace
+
+std::FILE* CFileAccess::open(const std::string& fileName, const char* mode) {
+    return std::fopen(fileName.c_str(), mode);
+}
+
+std::string CFileAccess::createEmpty(const std::string& fileName) {
+    const int fd = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        return errnoText(errno);
+    }
+    ::close(fd);
+    return std::string();
+}
+
+std::string CFileAccess::replace(const std::string& fileName, const std::string& data) {
+    const std::string tempName = fileName + ".tmp";
+    const int fd = ::open(tempName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        return "cannot create " + tempName + ": " + errnoText(errno);
+    }
+    std::string failure;
+    if (!writeAll(fd, data)) {
+        failure = "cannot write " + tempName + ": " + errnoText(errno);
+    } else if (::fsync(fd) != 0) {
+        failure = "cannot flush " + tempName + ": " + errnoText(errno);
+    }
+    if (::close(fd) != 0 && failure.empty()) {
+        failure = "cannot close " + tempName + ": " + errnoText(errno);
+    }
+    if (failure.empty() && ::rename(tempName.c_str(), fileName.c_str()) != 0) {
+        failure = "cannot replace it: " + errnoText(errno);
+    }
+    if (!failure.empty()) {
+        ::unlink(tempName.c_str());
+        return failure;
+    }
+    syncFolderOf(fileName);
+    return std::string();
+}

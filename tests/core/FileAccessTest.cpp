@@ -1,0 +1,106 @@
+// The client's files where a pilot keeps them: a folder whose name holds any
+// character, settings written with either system's line ends, and the save
+// that replaces a file whole. The same cases run on Linux and on Windows.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "CClientConfig.h"
+#include "CFileAccess.h"
+#include "CIniParser.h"
+#include "CServerSettings.h"
+#include "CSingleton.h"
+#include "TestSupport.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class FileAccessTest : public quelby_test::FolderTest {
+protected:
+    // An X-Plane folder in a user folder with non-ASCII letters, and a
+    // character outside any single-byte code page.
+    void useSimulatorFolder() {
+        m_xplane = m_folder.path() + u8"/Users/J\u00f6rg Stra\u00dfe \u6771\u4eac/X-Plane 12/";
+        fs::create_directories(fs::u8path(m_xplane));
+        CClientConfig::instance()->setIniPath(m_xplane);
+        CClientConfig::instance()->setLogPath(m_xplane);
+    }
+    static CIniParser& parser() { return *CSingleton<CIniParser>::instance(); }
+    std::string m_xplane;
+};
+
+TEST_F(FileAccessTest, FolderWithAnyCharacter_holdsTheSettingsReportAndLogAcrossARestart) {
+    useSimulatorFolder();
+    ASSERT_TRUE(parser().writeStringToConfig("settings", "Username", u8"J\u00f6rg"));
+    ASSERT_TRUE(parser().writeStringToReport("Reports", "Comment", u8"\u00dcber den Alpen"));
+    ASSERT_TRUE(parser().saveFiles());
+    CSingleton<CIniParser>::destroyInstance();
+
+    for (const char* name : {"quelby.ini", "quelby_report.ini", "quelby_debug.txt"}) {
+        EXPECT_TRUE(fs::is_regular_file(fs::u8path(m_xplane + name))) << name;
+    }
+    char value[64] = {0};
+    parser().getStringFromConfig("settings", "Username", value, sizeof(value));
+    EXPECT_EQ(std::string(value), u8"J\u00f6rg");
+    parser().getStringFromReport("Reports", "Comment", value, sizeof(value));
+    EXPECT_EQ(std::string(value), u8"\u00dcber den Alpen");
+    EXPECT_EQ(CFileAccess::open(m_xplane + "quelby.ini.tmp", "rb"), nullptr)
+        << "a save leaves no temporary file behind";
+}
+
+TEST_F(FileAccessTest, SettingsWithEitherLineEnd_readTheSame) {
+    useSimulatorFolder();
+    for (const char* lineEnd : {"\n", "\r\n"}) {
+        SCOPED_TRACE(lineEnd[0] == '\r' ? "CRLF" : "LF");
+        CSingleton<CIniParser>::destroyInstance();
+        const std::string e = lineEnd;
+        quelby_test::writeFile(m_xplane + "quelby.ini",
+                               "[server]" + e + "Primary = 127.0.0.1:8080" + e + e + "[settings]" +
+                                   e + "AltServer = 0" + e + "Volume = 40" + e + "Username = demo" +
+                                   e);
+        EXPECT_EQ(parser().getIntFromConfig("settings", "Volume"), 40);
+        char user[16] = {0};
+        parser().getStringFromConfig("settings", "Username", user, sizeof(user));
+        EXPECT_EQ(std::string(user), "demo");
+        const CServerSettings settings = CServerSettings::load();
+        EXPECT_EQ(settings.hostInUse(), "127.0.0.1:8080");
+    }
+}
+
+TEST_F(FileAccessTest, Replace_overwritesWhole_orFailsAndKeepsTheOldFile) {
+    useSimulatorFolder();
+    const std::string file = m_xplane + u8"b\u00e9richt.ini";
+    const std::string old = "old contents that are longer than the new ones\r\n";
+    quelby_test::writeFile(file, old);
+
+    // Every byte value, so that no text-mode translation can go unnoticed.
+    std::string data;
+    for (int i = 0; i < 256; ++i) data += static_cast<char>(i);
+    data += "\r\n\n";
+    EXPECT_EQ(CFileAccess::replace(file, data), "");
+    EXPECT_EQ(quelby_test::readFile(file), data);
+    EXPECT_FALSE(quelby_test::fileExists(file + ".tmp"));
+    EXPECT_EQ(CFileAccess::replace(file, ""), "");
+    EXPECT_EQ(quelby_test::readFile(file), "");
+
+    const std::string nowhere = m_xplane + "no such folder/quelby.ini";
+    const std::string failure = CFileAccess::replace(nowhere, data);
+    EXPECT_NE(failure.find("cannot create " + nowhere + ".tmp"), std::string::npos) << failure;
+    EXPECT_FALSE(quelby_test::fileExists(nowhere));
+}
+
+TEST_F(FileAccessTest, CreateEmpty_makesAMissingFile_andLeavesAnExistingOneAlone) {
+    useSimulatorFolder();
+    const std::string file = m_xplane + "quelby_report.ini";
+    EXPECT_EQ(CFileAccess::createEmpty(file), "");
+    EXPECT_TRUE(quelby_test::fileExists(file));
+    EXPECT_EQ(quelby_test::readFile(file), "");
+    quelby_test::writeFile(file, "[Reports]\n");
+    EXPECT_EQ(CFileAccess::createEmpty(file), "");
+    EXPECT_EQ(quelby_test::readFile(file), "[Reports]\n");
+    EXPECT_NE(CFileAccess::createEmpty(m_xplane + "no such folder/x.ini"), "");
+}
+
+}  // namespace
