@@ -1,11 +1,18 @@
 #include "TestSupport.h"
 
+#ifdef _WIN32
+#include <windows.h>
+// After windows.h, which it needs.
+#include <tlhelp32.h>
+#endif
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
 #include <stdexcept>
+#include <vector>
 
 #include "CClientConfig.h"
 #include "CIniParser.h"
@@ -83,6 +90,76 @@ void writeFile(const std::string& path, const std::string& contents) {
 bool fileExists(const std::string& path) { return fs::exists(fs::u8path(path)); }
 
 std::string pluginPath() { return QUELBY_PLUGIN_PATH; }
+
+#ifdef _WIN32
+namespace {
+// Each thread of this process with the module its code started in.
+std::vector<std::string> threadsOfThisProcess() {
+    using QueryThread = LONG(WINAPI*)(HANDLE, int, PVOID, ULONG, PULONG);
+    const auto query = reinterpret_cast<QueryThread>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("ntdll.dll"), "NtQueryInformationThread")));
+    std::vector<std::string> threads;
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
+        if (entry.th32OwnerProcessID != GetCurrentProcessId()) continue;
+        void* start = nullptr;
+        const HANDLE thread = OpenThread(THREAD_QUERY_INFORMATION, FALSE, entry.th32ThreadID);
+        if (thread != nullptr && query != nullptr) {
+            // 9: the thread's Win32 start address.
+            query(thread, 9, &start, sizeof(start), nullptr);
+        }
+        if (thread != nullptr) CloseHandle(thread);
+        HMODULE module = nullptr;
+        char name[MAX_PATH] = "unknown module";
+        if (GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                                   GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                               static_cast<LPCSTR>(start), &module)) {
+            GetModuleFileNameA(module, name, MAX_PATH);
+        }
+        threads.push_back("thread " + std::to_string(entry.th32ThreadID) + " started in " + name);
+    }
+    CloseHandle(snapshot);
+    return threads;
+}
+}  // namespace
+#else
+namespace {
+std::vector<std::string> threadsOfThisProcess() {
+    std::vector<std::string> threads;
+    for (const auto& task : fs::directory_iterator("/proc/self/task")) {
+        std::string name = readFile((task.path() / "comm").string());
+        while (!name.empty() && name.back() == '\n') name.pop_back();
+        threads.push_back("thread " + task.path().filename().string() + " " + name);
+    }
+    return threads;
+}
+}  // namespace
+#endif
+
+std::size_t programThreadCount() {
+    std::size_t count = 0;
+    for (const std::string& thread : threadsOfThisProcess()) {
+#ifdef _WIN32
+        // The C runtime starts every std::thread; code that is gone is a
+        // thread that outlived its DLL.
+        if (thread.find("msvcrt.dll") == std::string::npos &&
+            thread.find("unknown module") == std::string::npos) {
+            continue;
+        }
+#endif
+        (void)thread;
+        ++count;
+    }
+    return count;
+}
+
+std::string threadList() {
+    std::string list;
+    for (const std::string& thread : threadsOfThisProcess()) list += "\n  " + thread;
+    return list;
+}
 
 void FolderTest::SetUp() {
     CClientConfig::instance()->setIniPath(m_folder.path());

@@ -64,6 +64,13 @@ protected:
 void writeFile(const std::string& path, const std::string& contents);
 bool fileExists(const std::string& path);
 
+// The threads of this process that program code started (on Windows every
+// std::thread of any module, but not the main thread nor the system's own
+// workers, which Windows' loader and thread pool start when a DLL loads); and a line on every thread,
+// its name or where it started, for a failure message.
+std::size_t programThreadCount();
+std::string threadList();
+
 // The plug-in binary built with the tests.
 std::string pluginPath();
 

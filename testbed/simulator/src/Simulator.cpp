@@ -221,10 +221,10 @@ void Simulator::reset() {
 }
 
 void Simulator::setRootFolder(const std::string& path) {
-    fs::create_directories(path);
+    fs::create_directories(fs::u8path(path));
     State& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
-    s.rootFolder = fs::absolute(path).string();
+    s.rootFolder = fs::absolute(fs::u8path(path)).u8string();
 }
 
 const std::string& Simulator::rootFolder() const { return state().rootFolder; }

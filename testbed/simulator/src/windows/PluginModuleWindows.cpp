@@ -18,9 +18,30 @@ std::wstring wide(const std::string& utf8) {
     return out;
 }
 
+// X-Plane loads its SDK DLLs before any plug-in, so that a plug-in's imports
+// find them already in memory wherever the plug-in lies; the emulated ones
+// sit beside this DLL, XPLM_64.dll.
+void loadSdkWidgets() {
+    static const bool loaded = [] {
+        HMODULE self = nullptr;
+        wchar_t path[MAX_PATH] = {0};
+        if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                                    GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                                reinterpret_cast<LPCWSTR>(&loadSdkWidgets), &self) ||
+            GetModuleFileNameW(self, path, MAX_PATH) == 0) {
+            return false;
+        }
+        std::wstring widgets = path;
+        widgets = widgets.substr(0, widgets.find_last_of(L"\\/") + 1) + L"XPWidgets_64.dll";
+        return LoadLibraryW(widgets.c_str()) != nullptr;
+    }();
+    (void)loaded;
+}
+
 }  // namespace
 
 void* openPluginModule(const std::string& path, std::string& why) {
+    loadSdkWidgets();
     HMODULE module = LoadLibraryExW(wide(path).c_str(), nullptr,
                                     LOAD_WITH_ALTERED_SEARCH_PATH);
     if (module == nullptr) {
