@@ -19,14 +19,7 @@ std::string CDigest::base64Encode(const void* data, std::size_t length) {
     return out;
 }
 
-bool CDigest::base64Decode(const std::string& padded, std::string& out) {
-    out.clear();
-    if (padded.empty()) {
-        return true;
-    }
-    if (padded.size() % 4 != 0) {
-        return false;
-    }
+bool CDigest::decodeGroups(const std::string& padded, std::string& out) {
     std::string bytes(padded.size() / 4 * 3 + 1, '\0');
     const int decoded = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(&bytes[0]),
                                         reinterpret_cast<const unsigned char*>(padded.data()),

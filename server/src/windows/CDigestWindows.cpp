@@ -55,14 +55,7 @@ std::string CDigest::base64Encode(const void* data, std::size_t length) {
     return out;
 }
 
-bool CDigest::base64Decode(const std::string& padded, std::string& out) {
-    out.clear();
-    if (padded.empty()) {
-        return true;
-    }
-    if (padded.size() % 4 != 0) {
-        return false;
-    }
+bool CDigest::decodeGroups(const std::string& padded, std::string& out) {
     DWORD size = static_cast<DWORD>(padded.size());
     std::string bytes(size, '\0');
     if (!CryptStringToBinaryA(padded.data(), static_cast<DWORD>(padded.size()),
