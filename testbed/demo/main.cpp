@@ -6,9 +6,9 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <boost/program_options.hpp>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -17,9 +17,9 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "testbed/CommandLine.h"
 #include "testbed/Flight.h"
 #include "testbed/FlightModel.h"
 #include "testbed/PluginFolder.h"
@@ -59,21 +59,54 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// Takes "--name value" and "--name=value"; false for an unknown option, a
+// missing or bad value.
 bool parseOptions(int argc, char** argv, Options& options) {
-    namespace po = boost::program_options;
-    std::string out = options.out.string(), plugin = QUELBY_PLUGIN_PATH,
-                flight = QUELBY_DEMO_FLIGHT;
-    po::options_description known;
-    known.add_options()("out", po::value(&out))("plugin", po::value(&plugin))(
-        "flight", po::value(&flight))("time-scale", po::value(&options.timeScale))(
-        "upload-works", po::bool_switch());
-    po::variables_map given;
-    if (!testbed::readCommandLine(argc, argv, known, given)) return false;
-    options.out = out;
-    options.plugin = plugin;
-    options.flight = flight;
-    options.refuseFirstUpload = !given["upload-works"].as<bool>();
-    return options.timeScale > 0.0;
+    options.plugin = QUELBY_PLUGIN_PATH;
+    options.flight = QUELBY_DEMO_FLIGHT;
+    for (int i = 1; i < argc; ++i) {
+        std::string name = argv[i];
+        std::string value;
+        bool hasValue = false;
+        const std::size_t equals = name.find('=');
+        if (name.rfind("--", 0) == 0 && equals != std::string::npos) {
+            value = name.substr(equals + 1);
+            name.erase(equals);
+            hasValue = true;
+        }
+        auto takeValue = [&]() {
+            if (!hasValue && i + 1 < argc) {
+                value = argv[++i];
+                hasValue = true;
+            }
+            return hasValue;
+        };
+        if (name == "--upload-works" && !hasValue) {
+            options.refuseFirstUpload = false;
+        } else if (name == "--out" && takeValue()) {
+            options.out = value;
+        } else if (name == "--plugin" && takeValue()) {
+            options.plugin = value;
+        } else if (name == "--flight" && takeValue()) {
+            options.flight = value;
+        } else if (name == "--time-scale" && takeValue()) {
+            char* end = nullptr;
+            options.timeScale = std::strtod(value.c_str(), &end);
+            if (value.empty() || *end != '\0' || !(options.timeScale > 0.0)) return false;
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Sets an environment variable unless it is set already.
+void setEnvironmentDefault(const char* name, const char* value) {
+#ifdef _WIN32
+    if (std::getenv(name) == nullptr) _putenv_s(name, value);
+#else
+    setenv(name, value, 0);
+#endif
 }
 
 std::string readFile(const fs::path& path) {
@@ -93,25 +126,43 @@ void printIndented(const std::string& text) {
 
 class Demo {
 public:
-    explicit Demo(const Options& options) : m_options(options) {}
+    explicit Demo(const Options& options)
+        : m_options(options),
+          m_root(fs::absolute(options.out) / "xplane"),
+          m_pictures(fs::absolute(options.out) / "pictures") {}
+    // A step that failed leaves the plug-in loaded, its client thread
+    // running; it must stop before the process takes down what it uses.
+    ~Demo() {
+        if (sim().isPluginLoaded()) sim().unloadPlugin();
+    }
+    Demo(const Demo&) = delete;
+    Demo& operator=(const Demo&) = delete;
 
     void run() {
-        prepare();
-        loginAndLookAround();
-        checklistWithoutABooking();
-        fuelUp();
-        fly();
-        endFlightAndReport();
-        finish();
+        try {
+            prepare();
+            loginAndLookAround();
+            checklistWithoutABooking();
+            fuelUp();
+            fly();
+            endFlightAndReport();
+            finish();
+        } catch (const DemoFailure&) {
+            throw;
+        } catch (const std::exception& e) {
+            fail(e.what());
+        }
     }
 
     // Where the pilot's files are, for the closing lines and after a failure.
     void printWhereThingsAre() const {
         std::printf("\nfiles:\n");
         std::printf("  pictures of the window: %s\n", m_pictures.string().c_str());
-        std::printf("  debug log:              %s\n", (m_root / "quelby_debug.txt").c_str());
-        std::printf("  settings:               %s\n", (m_root / "quelby.ini").c_str());
-        std::printf("  kept report (if any):   %s\n", (m_root / "quelby_report.ini").c_str());
+        std::printf("  debug log:              %s\n",
+                    (m_root / "quelby_debug.txt").string().c_str());
+        std::printf("  settings:               %s\n", (m_root / "quelby.ini").string().c_str());
+        std::printf("  kept report (if any):   %s\n",
+                    (m_root / "quelby_report.ini").string().c_str());
     }
     void printLogTail() const {
         const std::string log = readFile(m_root / "quelby_debug.txt");
@@ -158,7 +209,7 @@ private:
         if (!testbed::saveWindowPicture(sim(), kWindow, file.string(), &error)) {
             fail("cannot picture the window: " + error);
         }
-        std::printf("  picture: %s\n", file.filename().c_str());
+        std::printf("  picture: %s\n", file.filename().string().c_str());
     }
     std::string screenText() { return testbed::windowTextAsLines(sim(), kWindow); }
 
@@ -178,8 +229,6 @@ private:
         std::printf("  website: http://%s (pilot \"demo\", password \"demo\")\n",
                     m_site.url().c_str());
 
-        m_root = fs::absolute(m_options.out) / "xplane";
-        m_pictures = fs::absolute(m_options.out) / "pictures";
         fs::remove_all(m_root);
         fs::remove_all(m_pictures);
         fs::create_directories(m_root / "Resources" / "plugins");
@@ -188,7 +237,7 @@ private:
         // data, copied into Resources/plugins.
         const fs::path installed = testbed::installPluginFolder(m_options.plugin, m_root);
         testbed::writeClientSettings(m_root, m_site.url());
-        std::printf("  simulator folder: %s\n", m_root.c_str());
+        std::printf("  simulator folder: %s\n", m_root.string().c_str());
 
         testbed::FlightDescription flight = testbed::loadFlightFile(m_options.flight.string());
         flight.timeScale = m_options.timeScale;
@@ -405,7 +454,7 @@ int main(int argc, char** argv) {
     }
     // The demo has no use for a sound card, and a machine without one must
     // not stop it.
-    setenv("ALSOFT_DRIVERS", "null", 0);
+    setEnvironmentDefault("ALSOFT_DRIVERS", "null");
     const auto start = std::chrono::steady_clock::now();
     Demo demo(options);
     int result = 0;
