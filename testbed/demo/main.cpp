@@ -27,7 +27,10 @@
 #include "testbed/PluginFolder.h"
 #include "testbed/Simulator.h"
 #include "testbed/WindowDriver.h"
+#include "testbed/WindowText.h"
+#ifdef QUELBY_DEMO_PICTURES
 #include "testbed/WindowPicture.h"
+#endif
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
@@ -36,7 +39,7 @@ namespace {
 
 const char* const kUsage =
     "usage: quelby-demo [--out DIR] [--plugin PATH] [--flight FILE] [--time-scale X]\n"
-    "                   [--upload-works] [--website HOST:PORT]\n"
+    "                   [--upload-works] [--website HOST:PORT] [--no-pictures]\n"
     "  --out DIR         where the simulator folder and the pictures go (default: demo)\n"
     "  --plugin PATH     plug-in binary (default: the one of this build)\n"
     "  --flight FILE     the flight to fly (default: the test bed's EDDF-EDDS hop)\n"
@@ -45,7 +48,8 @@ const char* const kUsage =
     "                    to show how the plug-in keeps a report and uploads it later)\n"
     "  --website HOST:PORT\n"
     "                    fly against a \"quelby-website --demo\" already running there\n"
-    "                    (default: the website runs inside this program)\n";
+    "                    (default: the website runs inside this program)\n"
+    "  --no-pictures     take no pictures of the window\n";
 
 constexpr const char* kWindow = "Quelby Client";
 
@@ -56,6 +60,7 @@ struct Options {
     double timeScale = 30.0;
     bool refuseFirstUpload = true;
     std::string website;  // "HOST:PORT"; empty: the website in this process
+    bool pictures = true;
 };
 
 // A step that did not happen: what was being done and what came instead.
@@ -97,6 +102,8 @@ bool parseOptions(int argc, char** argv, Options& options) {
         };
         if (name == "--upload-works" && !hasValue) {
             options.refuseFirstUpload = false;
+        } else if (name == "--no-pictures" && !hasValue) {
+            options.pictures = false;
         } else if (name == "--out" && takeValue()) {
             options.out = value;
         } else if (name == "--plugin" && takeValue()) {
@@ -175,7 +182,8 @@ public:
     // Where the pilot's files are, for the closing lines and after a failure.
     void printWhereThingsAre() const {
         std::printf("\nfiles:\n");
-        std::printf("  pictures of the window: %s\n", m_pictures.string().c_str());
+        std::printf("  pictures of the window: %s\n",
+                    m_picturesOn ? m_pictures.string().c_str() : "off");
         std::printf("  debug log:              %s\n",
                     (m_root / "quelby_debug.txt").string().c_str());
         std::printf("  settings:               %s\n", (m_root / "quelby.ini").string().c_str());
@@ -223,11 +231,17 @@ private:
         char number[16];
         std::snprintf(number, sizeof(number), "%02d-", ++m_pictureCount);
         const fs::path file = m_pictures / (number + name + ".png");
+        if (!m_picturesOn) {
+            std::printf("  picture: %s (pictures are off)\n", file.filename().string().c_str());
+            return;
+        }
+#ifdef QUELBY_DEMO_PICTURES
         std::string error;
         if (!testbed::saveWindowPicture(sim(), kWindow, file.string(), &error)) {
             fail("cannot picture the window: " + error);
         }
         std::printf("  picture: %s\n", file.filename().string().c_str());
+#endif
     }
     std::string screenText() { return testbed::windowTextAsLines(sim(), kWindow); }
 
@@ -255,7 +269,7 @@ private:
         fs::remove_all(m_root);
         fs::remove_all(m_pictures);
         fs::create_directories(m_root / "Resources" / "plugins");
-        fs::create_directories(m_pictures);
+        if (m_picturesOn) fs::create_directories(m_pictures);
         // Installed as a person installs it: the plug-in's folder, binary and
         // data, copied into Resources/plugins.
         const fs::path installed = testbed::installPluginFolder(m_options.plugin, m_root);
@@ -471,6 +485,11 @@ private:
     testbed::WindowDriver m_window{testbed::Simulator::instance(), kWindow};
     fs::path m_root;
     fs::path m_pictures;
+#ifdef QUELBY_DEMO_PICTURES
+    const bool m_picturesOn = m_options.pictures;
+#else
+    const bool m_picturesOn = false;
+#endif
     int m_pictureCount = 0;
     std::string m_step = "starting";
 };
