@@ -1,14 +1,15 @@
 // quelby-demo: one booked flight from login to the uploaded report, flown by
 // the test bed's flight model with the real plug-in in the emulated
-// simulator and the stand-in website on loopback. It pictures every screen
-// it passes, prints the flight's progress and the report, and says which
-// step failed when one does.
+// simulator and the stand-in website on loopback (in this process, or a
+// quelby-website running elsewhere). It pictures every screen it passes,
+// prints the flight's progress and the report, and says which step failed
+// when one does.
 #include <stdlib.h>
 
 #include <algorithm>
-#include <boost/program_options.hpp>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -17,16 +18,19 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "testbed/CommandLine.h"
+#include "DemoSite.h"
 #include "testbed/Flight.h"
 #include "testbed/FlightModel.h"
 #include "testbed/PluginFolder.h"
 #include "testbed/Simulator.h"
-#include "testbed/Website.h"
 #include "testbed/WindowDriver.h"
+#include "testbed/WindowText.h"
+#ifdef QUELBY_DEMO_PICTURES
 #include "testbed/WindowPicture.h"
+#endif
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
@@ -35,13 +39,17 @@ namespace {
 
 const char* const kUsage =
     "usage: quelby-demo [--out DIR] [--plugin PATH] [--flight FILE] [--time-scale X]\n"
-    "                   [--upload-works]\n"
+    "                   [--upload-works] [--website HOST:PORT] [--no-pictures]\n"
     "  --out DIR         where the simulator folder and the pictures go (default: demo)\n"
     "  --plugin PATH     plug-in binary (default: the one of this build)\n"
     "  --flight FILE     the flight to fly (default: the test bed's EDDF-EDDS hop)\n"
     "  --time-scale X    simulated seconds per real second (default 30)\n"
     "  --upload-works    the website takes the first upload (by default it refuses it once,\n"
-    "                    to show how the plug-in keeps a report and uploads it later)\n";
+    "                    to show how the plug-in keeps a report and uploads it later)\n"
+    "  --website HOST:PORT\n"
+    "                    fly against a \"quelby-website --demo\" already running there\n"
+    "                    (default: the website runs inside this program)\n"
+    "  --no-pictures     take no pictures of the window\n";
 
 constexpr const char* kWindow = "Quelby Client";
 
@@ -51,6 +59,8 @@ struct Options {
     fs::path flight;
     double timeScale = 30.0;
     bool refuseFirstUpload = true;
+    std::string website;  // "HOST:PORT"; empty: the website in this process
+    bool pictures = true;
 };
 
 // A step that did not happen: what was being done and what came instead.
@@ -59,21 +69,67 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// "HOST:PORT" with a port number.
+bool isHostAndPort(const std::string& text) {
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos || colon == 0 || colon + 1 == text.size()) return false;
+    char* end = nullptr;
+    const long port = std::strtol(text.c_str() + colon + 1, &end, 10);
+    return *end == '\0' && port > 0 && port <= 65535;
+}
+
+// Takes "--name value" and "--name=value"; false for an unknown option, a
+// missing or bad value.
 bool parseOptions(int argc, char** argv, Options& options) {
-    namespace po = boost::program_options;
-    std::string out = options.out.string(), plugin = QUELBY_PLUGIN_PATH,
-                flight = QUELBY_DEMO_FLIGHT;
-    po::options_description known;
-    known.add_options()("out", po::value(&out))("plugin", po::value(&plugin))(
-        "flight", po::value(&flight))("time-scale", po::value(&options.timeScale))(
-        "upload-works", po::bool_switch());
-    po::variables_map given;
-    if (!testbed::readCommandLine(argc, argv, known, given)) return false;
-    options.out = out;
-    options.plugin = plugin;
-    options.flight = flight;
-    options.refuseFirstUpload = !given["upload-works"].as<bool>();
-    return options.timeScale > 0.0;
+    options.plugin = QUELBY_PLUGIN_PATH;
+    options.flight = QUELBY_DEMO_FLIGHT;
+    for (int i = 1; i < argc; ++i) {
+        std::string name = argv[i];
+        std::string value;
+        bool hasValue = false;
+        const std::size_t equals = name.find('=');
+        if (name.rfind("--", 0) == 0 && equals != std::string::npos) {
+            value = name.substr(equals + 1);
+            name.erase(equals);
+            hasValue = true;
+        }
+        auto takeValue = [&]() {
+            if (!hasValue && i + 1 < argc) {
+                value = argv[++i];
+                hasValue = true;
+            }
+            return hasValue;
+        };
+        if (name == "--upload-works" && !hasValue) {
+            options.refuseFirstUpload = false;
+        } else if (name == "--no-pictures" && !hasValue) {
+            options.pictures = false;
+        } else if (name == "--out" && takeValue()) {
+            options.out = value;
+        } else if (name == "--plugin" && takeValue()) {
+            options.plugin = value;
+        } else if (name == "--flight" && takeValue()) {
+            options.flight = value;
+        } else if (name == "--website" && takeValue() && isHostAndPort(value)) {
+            options.website = value;
+        } else if (name == "--time-scale" && takeValue()) {
+            char* end = nullptr;
+            options.timeScale = std::strtod(value.c_str(), &end);
+            if (value.empty() || *end != '\0' || !(options.timeScale > 0.0)) return false;
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Sets an environment variable unless it is set already.
+void setEnvironmentDefault(const char* name, const char* value) {
+#ifdef _WIN32
+    if (std::getenv(name) == nullptr) _putenv_s(name, value);
+#else
+    setenv(name, value, 0);
+#endif
 }
 
 std::string readFile(const fs::path& path) {
@@ -93,25 +149,46 @@ void printIndented(const std::string& text) {
 
 class Demo {
 public:
-    explicit Demo(const Options& options) : m_options(options) {}
+    Demo(const Options& options, std::unique_ptr<quelby_demo::DemoSite> site)
+        : m_options(options),
+          m_site(std::move(site)),
+          m_root(fs::absolute(options.out) / "xplane"),
+          m_pictures(fs::absolute(options.out) / "pictures") {}
+    // A step that failed leaves the plug-in loaded, its client thread
+    // running; it must stop before the process takes down what it uses.
+    ~Demo() {
+        if (sim().isPluginLoaded()) sim().unloadPlugin();
+    }
+    Demo(const Demo&) = delete;
+    Demo& operator=(const Demo&) = delete;
 
     void run() {
-        prepare();
-        loginAndLookAround();
-        checklistWithoutABooking();
-        fuelUp();
-        fly();
-        endFlightAndReport();
-        finish();
+        try {
+            prepare();
+            loginAndLookAround();
+            checklistWithoutABooking();
+            fuelUp();
+            fly();
+            endFlightAndReport();
+            finish();
+        } catch (const DemoFailure&) {
+            throw;
+        } catch (const std::exception& e) {
+            // A website in another process that stops answering, for one.
+            fail(e.what());
+        }
     }
 
     // Where the pilot's files are, for the closing lines and after a failure.
     void printWhereThingsAre() const {
         std::printf("\nfiles:\n");
-        std::printf("  pictures of the window: %s\n", m_pictures.string().c_str());
-        std::printf("  debug log:              %s\n", (m_root / "quelby_debug.txt").c_str());
-        std::printf("  settings:               %s\n", (m_root / "quelby.ini").c_str());
-        std::printf("  kept report (if any):   %s\n", (m_root / "quelby_report.ini").c_str());
+        std::printf("  pictures of the window: %s\n",
+                    m_picturesOn ? m_pictures.string().c_str() : "off");
+        std::printf("  debug log:              %s\n",
+                    (m_root / "quelby_debug.txt").string().c_str());
+        std::printf("  settings:               %s\n", (m_root / "quelby.ini").string().c_str());
+        std::printf("  kept report (if any):   %s\n",
+                    (m_root / "quelby_report.ini").string().c_str());
     }
     void printLogTail() const {
         const std::string log = readFile(m_root / "quelby_debug.txt");
@@ -154,11 +231,17 @@ private:
         char number[16];
         std::snprintf(number, sizeof(number), "%02d-", ++m_pictureCount);
         const fs::path file = m_pictures / (number + name + ".png");
+        if (!m_picturesOn) {
+            std::printf("  picture: %s (pictures are off)\n", file.filename().string().c_str());
+            return;
+        }
+#ifdef QUELBY_DEMO_PICTURES
         std::string error;
         if (!testbed::saveWindowPicture(sim(), kWindow, file.string(), &error)) {
             fail("cannot picture the window: " + error);
         }
-        std::printf("  picture: %s\n", file.filename().c_str());
+        std::printf("  picture: %s\n", file.filename().string().c_str());
+#endif
     }
     std::string screenText() { return testbed::windowTextAsLines(sim(), kWindow); }
 
@@ -167,28 +250,31 @@ private:
         if (!fs::is_regular_file(m_options.plugin)) {
             fail("the plug-in is not built: " + m_options.plugin.string());
         }
-        if (!m_site.start()) fail("the website cannot listen on 127.0.0.1");
-        m_site.seedDemo();
+        std::string why;
+        if (!m_site->open(why)) fail(why);
+        m_site->seedDemo();
         // The pilot first meets the window before the dispatcher books the
         // flight, so that the checklist has something to say.
-        m_site.cancelBookings("demo");
-        m_site.addNews("Welcome aboard Quelby Air",
-                       "Dispatch is booking your first flight, QLB101 from Frankfurt to "
-                       "Stuttgart. Look at the flight information before you fly!");
+        m_site->cancelBookings("demo");
+        m_site->addNews("Welcome aboard Quelby Air",
+                        "Dispatch is booking your first flight, QLB101 from Frankfurt to "
+                        "Stuttgart. Look at the flight information before you fly!");
         std::printf("  website: http://%s (pilot \"demo\", password \"demo\")\n",
-                    m_site.url().c_str());
+                    m_site->url().c_str());
+        // A website in another process may hold earlier flights; only what
+        // arrives from now on is this flight's.
+        m_storedBefore = {m_site->reports().size(), m_site->positionLogs().size(),
+                          m_site->eventLogs().size()};
 
-        m_root = fs::absolute(m_options.out) / "xplane";
-        m_pictures = fs::absolute(m_options.out) / "pictures";
         fs::remove_all(m_root);
         fs::remove_all(m_pictures);
         fs::create_directories(m_root / "Resources" / "plugins");
-        fs::create_directories(m_pictures);
+        if (m_picturesOn) fs::create_directories(m_pictures);
         // Installed as a person installs it: the plug-in's folder, binary and
         // data, copied into Resources/plugins.
         const fs::path installed = testbed::installPluginFolder(m_options.plugin, m_root);
-        testbed::writeClientSettings(m_root, m_site.url());
-        std::printf("  simulator folder: %s\n", m_root.c_str());
+        testbed::writeClientSettings(m_root, m_site->url());
+        std::printf("  simulator folder: %s\n", m_root.string().c_str());
 
         testbed::FlightDescription flight = testbed::loadFlightFile(m_options.flight.string());
         flight.timeScale = m_options.timeScale;
@@ -242,7 +328,7 @@ private:
         printIndented(screenText());
 
         step("The dispatcher books QLB101 Frankfurt - Stuttgart");
-        if (m_site.bookDemoFlight() <= 0) fail("the website did not take the booking");
+        if (m_site->bookDemoFlight() <= 0) fail("the website did not take the booking");
         press("Flight Information");
         expectText("Route");
         picture("flight-information");
@@ -326,7 +412,7 @@ private:
         picture("comment");
         if (m_options.refuseFirstUpload) {
             std::printf("  (the website will refuse this upload, to show the kept report)\n");
-            m_site.injectFailure("writereport", testbed::Failure::httpError(503), 1);
+            m_site->injectFailure("writereport", testbed::Failure::httpError(503), 1);
         }
         press("End flight");
 
@@ -355,8 +441,8 @@ private:
 
     void finish() {
         step("What the website stored");
-        const std::vector<testbed::Record> reports = m_site.reports();
-        if (reports.empty()) fail("the website holds no report");
+        const std::vector<testbed::Record> reports = m_site->reports();
+        if (reports.size() <= m_storedBefore.reports) fail("the website holds no report");
         const testbed::Record& report = reports.back();
         const char* const keys[] = {"ReportId",  "Number",       "Dep",         "Arr",
                                     "PAX",       "Cargo_kg",     "FlightState", "Fuel_TakeOff",
@@ -366,8 +452,9 @@ private:
             const auto found = report.find(key);
             std::printf("  %-13s %s\n", key, found == report.end() ? "-" : found->second.c_str());
         }
-        std::printf("  position entries: %zu, events: %zu\n", m_site.positionLogs().size(),
-                    m_site.eventLogs().size());
+        std::printf("  position entries: %zu, events: %zu\n",
+                    m_site->positionLogs().size() - m_storedBefore.positionLogs,
+                    m_site->eventLogs().size() - m_storedBefore.eventLogs);
         if (fs::exists(m_root / "quelby_report.ini") &&
             readFile(m_root / "quelby_report.ini").find("Tarvex_Reports") != std::string::npos) {
             fail("the kept report is still there after its upload");
@@ -385,12 +472,24 @@ private:
                     std::chrono::duration<double, std::milli>(sim().lastStopDuration()).count());
     }
 
+    struct Stored {
+        std::size_t reports = 0;
+        std::size_t positionLogs = 0;
+        std::size_t eventLogs = 0;
+    };
+
     const Options& m_options;
-    testbed::Website m_site;
+    std::unique_ptr<quelby_demo::DemoSite> m_site;
+    Stored m_storedBefore;
     std::unique_ptr<testbed::FlightModel> m_model;
     testbed::WindowDriver m_window{testbed::Simulator::instance(), kWindow};
     fs::path m_root;
     fs::path m_pictures;
+#ifdef QUELBY_DEMO_PICTURES
+    const bool m_picturesOn = m_options.pictures;
+#else
+    const bool m_picturesOn = false;
+#endif
     int m_pictureCount = 0;
     std::string m_step = "starting";
 };
@@ -403,11 +502,20 @@ int main(int argc, char** argv) {
         std::cerr << kUsage;
         return 2;
     }
+    std::unique_ptr<quelby_demo::DemoSite> site =
+        options.website.empty() ? quelby_demo::makeLocalSite()
+                                : quelby_demo::makeRemoteSite(options.website);
+    if (!site) {
+        std::cerr << "quelby-demo: this build has no website of its own; give --website "
+                     "HOST:PORT\n"
+                  << kUsage;
+        return 2;
+    }
     // The demo has no use for a sound card, and a machine without one must
     // not stop it.
-    setenv("ALSOFT_DRIVERS", "null", 0);
+    setEnvironmentDefault("ALSOFT_DRIVERS", "null");
     const auto start = std::chrono::steady_clock::now();
-    Demo demo(options);
+    Demo demo(options, std::move(site));
     int result = 0;
     try {
         demo.run();

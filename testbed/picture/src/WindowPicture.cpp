@@ -1,5 +1,4 @@
-// Draws a test-bed window with Cairo in X-Plane's widget look, and lays its
-// drawn texts out as console lines.
+// Draws a test-bed window with Cairo in X-Plane's widget look.
 #include "testbed/WindowPicture.h"
 
 #include <cairo.h>
@@ -35,34 +34,6 @@ void setError(std::string* error, const std::string& text) {
     if (error != nullptr) {
         *error = text;
     }
-}
-
-const WidgetInfo* findShownWindow(const Simulator& sim, const std::vector<WidgetInfo>& widgets,
-                                  const std::string& descriptor) {
-    for (const WidgetInfo& widget : widgets) {
-        if (widget.isRoot && widget.descriptor == descriptor &&
-            sim.isWidgetShownOnScreen(widget.id)) {
-            return &widget;
-        }
-    }
-    return nullptr;
-}
-
-// A text belongs to the window when it starts there; X-Plane does not clip a
-// plug-in's strings to a window, the picture's edge does.
-bool startsInside(const DrawnText& text, const WidgetInfo& window) {
-    return text.x >= window.left && text.x < window.right && text.y >= window.bottom &&
-           text.y < window.top;
-}
-
-std::vector<DrawnText> textsInside(const Simulator& sim, const WidgetInfo& window) {
-    std::vector<DrawnText> inside;
-    for (DrawnText& text : sim.lastFrameTexts()) {
-        if (startsInside(text, window)) {
-            inside.push_back(std::move(text));
-        }
-    }
-    return inside;
 }
 
 // The shown widgets under root, each before its children and siblings in
@@ -373,37 +344,6 @@ bool saveWindowPicture(const Simulator& sim, const std::string& windowDescriptor
         return false;
     }
     return true;
-}
-
-std::string windowTextAsLines(const Simulator& sim, const std::string& windowDescriptor) {
-    const std::vector<WidgetInfo> widgets = sim.widgets();
-    const WidgetInfo* window = findShownWindow(sim, widgets, windowDescriptor);
-    if (window == nullptr) {
-        return {};
-    }
-    std::vector<DrawnText> pieces = textsInside(sim, *window);
-    // Top to bottom is y downwards; draw order stays for pieces at one spot.
-    std::stable_sort(pieces.begin(), pieces.end(), [](const DrawnText& a, const DrawnText& b) {
-        return a.y != b.y ? a.y > b.y : a.x < b.x;
-    });
-
-    std::string lines;
-    for (size_t first = 0; first < pieces.size();) {
-        std::string line;
-        size_t next = first;
-        for (; next < pieces.size() && pieces[next].y == pieces[first].y; ++next) {
-            const size_t column =
-                static_cast<size_t>((pieces[next].x - window->left) / kAverageCharWidthPx);
-            const size_t start = line.empty() ? column : std::max(column, line.size() + 1);
-            line.resize(start, ' ');
-            line += pieces[next].text;
-        }
-        line.erase(line.find_last_not_of(' ') + 1);
-        lines += line;
-        lines += '\n';
-        first = next;
-    }
-    return lines;
 }
 
 }  // namespace testbed

@@ -195,8 +195,10 @@ CREATE TABLE IF NOT EXISTS routes (
   id INTEGER PRIMARY KEY, airline_id INTEGER, airline TEXT, number TEXT, departure TEXT,
   arrival TEXT, departure_time TEXT, arrival_time TEXT, route TEXT, price TEXT, remarks TEXT,
   simrate INTEGER, flight_type TEXT, aircraft_type_id INTEGER);
+-- A flight log's id is never given again, not even after its booking is
+-- cancelled: a report stored under it must not turn the next flight away.
 CREATE TABLE IF NOT EXISTS flight_logs (
-  id INTEGER PRIMARY KEY, pilot_id INTEGER, route_id INTEGER, aircraft_id INTEGER,
+  id INTEGER PRIMARY KEY AUTOINCREMENT, pilot_id INTEGER, route_id INTEGER, aircraft_id INTEGER,
   distance TEXT, duration TEXT, status TEXT, passengers TEXT, cargo TEXT, multiplier TEXT,
   flight_type TEXT, lon TEXT DEFAULT '', lat TEXT DEFAULT '', flight_state TEXT DEFAULT '',
   fuel TEXT DEFAULT '', timestamp INTEGER);

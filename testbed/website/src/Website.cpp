@@ -1,5 +1,5 @@
 // The website's HTTP side: the server's life, the one script's handler, the
-// injected failures, and the C++ API over the database.
+// injected failures, the control requests, and the C++ API over the database.
 #include "testbed/Website.h"
 
 #include <arpa/inet.h>
@@ -20,9 +20,11 @@
 #include <thread>
 
 #include "Answer.h"
+#include "ControlRequests.h"
 #include "FormBody.h"
 #include "SiteDatabase.h"
 #include "SiteFunctions.h"
+#include "testbed/ControlForm.h"
 
 namespace testbed {
 
@@ -93,7 +95,10 @@ void dropConnection(int serverPort, int clientPort) {
 
 class Website::Impl {
 public:
-    explicit Impl(const std::string& databasePath) : m_db(databasePath) {}
+    Impl(Website& site, const std::string& databasePath) : m_site(site), m_db(databasePath) {}
+
+    // The control requests steer the site through its own API.
+    Website& m_site;
 
     // The database and everything that reads or writes it.
     mutable std::mutex m_dataMutex;
@@ -279,6 +284,12 @@ public:
                      [this](const httplib::Request& request, httplib::Response& response) {
                          handle(request, response);
                      });
+        server->Post(kWebsiteControlPath,
+                     [this](const httplib::Request& request, httplib::Response& response) {
+                         const ControlAnswer answer = answerControlRequest(m_site, request.body);
+                         response.status = answer.status;
+                         response.set_content(answer.body, kAnswerContentType);
+                     });
         int bound = -1;
         if (port == 0) {
             bound = server->bind_to_any_port("127.0.0.1");
@@ -329,7 +340,8 @@ public:
     }
 };
 
-Website::Website(const std::string& databasePath) : m_impl(std::make_unique<Impl>(databasePath)) {}
+Website::Website(const std::string& databasePath)
+    : m_impl(std::make_unique<Impl>(*this, databasePath)) {}
 
 Website::~Website() { stop(); }
 

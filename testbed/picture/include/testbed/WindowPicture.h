@@ -1,10 +1,11 @@
 // Shows a window of the emulated X-Plane the way a pilot would see it: as a
-// PNG picture in X-Plane's widget look, or as its drawn texts laid out in lines.
+// PNG picture in X-Plane's widget look (its texts as lines: WindowText.h).
 #pragma once
 
 #include <string>
 
 #include "testbed/Simulator.h"
+#include "testbed/WindowText.h"
 
 namespace testbed {
 
@@ -20,11 +21,5 @@ struct PictureOptions {
 bool saveWindowPicture(const Simulator& sim, const std::string& windowDescriptor,
                        const std::string& pngPath, std::string* error = nullptr,
                        const PictureOptions& options = {});
-
-// The last frame's texts inside that window as console lines: one line per
-// distinct y, top to bottom; within a line the pieces go left to right, each
-// at column (x - window left) / 6 (the average character width), with at least one space between
-// pieces and no trailing spaces. Every line ends in '\n'. Empty when the window is not shown.
-std::string windowTextAsLines(const Simulator& sim, const std::string& windowDescriptor);
 
 }  // namespace testbed

@@ -1,6 +1,8 @@
 // The stand-in airline website: serves the client's one script over HTTP on
 // 127.0.0.1, keeps its airline, pilots, bookings and everything it receives in
 // SQLite, and fails on request so that tests can watch the client cope.
+// Beside the script it answers control requests (testbed/ControlForm.h), by
+// which a program in another process steers it as this API does.
 //
 // Threads: the HTTP server answers on threads of its own; every method here
 // may be called from any thread at any time (the database sits behind one
