@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Makes the release zip for pilots: build/release/Quelby-v<version>-lin_x64.zip,
-# whose Quelby/lin_x64/Quelby.xpl loads on any 64-bit Linux from glibc 2.31
-# (Debian 11, Ubuntu 20.04 and everything newer) with nothing to install.
+# Makes the release zip for pilots: build/release/Quelby-v<version>.zip, whose
+# Quelby/lin_x64/Quelby.xpl loads on any 64-bit Linux from glibc 2.31
+# (Debian 11, Ubuntu 20.04 and everything newer) and Quelby/win_x64/Quelby.xpl
+# on 64-bit Windows, both with nothing to install. The Windows one is
+# cross-built with MinGW-w64 (tools/windows/build.sh).
 #
 # It builds inside a Debian 11 root made with debootstrap from Debian's
 # package registry, with that release's compiler and C library; OpenSSL and
@@ -89,7 +91,21 @@ echo "== what the plug-in needs"
 mkdir -p "$out/unpacked"
 (cd "$out/unpacked" && cmake -E tar xf "$zip")
 bash "$here/check-needs.sh" "$out/unpacked/Quelby/lin_x64/Quelby.xpl"
+
+echo "== the Windows plug-in, cross-built with MinGW-w64"
+bash "$root/tools/windows/build.sh" --target Quelby
+windll="${QUELBY_WINDOWS_BUILD_DIR:-$root/build-windows}/Quelby/win_x64/Quelby.xpl"
+bash "$root/tools/windows/check-imports.sh" "$windll"
+
+# One zip for every pilot: both binaries beside the shared data folder, in
+# X-Plane's layout for a plug-in with several platforms.
+mkdir -p "$out/unpacked/Quelby/win_x64"
+cp "$windll" "$out/unpacked/Quelby/win_x64/"
+rm -f "$zip"
+zip="$out/$(basename "$zip" -lin_x64.zip).zip"
+(cd "$out/unpacked" && cmake -E tar cf "$zip" --format=zip Quelby)
 echo "release: $zip ($(stat -c %s "$zip") bytes)"
+(cd "$out/unpacked" && find Quelby -type f | sort | sed 's/^/  /')
 
 if [ "$prove" -eq 1 ]; then
   bash "$here/prove-bare.sh" "$zip" "$out/testbed"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the plug-in, the test bed and the tests,
 # then runs the tests; a plain run ends with the benchmark's and the fuzzers'
-# short forms.
+# short forms and the Windows build's tests and demo flight under Wine.
 #   QUELBY_SANITIZE=address,undefined tools/test.sh   builds with sanitizers
 #   tools/test.sh -R 'ThreadSync'                     passes options to ctest
 set -euo pipefail
@@ -25,4 +25,6 @@ if [ -z "$sanitize" ] && [ "$#" -eq 0 ]; then
   "$build/bench/quelby-bench" --short --out "$build/bench-run"
   echo "== fuzzing, a minute per target"
   bash "$root/tools/fuzz.sh" 60
+  echo "== Windows: cross-built, tested and flown under Wine"
+  QUELBY_WEBSITE_PROGRAM="$build/testbed/website/quelby-website" bash "$root/tools/windows/test.sh"
 fi
