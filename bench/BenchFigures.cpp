@@ -117,14 +117,16 @@ CostFigures figuresOf(const LatencyHistogram& histogram) {
 
 std::optional<HandshakeSummary> parseHandshakeLine(const std::string& logText) {
     static const std::regex line(
-        "Simulator thread: ([0-9]+) brackets, mean ([0-9.]+) us, longest ([0-9.]+) us");
+        "Simulator thread: ([0-9]+) jobs in ([0-9]+) frames, mean ([0-9.]+) us a frame, "
+        "longest ([0-9.]+) us");
     std::optional<HandshakeSummary> last;
     for (auto it = std::sregex_iterator(logText.begin(), logText.end(), line);
          it != std::sregex_iterator(); ++it) {
         HandshakeSummary summary;
-        summary.brackets = std::stoul((*it)[1].str());
-        summary.meanUs = std::stod((*it)[2].str());
-        summary.longestUs = std::stod((*it)[3].str());
+        summary.jobs = std::stoul((*it)[1].str());
+        summary.frames = std::stoul((*it)[2].str());
+        summary.meanUs = std::stod((*it)[3].str());
+        summary.longestUs = std::stod((*it)[4].str());
         last = summary;
     }
     return last;

@@ -68,10 +68,11 @@ struct SlowFrameAccount {
 // frame, so that its processor was held by the machine's host.
 bool heldElsewhere(const SlowFrameAccount& account);
 
-// The line the plug-in logs at stop: "Simulator thread: <n> brackets, mean
-// <x> us, longest <y> us". The last one in the log wins.
+// The line the plug-in logs at stop: "Simulator thread: <n> jobs in <f>
+// frames, mean <x> us a frame, longest <y> us". The last one in the log wins.
 struct HandshakeSummary {
-    unsigned long brackets = 0;
+    unsigned long jobs = 0;
+    unsigned long frames = 0;
     double meanUs = 0.0;
     double longestUs = 0.0;
 };

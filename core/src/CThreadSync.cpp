@@ -1,88 +1,108 @@
-// The simulator-access handshake between the client thread and the
-// simulator's thread.
+// The client thread's jobs for the simulator's thread, and the batches that
+// hand over one screen's changes as one job.
 #include "CThreadSync.h"
 
 #include <cstdio>
+#include <utility>
 
-int& CSimulatorBracket::depth() {
-    static thread_local int t_depth = 0;
-    return t_depth;
-}
+namespace {
+
+// The innermost batch of this thread.
+thread_local CSimulatorBatch* t_batch = nullptr;
+
+}  // namespace
 
 CThreadSync::CThreadSync() = default;
 CThreadSync::~CThreadSync() = default;
 
-bool CThreadSync::wait() {
-    std::unique_lock<std::mutex> lock(m_requestMutex);
+std::uint64_t CThreadSync::enqueue(std::function<void()> job) {
+    std::lock_guard<std::mutex> lock(m_mutex);
     if (m_bShutDown) {
-        return false;
+        return 0;
     }
-    // The request mutex is held from clearing the flag until the condition
-    // wait releases it, so the simulator's thread cannot see the request
-    // before this thread sleeps on it: no wake-up is lost.
-    m_bGranted = false;
-    while (!m_bGranted && !m_bShutDown) {
-        m_requestCondition.wait(lock);
-    }
-    if (!m_bGranted) {
-        // Given up at shutdown: withdraw the request.
-        m_bGranted = true;
-        return false;
-    }
-    return true;
-}
-
-void CThreadSync::wakeup() {
-    {
-        std::lock_guard<std::mutex> lock(m_releaseMutex);
-        m_bReleased = true;
-    }
-    m_releaseCondition.notify_all();
+    m_jobs.emplace_back(++m_lastTicket, std::move(job));
+    return m_lastTicket;
 }
 
 bool CThreadSync::runOnSimulator(const std::function<void()>& job) {
-    if (isSimulatorThread() || CSimulatorBracket::heldByThisThread()) {
+    if (isSimulatorThread()) {
         job();
         return true;
     }
-    std::unique_lock<std::mutex> lock(m_requestMutex);
-    // One job at a time; only the client thread passes any.
-    while (m_pJob != nullptr && !m_bShutDown) {
-        m_jobDoneCondition.wait(lock);
+    // What this thread's batch holds was asked for first.
+    if (CSimulatorBatch* batch = CSimulatorBatch::openFor(this)) {
+        batch->handOver();
     }
-    if (m_bShutDown) {
+    // The caller waits here until the job has run or is dropped at shutdown,
+    // so the job may refer to the caller's own variables.
+    const std::uint64_t ticket = enqueue([&job] { job(); });
+    if (ticket == 0) {
         return false;
     }
-    m_pJob = &job;
-    m_bJobDone = false;
-    while (!m_bJobDone && !m_bShutDown) {
-        m_jobDoneCondition.wait(lock);
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (m_doneTicket.load(std::memory_order_acquire) < ticket && !m_bShutDown) {
+        // The simulator's thread never waits for this lock, so it may signal
+        // while this thread is between its test and its sleep: the time
+        // limit makes up for such a signal.
+        m_doneCondition.wait_for(lock, std::chrono::milliseconds(2));
     }
-    if (!m_bJobDone) {
-        // Given up at shutdown, which the simulator's thread calls between
-        // frames: the job never started and is withdrawn.
-        m_pJob = nullptr;
-        return false;
-    }
-    return true;
+    return m_doneTicket.load(std::memory_order_acquire) >= ticket;
 }
 
-void CThreadSync::runJob(const std::function<void()>& job) {
-    const auto startedAt = std::chrono::steady_clock::now();
-    try {
+bool CThreadSync::post(std::function<void()> job) {
+    if (isSimulatorThread()) {
         job();
-    } catch (...) {
-        // The client waits for the job to end, thrown or not; a job is a
-        // handful of reads that do not throw.
+        return true;
     }
+    if (CSimulatorBatch* batch = CSimulatorBatch::openFor(this)) {
+        batch->m_jobs.push_back(std::move(job));
+        return !isShutDown();
+    }
+    return enqueue(std::move(job)) != 0;
+}
+
+void CThreadSync::trywait() {
+    // Never waits, not even for the lock: the client thread holds it only to
+    // queue a job, but a machine that switches it out right then would make
+    // the frame wait for it. The jobs then run in the next frame.
+    std::unique_lock<std::mutex> lock(m_mutex, std::try_to_lock);
+    if (!lock.owns_lock() || m_jobs.empty()) {
+        return;  // nothing handed over: the path of almost every frame
+    }
+    // The clock is read only here, with a job waiting: the frames without
+    // one stay at a lock and a test.
+    const auto startedAt = std::chrono::steady_clock::now();
+    unsigned long ran = 0;
+    for (;;) {
+        std::pair<std::uint64_t, std::function<void()>> next = std::move(m_jobs.front());
+        m_jobs.pop_front();
+        lock.unlock();
+        try {
+            next.second();
+        } catch (...) {
+            // A job is a handful of simulator calls that do not throw; one
+            // that did must not stop the frame nor the jobs after it.
+        }
+        ++ran;
+        m_doneTicket.store(next.first, std::memory_order_release);
+        // Taking the lock once, if it is free, orders this with a caller
+        // about to sleep; if the caller holds it, its wait's time limit
+        // covers the wake-up this may miss.
+        if (lock.try_lock()) {
+            lock.unlock();
+        }
+        m_doneCondition.notify_all();
+        if (std::chrono::steady_clock::now() - startedAt >= kFrameBudget || !lock.try_lock()) {
+            break;  // the rest waits for the next frame
+        }
+        if (m_jobs.empty()) {
+            lock.unlock();
+            break;
+        }
+    }
+    m_grants.fetch_add(ran, std::memory_order_relaxed);
+    m_frames.fetch_add(1, std::memory_order_relaxed);
     countHeld(std::chrono::steady_clock::now() - startedAt);
-    {
-        std::lock_guard<std::mutex> lock(m_requestMutex);
-        m_pJob = nullptr;
-        m_bJobDone = true;
-    }
-    m_grants.fetch_add(1, std::memory_order_relaxed);
-    m_jobDoneCondition.notify_all();
 }
 
 void CThreadSync::countHeld(std::chrono::steady_clock::duration held) {
@@ -94,66 +114,65 @@ void CThreadSync::countHeld(std::chrono::steady_clock::duration held) {
     }
 }
 
-void CThreadSync::trywait() {
-    const std::function<void()>* job = nullptr;
-    {
-        std::lock_guard<std::mutex> lock(m_requestMutex);
-        if (m_bGranted && m_pJob == nullptr) {
-            return;  // no request pending: the path of almost every frame
-        }
-        job = m_pJob;
-    }
-    if (job != nullptr) {
-        // The client thread waits for the job, so it asks for no bracket.
-        runJob(*job);
-        return;
-    }
-    {
-        // Cleared before the grant so that a wakeup() that comes quickly,
-        // before this thread sleeps below, is never overwritten.
-        std::lock_guard<std::mutex> lock(m_releaseMutex);
-        m_bReleased = false;
-    }
-    // The clock is read only here, with a request pending: the frames
-    // without one stay at a lock and a flag.
-    const auto grantedAt = std::chrono::steady_clock::now();
-    {
-        std::lock_guard<std::mutex> lock(m_requestMutex);
-        m_bGranted = true;
-    }
-    m_grants.fetch_add(1, std::memory_order_relaxed);
-    m_requestCondition.notify_all();
-
-    {
-        std::unique_lock<std::mutex> lock(m_releaseMutex);
-        while (!m_bReleased) {
-            m_releaseCondition.wait(lock);
-        }
-    }
-    countHeld(std::chrono::steady_clock::now() - grantedAt);
-}
-
 std::string CThreadSync::heldSummary() const {
-    const unsigned long brackets = grantCount();
+    const unsigned long jobs = grantCount();
+    const unsigned long frames = m_frames.load(std::memory_order_relaxed);
     const double totalUs = static_cast<double>(heldTotal().count()) / 1000.0;
-    const double meanUs = brackets == 0 ? 0.0 : totalUs / static_cast<double>(brackets);
+    const double meanUs = frames == 0 ? 0.0 : totalUs / static_cast<double>(frames);
     const double longestUs = static_cast<double>(heldLongest().count()) / 1000.0;
-    char text[128];
-    std::snprintf(text, sizeof(text), "%lu brackets, mean %.1f us, longest %.1f us", brackets,
-                  meanUs, longestUs);
+    char text[160];
+    std::snprintf(text, sizeof(text), "%lu jobs in %lu frames, mean %.1f us a frame, longest %.1f us",
+                  jobs, frames, meanUs, longestUs);
     return text;
 }
 
 void CThreadSync::shutdown() {
+    std::deque<std::pair<std::uint64_t, std::function<void()>>> dropped;
     {
-        std::lock_guard<std::mutex> lock(m_requestMutex);
+        std::lock_guard<std::mutex> lock(m_mutex);
         m_bShutDown = true;
+        dropped.swap(m_jobs);
     }
-    m_requestCondition.notify_all();
-    m_jobDoneCondition.notify_all();
+    m_doneCondition.notify_all();
+    // Destroyed outside the lock: a job's captures may be large.
 }
 
 bool CThreadSync::isShutDown() const {
-    std::lock_guard<std::mutex> lock(m_requestMutex);
+    std::lock_guard<std::mutex> lock(m_mutex);
     return m_bShutDown;
+}
+
+CSimulatorBatch::CSimulatorBatch(CThreadSync* threadSync)
+    : m_pThreadSync(threadSync), m_pOuter(t_batch) {
+    t_batch = this;
+}
+
+CSimulatorBatch::~CSimulatorBatch() {
+    t_batch = m_pOuter;
+    handOver();
+}
+
+CSimulatorBatch* CSimulatorBatch::openFor(const CThreadSync* threadSync) {
+    CSimulatorBatch* outermost = nullptr;
+    for (CSimulatorBatch* batch = t_batch; batch != nullptr; batch = batch->m_pOuter) {
+        if (batch->m_pThreadSync == threadSync) {
+            outermost = batch;
+        }
+    }
+    return outermost;
+}
+
+void CSimulatorBatch::handOver() {
+    if (m_jobs.empty() || m_pThreadSync == nullptr) {
+        return;
+    }
+    std::vector<std::function<void()>> jobs;
+    jobs.swap(m_jobs);
+    // An inner batch's jobs went to the outermost batch already; what is
+    // left here is this batch's own.
+    m_pThreadSync->enqueue([jobs = std::move(jobs)] {
+        for (const std::function<void()>& job : jobs) {
+            job();
+        }
+    });
 }

@@ -176,7 +176,7 @@ void CClient::checkConnection() {
 void CClient::runFlightChecks() {
     CFlightSimulatorInterface* simulator = m_ui.getSimulator();
     CReport* report = m_ui.getReport();
-    // One bracket for both: near the ground this runs 20 times a second.
+    // One job for both: near the ground this runs 20 times a second.
     simulator->readSnapshotAndTanks();
     if (CCheatDetector* detector = m_ui.getCheatDetector()) {
         detector->doChecks();

@@ -247,7 +247,7 @@ void stop() {
     }
     if (g_pThreadSync != nullptr) {
         // What the client's simulator access cost the simulator over the
-        // whole run: a bracket holds the frame in which it is granted.
+        // whole run: the frames in which it ran the client's jobs.
         CLogger logger("CPlugin", false);
         logger.debug("Simulator thread: " + g_pThreadSync->heldSummary());
     }

@@ -2,7 +2,7 @@
 // tank figures, and the operations that read and write the simulator.
 //
 // Threads: the client thread only. Implementations reach the simulator
-// through the handshake, one bracket per operation.
+// through the handshake, one job on the simulator's thread per operation.
 #pragma once
 
 #include <string>

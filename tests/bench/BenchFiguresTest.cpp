@@ -90,17 +90,19 @@ TEST(HandshakeLineTest, ReadsTheLineThePluginWrites_lastOneWins) {
     const std::string written = "Debug: [CPlugin] Simulator thread: " + sync.heldSummary();
     const auto fresh = bench::parseHandshakeLine(written);
     ASSERT_TRUE(fresh.has_value()) << written;
-    EXPECT_EQ(fresh->brackets, 0u);
+    EXPECT_EQ(fresh->jobs, 0u);
+    EXPECT_EQ(fresh->frames, 0u);
 
     const std::string log =
-        "12.03.25 - 10:00:00 Debug: [CPlugin] Simulator thread: 12 brackets, mean 3.5 us, "
-        "longest 40.0 us\n"
+        "12.03.25 - 10:00:00 Debug: [CPlugin] Simulator thread: 12 jobs in 10 frames, mean 3.5 us "
+        "a frame, longest 40.0 us\n"
         "12.03.25 - 10:05:00 Init: CClient\n"
-        "12.03.25 - 10:09:00 Debug: [CPlugin] Simulator thread: 1234 brackets, mean 12.3 us, "
-        "longest 456.7 us\n";
+        "12.03.25 - 10:09:00 Debug: [CPlugin] Simulator thread: 1234 jobs in 1200 frames, mean "
+        "12.3 us a frame, longest 456.7 us\n";
     const auto last = bench::parseHandshakeLine(log);
     ASSERT_TRUE(last.has_value());
-    EXPECT_EQ(last->brackets, 1234u);
+    EXPECT_EQ(last->jobs, 1234u);
+    EXPECT_EQ(last->frames, 1200u);
     EXPECT_DOUBLE_EQ(last->meanUs, 12.3);
     EXPECT_DOUBLE_EQ(last->longestUs, 456.7);
     EXPECT_FALSE(bench::parseHandshakeLine("Init: CClient\n").has_value());

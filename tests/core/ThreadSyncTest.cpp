@@ -5,7 +5,9 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "CThreadSync.h"
 #include "CTimer.h"
@@ -38,178 +40,179 @@ protected:
     CThreadSync sync;
 };
 
-TEST_F(ThreadSyncTest, Request_isGrantedOnlyByNextFrame_andFrameWaitsForWakeup) {
-    std::atomic<bool> granted{false};
-    std::atomic<bool> released{false};
-    std::promise<void> mayRelease;
-    std::thread client([&] {
-        ASSERT_TRUE(sync.wait());
-        granted = true;
-        mayRelease.get_future().wait();
-        released = true;
-        sync.wakeup();
-    });
-    // Without a frame the request is not served.
-    std::this_thread::sleep_for(50ms);
-    EXPECT_FALSE(granted.load()) << "access was granted without a drawn frame";
-
-    // The next frame grants access and does not end until wakeup().
-    std::thread releaser([&] {
-        while (!granted) std::this_thread::sleep_for(1ms);
-        std::this_thread::sleep_for(30ms);
-        mayRelease.set_value();
-    });
-    const auto frameStart = std::chrono::steady_clock::now();
-    sim().runFrames(1);
-    const auto frameTime = std::chrono::steady_clock::now() - frameStart;
-    EXPECT_TRUE(granted.load());
-    EXPECT_TRUE(released.load()) << "the frame ended before the client gave access back";
-    EXPECT_GE(frameTime, 30ms);
-    client.join();
-    releaser.join();
-}
-
-TEST_F(ThreadSyncTest, ThousandsOfJobsAndBracketsInTurn_loseNoWakeupAndNeverDeadlock) {
-    constexpr int kCycles = 6000;
-    std::atomic<int> done{0};
-    int jobsRun = 0;
-    std::thread client([&] {
-        for (int i = 0; i < kCycles; ++i) {
-            if (i % 3 == 0) {
-                ASSERT_TRUE(sync.runOnSimulator([&] { ++jobsRun; }));
-            } else {
-                ASSERT_TRUE(sync.wait());
-                // Quick and slightly delayed releases, so that wakeup() lands
-                // both before and after the simulator's thread sleeps.
-                if (i % 3 == 1) std::this_thread::yield();
-                sync.wakeup();
-            }
-            done = i + 1;
-        }
-    });
-    const bool finished = sim().runUntil([&] { return done.load() == kCycles; }, 60000ms);
-    EXPECT_TRUE(finished) << "only " << done.load() << " of " << kCycles << " cycles completed";
-    if (!finished) sync.shutdown();
-    client.join();
-    EXPECT_EQ(jobsRun, kCycles / 3);
-    EXPECT_EQ(sync.grantCount(), static_cast<unsigned long>(kCycles));
-    // One request is served per frame at most.
-    EXPECT_GE(sim().frameCount(), static_cast<uint64_t>(kCycles));
-}
-
-TEST_F(ThreadSyncTest, HeldTime_advancesWithRealBrackets_andStaysPutWithoutRequests) {
-    // Without a request, frames run back to back.
-    sim().runFrames(50);
-    EXPECT_EQ(sim().frameCount(), 50u);
-    EXPECT_EQ(sync.grantCount(), 0u);
-    EXPECT_EQ(sync.heldTotal().count(), 0);
-    EXPECT_EQ(sync.heldLongest().count(), 0);
-
-    // Three brackets of which the last holds the frame longest.
-    std::atomic<int> done{0};
-    std::thread client([&] {
-        for (auto hold : {2ms, 2ms, 8ms}) {
-            ASSERT_TRUE(sync.wait());
-            std::this_thread::sleep_for(hold);
-            sync.wakeup();
-            ++done;
-        }
-    });
-    const bool finished = sim().runUntil([&] { return done.load() == 3; }, 10000ms);
-    if (!finished) sync.shutdown();
-    client.join();
-    ASSERT_TRUE(finished);
-    EXPECT_EQ(sync.grantCount(), 3u);
-    EXPECT_GE(sync.heldTotal(), 12ms);
-    EXPECT_GE(sync.heldLongest(), 8ms);
-    EXPECT_LT(sync.heldLongest(), sync.heldTotal());
-    EXPECT_EQ(sync.heldSummary().rfind("3 brackets, mean ", 0), 0u) << sync.heldSummary();
-
-    const auto total = sync.heldTotal();
-    const auto longest = sync.heldLongest();
-    sim().runFrames(50);
-    EXPECT_EQ(sync.grantCount(), 3u);
-    EXPECT_EQ(sync.heldTotal(), total);
-    EXPECT_EQ(sync.heldLongest(), longest);
-}
-
-TEST_F(ThreadSyncTest, Job_runsOnTheSimulatorsThreadInTheNextFrame_andCountsAsAccess) {
-    sim().setInt("sim/time/sim_speed", 4);
-    std::atomic<bool> ran{false};
-    std::atomic<int> rate{0};
-    std::thread::id ranOn;
-    std::promise<bool> result;
-    std::thread client([&] {
-        result.set_value(sync.runOnSimulator([&] {
-            ranOn = std::this_thread::get_id();
-            rate = XPLMGetDatai(XPLMFindDataRef("sim/time/sim_speed"));
-            ran = true;
-        }));
-    });
-    std::this_thread::sleep_for(50ms);
-    EXPECT_FALSE(ran.load()) << "the job ran without a frame";
-    ASSERT_TRUE(sim().runUntil([&] { return ran.load(); }, 5000ms));
-    client.join();
-    EXPECT_TRUE(result.get_future().get());
-    EXPECT_EQ(ranOn, std::this_thread::get_id());
-    EXPECT_EQ(rate.load(), 4);
-    EXPECT_EQ(sync.grantCount(), 1u);
-    EXPECT_GT(sync.heldTotal().count(), 0);
-    EXPECT_TRUE(sim().threadViolations().empty());
-}
-
-TEST_F(ThreadSyncTest, JobOnTheSimulatorsThreadOrInsideABracket_runsAtOnce) {
-    bool ranHere = false;
-    EXPECT_TRUE(sync.runOnSimulator([&] { ranHere = true; }));
-    EXPECT_TRUE(ranHere);
-    EXPECT_EQ(sim().frameCount(), 0u);
-
-    // Inside its bracket the client has access already; passing the job on
-    // would wait for the frame its bracket holds.
+TEST_F(ThreadSyncTest, Job_runsOnTheSimulatorsThreadInTheNextFrame_whileTheCallerWaits) {
     std::atomic<bool> done{false};
     std::thread::id ranOn;
-    std::thread::id clientId;
     std::thread client([&] {
-        clientId = std::this_thread::get_id();
-        CSimulatorBracket bracket(&sync);
-        ASSERT_TRUE(bracket.granted());
         EXPECT_TRUE(sync.runOnSimulator([&] { ranOn = std::this_thread::get_id(); }));
         done = true;
     });
-    ASSERT_TRUE(sim().runUntil([&] { return done.load(); }, 5000ms));
+    // Without a frame the job does not run.
+    std::this_thread::sleep_for(50ms);
+    EXPECT_FALSE(done.load()) << "the job ran without a drawn frame";
+    ASSERT_TRUE(sim().runUntil([&] { return done.load(); }, 2000ms));
     client.join();
-    EXPECT_EQ(ranOn, clientId);
-    EXPECT_EQ(sync.grantCount(), 1u) << "the bracket only";
+    EXPECT_EQ(ranOn, std::this_thread::get_id()) << "the frame loop's thread runs the job";
+    EXPECT_EQ(sync.grantCount(), 1u);
 }
 
-// A client blocked in wait() (false) or runOnSimulator() (true) without a frame.
-class ThreadSyncShutdownTest : public ThreadSyncTest, public ::testing::WithParamInterface<bool> {};
+TEST_F(ThreadSyncTest, PostedChanges_takeEffectInTheOrderHandedOver_andAReadSeesThemAll) {
+    std::vector<int> effects;  // touched by the simulator's thread only
+    std::vector<int> seen;
+    std::atomic<bool> done{false};
+    std::thread client([&] {
+        for (int i = 0; i < 500; ++i) {
+            EXPECT_TRUE(sync.post([&effects, i] { effects.push_back(i); }));
+            if (i % 100 == 99) {
+                // A read between the changes sees every change before it.
+                EXPECT_TRUE(sync.runOnSimulator([&] { seen.push_back(static_cast<int>(effects.size())); }));
+            }
+        }
+        done = true;
+    });
+    ASSERT_TRUE(sim().runUntil([&] { return done.load(); }, 10000ms));
+    client.join();
+    ASSERT_EQ(effects.size(), 500u);
+    for (int i = 0; i < 500; ++i) ASSERT_EQ(effects[i], i) << "changes out of order";
+    EXPECT_EQ(seen, (std::vector<int>{100, 200, 300, 400, 500}));
+}
 
-TEST_P(ThreadSyncShutdownTest, ReleasesTheWaitingClient_andLaterRequestsGiveUp) {
-    std::atomic<bool> ran{false};
-    const auto request = [&] {
-        return GetParam() ? sync.runOnSimulator([&] { ran = true; }) : sync.wait();
+TEST_F(ThreadSyncTest, Frame_runsJobsOnlyWithinItsBudget_andNeverWaitsForTheClient) {
+    // Each job takes longer than a frame's budget: one job a frame, however
+    // many wait.
+    const auto longJob = [] {
+        const auto until = std::chrono::steady_clock::now() + 2 * CThreadSync::kFrameBudget;
+        while (std::chrono::steady_clock::now() < until) {
+        }
     };
+    std::atomic<int> handedOver{0};
+    std::thread client([&] {
+        for (int i = 0; i < 5; ++i) {
+            sync.post(longJob);
+            ++handedOver;
+        }
+    });
+    client.join();
+    EXPECT_EQ(handedOver.load(), 5) << "handing over never waits for a frame";
+    for (unsigned long frame = 1; frame <= 5; ++frame) {
+        sim().runFrames(1);
+        EXPECT_EQ(sync.grantCount(), frame);
+    }
+    // Quick jobs share a frame.
+    std::thread quick([&] {
+        for (int i = 0; i < 20; ++i) sync.post([] {});
+    });
+    quick.join();
+    sim().runFrames(1);
+    EXPECT_EQ(sync.grantCount(), 25u);
+    // A frame with nothing handed over runs nothing.
+    sim().runFrames(3);
+    EXPECT_EQ(sync.grantCount(), 25u);
+    EXPECT_GE(sync.heldLongest(), 2 * CThreadSync::kFrameBudget);
+}
+
+TEST_F(ThreadSyncTest, Batch_isHandedOverAsOneJobAtItsEnd_andAReadInsideItSeesItsChanges) {
+    std::vector<std::string> effects;
+    std::atomic<int> step{0};
+    std::thread client([&] {
+        {
+            CSimulatorBatch screen(&sync);
+            sync.post([&] { effects.push_back("hide"); });
+            {
+                CSimulatorBatch inner(&sync);
+                sync.post([&] { effects.push_back("text"); });
+            }
+            sync.post([&] { effects.push_back("show"); });
+            step = 1;
+            while (step != 2) std::this_thread::sleep_for(1ms);
+            std::size_t count = 0;
+            EXPECT_TRUE(sync.runOnSimulator([&] { count = effects.size(); }));
+            EXPECT_EQ(count, 3u) << "a read inside a batch sees the batch's changes";
+            sync.post([&] { effects.push_back("check"); });
+        }
+        step = 3;
+    });
+    while (step != 1) std::this_thread::sleep_for(1ms);
+    sim().runFrames(2);
+    EXPECT_TRUE(effects.empty()) << "nothing of an open batch takes effect";
+    step = 2;
+    ASSERT_TRUE(sim().runUntil([&] { return step == 3; }, 2000ms));
+    client.join();
+    sim().runFrames(1);
+    EXPECT_EQ(effects, (std::vector<std::string>{"hide", "text", "show", "check"}));
+    EXPECT_EQ(sync.grantCount(), 3u) << "the batch's first part, the read, the batch's rest";
+}
+
+TEST_F(ThreadSyncTest, OnTheSimulatorsThread_jobsRunAtOnce) {
+    int runs = 0;
+    EXPECT_TRUE(sync.runOnSimulator([&] { ++runs; }));
+    EXPECT_TRUE(sync.post([&] { ++runs; }));
+    EXPECT_EQ(runs, 2);
+    EXPECT_EQ(sync.grantCount(), 0u) << "nothing was handed over";
+}
+
+TEST_F(ThreadSyncTest, HeldTime_countsTheFramesWithJobs_andTheSummarySaysSo) {
+    EXPECT_EQ(sync.heldSummary(), "0 jobs in 0 frames, mean 0.0 us a frame, longest 0.0 us");
+    std::thread client([&] {
+        for (int i = 0; i < 3; ++i) sync.post([] { std::this_thread::sleep_for(1ms); });
+    });
+    client.join();
+    sim().runFrames(3);
+    EXPECT_EQ(sync.grantCount(), 3u);
+    EXPECT_GE(sync.heldTotal(), 3ms);
+    EXPECT_GE(sync.heldLongest(), 1ms);
+    EXPECT_EQ(sync.heldSummary().rfind("3 jobs in 3 frames, mean ", 0), 0u) << sync.heldSummary();
+    const auto total = sync.heldTotal();
+    sim().runFrames(5);
+    EXPECT_EQ(sync.heldTotal(), total) << "frames without jobs cost nothing";
+}
+
+TEST_F(ThreadSyncTest, ThousandsOfReadsAndChanges_neverLoseOneNorDeadlock) {
+    std::atomic<bool> done{false};
+    int counter = 0;  // the simulator's thread's
+    std::thread client([&] {
+        for (int i = 0; i < 3000; ++i) {
+            if (i % 3 == 0) {
+                int value = -1;
+                ASSERT_TRUE(sync.runOnSimulator([&] { value = counter; }));
+                ASSERT_EQ(value, i - i / 3) << "a read saw a change missing";
+            } else {
+                sync.post([&] { ++counter; });
+            }
+        }
+        done = true;
+    });
+    ASSERT_TRUE(sim().runUntil([&] { return done.load(); }, 20000ms));
+    client.join();
+    sim().runFrames(1);
+    EXPECT_EQ(counter, 2000);
+}
+
+TEST_F(ThreadSyncTest, Shutdown_releasesTheWaitingCaller_dropsWhatWaits_andRefusesTheRest) {
+    std::atomic<bool> ran{false};
     std::promise<bool> result;
-    std::thread client([&] { result.set_value(request()); });
+    std::thread client([&] {
+        sync.post([&] { ran = true; });
+        result.set_value(sync.runOnSimulator([&] { ran = true; }));
+    });
     auto future = result.get_future();
     EXPECT_EQ(future.wait_for(50ms), std::future_status::timeout) << "returned without a frame";
     sync.shutdown();
     ASSERT_EQ(future.wait_for(2000ms), std::future_status::ready) << "shutdown did not release it";
     EXPECT_FALSE(future.get());
     client.join();
-    // A frame after shutdown does not block: the withdrawn request is gone.
+    EXPECT_TRUE(sync.isShutDown());
     sim().runFrames(1);
-    EXPECT_EQ(sim().frameCount(), 1u);
-    std::thread later([&] { EXPECT_FALSE(request()); });
+    std::thread later([&] {
+        EXPECT_FALSE(sync.runOnSimulator([&] { ran = true; }));
+        EXPECT_FALSE(sync.post([&] { ran = true; }));
+        CSimulatorBatch batch(&sync);
+        EXPECT_FALSE(sync.post([&] { ran = true; }));
+    });
     later.join();
-    EXPECT_FALSE(ran.load()) << "a withdrawn job ran";
+    sim().runFrames(1);
+    EXPECT_FALSE(ran.load()) << "a dropped job ran";
 }
-
-INSTANTIATE_TEST_SUITE_P(WaitOrJob, ThreadSyncShutdownTest, ::testing::Bool(),
-                         [](const ::testing::TestParamInfo<bool>& param) {
-                             return param.param ? "runOnSimulator" : "wait";
-                         });
 
 // CTimer over a clock the test controls.
 uint32_t g_fakeNowMs = 0;

@@ -145,8 +145,8 @@ TEST_F(PluginLifecycleTest, DrawCallbackRunsEveryFrame_andStopEndsTheNamedClient
     EXPECT_EQ(clientThreads(), 0u) << "the client thread outlived the plug-in";
     EXPECT_TRUE(sim().widgets().empty()) << "the window outlived the plug-in";
     EXPECT_TRUE(std::regex_search(
-        log(), std::regex("Debug: \\[CPlugin\\] Simulator thread: [0-9]+ brackets, mean "
-                          "[0-9]+\\.[0-9] us, longest [0-9]+\\.[0-9] us\n")))
+        log(), std::regex("Debug: \\[CPlugin\\] Simulator thread: [0-9]+ jobs in [0-9]+ frames, "
+                          "mean [0-9]+\\.[0-9] us a frame, longest [0-9]+\\.[0-9] us\n")))
         << log();
 }
 

@@ -1,6 +1,6 @@
 // The X-Plane adapter against the test-bed simulator: values arrive in the
 // record in the right units, writes land in the right datarefs with the right
-// types, and every operation takes exactly one handshake bracket.
+// types, and every operation takes exactly one job on the simulator's thread.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -44,7 +44,7 @@ protected:
 
     // Runs an adapter operation on a client thread while the simulator's
     // thread draws frames, as in the plug-in; returns its result and counts
-    // the brackets it took.
+    // the jobs it took.
     bool onClient(const std::function<bool()>& operation) {
         const unsigned long grantsBefore = sync.grantCount();
         std::atomic<bool> done{false};
@@ -57,7 +57,7 @@ protected:
         if (!finished) sync.shutdown();
         client.join();
         EXPECT_TRUE(finished) << "the operation never finished";
-        lastBrackets = sync.grantCount() - grantsBefore;
+        lastJobs = sync.grantCount() - grantsBefore;
         return result;
     }
     // Three tanks of 5, 10 and 5 t holding the kilograms given.
@@ -74,10 +74,10 @@ protected:
     quelby_test::LogInto logInto{folder.path()};
     CThreadSync sync;
     CFlightSimulatorInterfaceUsingXpsdk adapter{&sync};
-    unsigned long lastBrackets = 0;
+    unsigned long lastJobs = 0;
 };
 
-TEST_F(XpsdkAdapterTest, GetEverything_fillsRecordInClientUnitsAndTheClock_inOneBracket) {
+TEST_F(XpsdkAdapterTest, GetEverything_fillsRecordInClientUnitsAndTheClock_inOneJob) {
     sim().setDouble("sim/flightmodel/position/latitude", 50.0333);
     sim().setDouble("sim/flightmodel/position/longitude", 8.5706);
     sim().setFloat("sim/cockpit/misc/compass_indicated", 251.5f);
@@ -99,7 +99,7 @@ TEST_F(XpsdkAdapterTest, GetEverything_fillsRecordInClientUnitsAndTheClock_inOne
     sim().setFloat("sim/time/zulu_time_sec", 5 * 3600 + 7 * 60 + 30);
 
     ASSERT_TRUE(onClient([&] { return adapter.getEverything(); }));
-    EXPECT_EQ(lastBrackets, 1u) << "every bracket holds a frame of the simulator";
+    EXPECT_EQ(lastJobs, 1u) << "every job costs a frame some of its time";
     const tagAircraftData& d = adapter.m_aircraftData;
     EXPECT_STREQ(d.zuluTime, "0507");
     EXPECT_DOUBLE_EQ(d.dLatitude, 50.0333);
@@ -143,7 +143,7 @@ TEST_F(XpsdkAdapterTest, Clock_writesHoursAndMinutes_localThenZulu) {
     // clear of a whole minute, where rounding can show the minute before.
     sim().setFloat("sim/time/zulu_time_sec", 5 * 3600 + 7 * 60 + 30);
     ASSERT_TRUE(onClient([&] { return adapter.getZuluTime(); }));
-    EXPECT_EQ(lastBrackets, 1u);
+    EXPECT_EQ(lastJobs, 1u);
     EXPECT_STREQ(adapter.m_aircraftData.localTime, "1459");
     EXPECT_STREQ(adapter.m_aircraftData.zuluTime, "0507");
 }
@@ -155,7 +155,7 @@ TEST_F(XpsdkAdapterTest, Tanks_readAsCapacitiesAndQuantities_andWrittenBack) {
         totalKg = adapter.getAircraftTanks();
         return true;
     }));
-    EXPECT_EQ(lastBrackets, 1u);
+    EXPECT_EQ(lastJobs, 1u);
     EXPECT_EQ(totalKg, 4001);
     EXPECT_FLOAT_EQ(adapter.m_tankCapacityKg.tank[0], 5000.0f);
     EXPECT_FLOAT_EQ(adapter.m_tankCapacityKg.tank[1], 10000.0f);
@@ -165,7 +165,7 @@ TEST_F(XpsdkAdapterTest, Tanks_readAsCapacitiesAndQuantities_andWrittenBack) {
     adapter.m_tankQuantityKg.tank[1] = 9000.0f;
     adapter.m_tankQuantityKg.tank[2] = 4000.0f;
     ASSERT_TRUE(onClient([&] { return adapter.setAircraftTanks(); }));
-    EXPECT_EQ(lastBrackets, 1u);
+    EXPECT_EQ(lastJobs, 1u);
     const auto written = sim().getFloatArray("sim/flightmodel/weight/m_fuel");
     EXPECT_EQ(std::vector<float>(written.begin(), written.begin() + 4),
               (std::vector<float>{4000.0f, 9000.0f, 4000.0f, 0.0f}));
@@ -173,7 +173,7 @@ TEST_F(XpsdkAdapterTest, Tanks_readAsCapacitiesAndQuantities_andWrittenBack) {
               std::string::npos);
 }
 
-TEST_F(XpsdkAdapterTest, FlightCheckRead_snapshotClockAndTanks_inOneBracket) {
+TEST_F(XpsdkAdapterTest, FlightCheckRead_snapshotClockAndTanks_inOneJob) {
     sim().setDouble("sim/flightmodel/position/latitude", 48.6899);
     sim().setFloat("sim/flightmodel/position/indicated_airspeed", 140.4f);
     sim().setInt("sim/flightmodel/failures/onground_any", 0);
@@ -183,7 +183,7 @@ TEST_F(XpsdkAdapterTest, FlightCheckRead_snapshotClockAndTanks_inOneBracket) {
     setTanks(1500.0f, 800.0f, 1500.0f);
 
     ASSERT_TRUE(onClient([&] { return adapter.readSnapshotAndTanks(); }));
-    EXPECT_EQ(lastBrackets, 1u) << "a flight check holds the simulator for one frame";
+    EXPECT_EQ(lastJobs, 1u) << "a flight check holds the simulator for one frame";
     const tagAircraftData& d = adapter.m_aircraftData;
     EXPECT_DOUBLE_EQ(d.dLatitude, 48.6899);
     EXPECT_EQ(d.nIndicatedAirspeedKts, 140);
@@ -202,7 +202,7 @@ TEST_F(XpsdkAdapterTest, FlightCheckRead_snapshotClockAndTanks_inOneBracket) {
 
 TEST_F(XpsdkAdapterTest, SimulationRate_isWritten_andLoggedWithItsSkippedLetters) {
     ASSERT_TRUE(onClient([&] { return adapter.setSimulationRate(4); }));
-    EXPECT_EQ(lastBrackets, 1u);
+    EXPECT_EQ(lastJobs, 1u);
     EXPECT_EQ(sim().getInt("sim/time/sim_speed"), 4);
     ASSERT_TRUE(onClient([&] { return adapter.setSimulationRate(1); }));
     ASSERT_TRUE(onClient([&] { return adapter.setSimulationRate(1000); }));
@@ -215,7 +215,7 @@ TEST_F(XpsdkAdapterTest, SimulationRate_isWritten_andLoggedWithItsSkippedLetters
     EXPECT_EQ(sim().getInt("sim/time/sim_speed"), 1000);
 }
 
-TEST_F(XpsdkAdapterTest, Failures_failThePartNow_andSpeakAfterTheBracket) {
+TEST_F(XpsdkAdapterTest, Failures_failThePartNow_andSpeakAfterTheJob) {
     struct Case {
         int which;
         const char* dataRef;
@@ -229,7 +229,7 @@ TEST_F(XpsdkAdapterTest, Failures_failThePartNow_andSpeakAfterTheBracket) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.which);
         ASSERT_TRUE(onClient([&] { return adapter.setFailure(c.which, false); }));
-        EXPECT_EQ(lastBrackets, 2u) << "the failure, then the spoken message";
+        EXPECT_EQ(lastJobs, 2u) << "the failure, then the spoken message";
         EXPECT_TRUE(sim().isFailed(c.dataRef));
         ASSERT_FALSE(sim().spokenTexts().empty());
         EXPECT_EQ(sim().spokenTexts().back(), c.spoken);
@@ -239,7 +239,7 @@ TEST_F(XpsdkAdapterTest, Failures_failThePartNow_andSpeakAfterTheBracket) {
     EXPECT_TRUE(sim().isFailed("sim/operation/failures/rel_engfir2"));
     EXPECT_EQ(sim().spokenTexts().size(), spoken) << "a silent failure spoke";
     ASSERT_TRUE(onClient([&] { return adapter.setFailure(7, false); }));
-    EXPECT_EQ(lastBrackets, 0u);
+    EXPECT_EQ(lastJobs, 0u);
 
     ASSERT_TRUE(onClient([&] { return adapter.checkFailure(5); }));
     EXPECT_TRUE(sim().isFailed("sim/operation/failures/rel_flap_act"));

@@ -89,8 +89,9 @@ public:
         CFlightState* flightState = nullptr;
     };
 
-    // Widget changes of one screen in one go; the X-Plane window holds the
-    // simulator for the whole batch instead of once per control.
+    // Widget changes of one screen in one go: the X-Plane window hands them
+    // to the simulator's thread as one job, so that no frame shows half a
+    // screen.
     class CWidgetBatch {
     public:
         virtual ~CWidgetBatch() = default;
@@ -179,6 +180,10 @@ public:
     // unchanged while held; an empty one (never a null pointer) before the
     // first is published.
     std::shared_ptr<const std::vector<tPanelText>> publishedPanel() const;
+    // The same for the simulator's thread, which never waits for the lock:
+    // while the client thread publishes, the frame draws the panel it drew
+    // last.
+    std::shared_ptr<const std::vector<tPanelText>> panelForFrame();
     const std::string& getStatusLine() const { return m_statusLine; }
 
     // Text primitives of the screens: a piece of text at a window position,
@@ -289,6 +294,8 @@ private:
     // The panel being composed and the one the window draws.
     std::atomic<bool> m_bRepaint{true};
     std::vector<tPanelText> m_composing;
+    // The panel the simulator's thread drew last; its thread only.
+    std::shared_ptr<const std::vector<tPanelText>> m_lastDrawn;
     mutable std::mutex m_publishedLock;
     // Replaced whole, never changed: the simulator's thread draws it every
     // frame without copying its strings.

@@ -1,10 +1,11 @@
 // A control of the client's window bound to an X-Plane widget.
 //
-// Threads: built on the simulator's thread; its widget calls are made on the
-// simulator's thread or on the client thread inside the handshake.
+// Threads: built on the simulator's thread. Called on the client thread, a
+// change is handed to the simulator's thread and a read waits for its answer
+// from there; on the simulator's thread both happen at once.
 #pragma once
 
-#include <optional>
+#include <functional>
 
 #include "CThreadSync.h"
 #include "CUserInterfaceObject.h"
@@ -35,23 +36,16 @@ public:
     // The handshake the client thread's widget calls go through; without one
     // (the window used on the simulator's thread alone) calls go straight.
     static void setThreadSync(CThreadSync* threadSync) { s_pThreadSync = threadSync; }
-
-    // Widget access for the calling thread: a bracket of the handshake on
-    // the client thread, nothing on the simulator's thread or inside a
-    // bracket already held. Not granted once the plug-in stops.
-    class CAccess {
-    public:
-        CAccess() {
-            if (s_pThreadSync != nullptr) m_bracket.emplace(s_pThreadSync);
-        }
-        bool granted() const { return !m_bracket || m_bracket->granted(); }
-
-    private:
-        std::optional<CSimulatorBracket> m_bracket;
-    };
+    static CThreadSync* threadSync() { return s_pThreadSync; }
 
 private:
     void setEnabled(bool enabled);
+    // A change: handed over, or made at once where it may be. False once the
+    // plug-in stops.
+    static bool change(std::function<void()> job);
+    // A read: made on the simulator's thread while the caller waits. False,
+    // without reading, once the plug-in stops.
+    static bool read(const std::function<void()>& job);
 
     static CThreadSync* s_pThreadSync;
     XPWidgetID m_xpId = nullptr;

@@ -1,6 +1,9 @@
 // Binds a control to an X-Plane widget: buttons, text fields and check boxes.
 #include "CUserInterfaceObjectXp.h"
 
+#include <string>
+#include <utility>
+
 #include "CNumberText.h"
 #include "XPStandardWidgets.h"
 #include "XPWidgets.h"
@@ -48,58 +51,86 @@ CUserInterfaceObjectXp::CUserInterfaceObjectXp(int x, int y, int width, int heig
 
 CUserInterfaceObjectXp::~CUserInterfaceObjectXp() = default;
 
+bool CUserInterfaceObjectXp::change(std::function<void()> job) {
+    if (s_pThreadSync == nullptr) {
+        job();
+        return true;
+    }
+    return s_pThreadSync->post(std::move(job));
+}
+
+bool CUserInterfaceObjectXp::read(const std::function<void()>& job) {
+    if (s_pThreadSync == nullptr) {
+        job();
+        return true;
+    }
+    return s_pThreadSync->runOnSimulator(job);
+}
+
 const char* CUserInterfaceObjectXp::getText() {
     m_szText[0] = '\0';
-    const CAccess access;
-    if (m_nKind == TextField && m_xpId != nullptr && access.granted()) {
-        XPGetWidgetDescriptor(m_xpId, m_szText, kTextSize - 1);
+    if (m_nKind == TextField && m_xpId != nullptr) {
+        char* text = m_szText;
+        const XPWidgetID widget = m_xpId;
+        read([text, widget] { XPGetWidgetDescriptor(widget, text, kTextSize - 1); });
         m_szText[kTextSize - 1] = '\0';
     }
     return m_szText;
 }
 
 void CUserInterfaceObjectXp::setText(const char* text) {
-    const CAccess access;
-    if (m_xpId != nullptr && access.granted()) {
-        XPSetWidgetDescriptor(m_xpId, text != nullptr ? text : "");
+    if (m_xpId != nullptr) {
+        const XPWidgetID widget = m_xpId;
+        change([widget, value = std::string(text != nullptr ? text : "")] {
+            XPSetWidgetDescriptor(widget, value.c_str());
+        });
     }
 }
 
 double CUserInterfaceObjectXp::getValue() {
-    const CAccess access;
-    if (m_nKind == TextField && m_xpId != nullptr && access.granted()) {
+    if (m_nKind == TextField && m_xpId != nullptr) {
         char number[33] = {0};
-        XPGetWidgetDescriptor(m_xpId, number, 32);
-        number[32] = '\0';
-        return CNumberText::toDouble(number);
+        const XPWidgetID widget = m_xpId;
+        if (read([&number, widget] { XPGetWidgetDescriptor(widget, number, 32); })) {
+            number[32] = '\0';
+            return CNumberText::toDouble(number);
+        }
     }
     return CNumberText::toDouble("not a valid object");
 }
 
 bool CUserInterfaceObjectXp::getCheckBox() {
-    const CAccess access;
-    return m_xpId != nullptr && access.granted() &&
-           XPGetWidgetProperty(m_xpId, xpProperty_ButtonState, nullptr) == 1;
+    if (m_xpId == nullptr) {
+        return false;
+    }
+    bool checked = false;
+    const XPWidgetID widget = m_xpId;
+    read([&checked, widget] {
+        checked = XPGetWidgetProperty(widget, xpProperty_ButtonState, nullptr) == 1;
+    });
+    return checked;
 }
 
 void CUserInterfaceObjectXp::setCheckBox(bool checked) {
-    const CAccess access;
-    if (m_xpId != nullptr && access.granted()) {
-        XPSetWidgetProperty(m_xpId, xpProperty_ButtonState, checked ? 1 : 0);
+    if (m_xpId != nullptr) {
+        const XPWidgetID widget = m_xpId;
+        change([widget, checked] {
+            XPSetWidgetProperty(widget, xpProperty_ButtonState, checked ? 1 : 0);
+        });
     }
 }
 
 void CUserInterfaceObjectXp::show() {
-    const CAccess access;
-    if (m_xpId != nullptr && access.granted()) {
-        XPShowWidget(m_xpId);
+    if (m_xpId != nullptr) {
+        const XPWidgetID widget = m_xpId;
+        change([widget] { XPShowWidget(widget); });
     }
 }
 
 void CUserInterfaceObjectXp::hide() {
-    const CAccess access;
-    if (m_xpId != nullptr && access.granted()) {
-        XPHideWidget(m_xpId);
+    if (m_xpId != nullptr) {
+        const XPWidgetID widget = m_xpId;
+        change([widget] { XPHideWidget(widget); });
     }
 }
 
@@ -114,8 +145,8 @@ void CUserInterfaceObjectXp::deactivate() {
 }
 
 void CUserInterfaceObjectXp::setEnabled(bool enabled) {
-    const CAccess access;
-    if (m_xpId != nullptr && access.granted()) {
-        XPSetWidgetProperty(m_xpId, xpProperty_Enabled, enabled ? 1 : 0);
+    if (m_xpId != nullptr) {
+        const XPWidgetID widget = m_xpId;
+        change([widget, enabled] { XPSetWidgetProperty(widget, xpProperty_Enabled, enabled ? 1 : 0); });
     }
 }

@@ -150,6 +150,17 @@ std::shared_ptr<const std::vector<tPanelText>> CUserInterface::publishedPanel() 
     return m_published;
 }
 
+std::shared_ptr<const std::vector<tPanelText>> CUserInterface::panelForFrame() {
+    std::unique_lock<std::mutex> lock(m_publishedLock, std::try_to_lock);
+    if (lock.owns_lock() || m_lastDrawn == nullptr) {
+        if (!lock.owns_lock()) {
+            lock.lock();  // the very first frame has nothing older to draw
+        }
+        m_lastDrawn = m_published;
+    }
+    return m_lastDrawn;
+}
+
 void CUserInterface::text() {
     switch (getLayer()) {
         case kLayerLogin:

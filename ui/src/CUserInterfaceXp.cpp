@@ -112,7 +112,11 @@ void windowColour(const tPanelText& piece, float rgb[3]) {
 }
 
 class CWidgetBatchXp : public CUserInterface::CWidgetBatch {
-    CUserInterfaceObjectXp::CAccess m_access;
+public:
+    CWidgetBatchXp() : m_batch(CUserInterfaceObjectXp::threadSync()) {}
+
+private:
+    CSimulatorBatch m_batch;
 };
 }  // namespace
 
@@ -195,7 +199,7 @@ std::unique_ptr<CUserInterface::CWidgetBatch> CUserInterfaceXp::beginWidgetBatch
 void CUserInterfaceXp::drawTextPanel() {
     // Held, not copied: the frame allocates nothing for the panel. The
     // window's place and the font are the same for every piece of a frame.
-    const std::shared_ptr<const std::vector<tPanelText>> panel = publishedPanel();
+    const std::shared_ptr<const std::vector<tPanelText>> panel = panelForFrame();
     int windowLeft = 0, windowTop = 0, windowRight = 0, windowBottom = 0;
     XPGetWidgetGeometry(m_window, &windowLeft, &windowTop, &windowRight, &windowBottom);
     int charWidth = 0, charHeight = 0, digitsOnly = 0;
