@@ -111,8 +111,6 @@ void CLogger::writeToFile(const std::string& text) noexcept {
 }
 
 void CLogger::appendLocked(const std::string& text) {
-    std::string line = text;
-    boost::algorithm::replace_all(line, "\n", "\n" + getTime() + " " + m_name + " --> ");
     // A line written while the plug-in is unloaded (a verbose logger's
     // "Delete:") comes after stop ended the settings: it goes to the default
     // folder rather than make settings that nothing would delete.
@@ -122,7 +120,11 @@ void CLogger::appendLocked(const std::string& text) {
         kLogFileName;
     std::FILE* file = CFileAccess::open(fileName, "a");
     if (file == nullptr) {
-        return;
+        return;  // a line that cannot be written costs no formatting
+    }
+    std::string line = text;
+    if (line.find('\n') != std::string::npos) {
+        boost::algorithm::replace_all(line, "\n", "\n" + getTime() + " " + m_name + " --> ");
     }
     std::fprintf(file, "%s %s\n", getTime().c_str(), line.c_str());
     std::fclose(file);
