@@ -18,6 +18,7 @@
 #include "CJoinableThread.h"
 #include "CLogger.h"
 #include "CServerSettings.h"
+#include "CThreadPriority.h"
 #include "CThreadSync.h"
 #include "CUserInterfaceObjectXp.h"
 #include "CUserInterfaceXp.h"
@@ -277,6 +278,9 @@ void receiveMessage(XPLMPluginID fromPlugin, int message, void* param) {
 void setPassHookForTests(std::function<void()> hook) { g_passHookForTests = std::move(hook); }
 
 void runClient() {
+    // Background work for the system: waking up, the client thread never
+    // takes the core the simulator's thread is drawing a frame on.
+    CThreadPriority::makeThisThreadBackground();
     // An exception ends the client thread, never the simulator.
     CCallbackGuard::run(g_clientFailed, "runClient", [] {
         // The log's header names the website in use, so it is read first.
