@@ -31,15 +31,6 @@ FormFields parseFormBody(const std::string& body) {
     return fields;
 }
 
-const std::string* findField(const FormFields& fields, const std::string& key) {
-    for (const auto& field : fields) {
-        if (field.first == key) {
-            return &field.second;
-        }
-    }
-    return nullptr;
-}
-
 std::string md5Hex(const std::string& text) {
     std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
                                                                     &EVP_MD_CTX_free);

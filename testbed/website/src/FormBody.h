@@ -4,6 +4,8 @@
 
 #include <string>
 
+// findFormValue() reads a field of the pairs.
+#include "testbed/ControlForm.h"
 #include "testbed/Website.h"
 
 namespace testbed {
@@ -11,9 +13,6 @@ namespace testbed {
 // Splits on '&' and on the first '=' of each piece; values stay verbatim. A
 // piece without '=' is a key with an empty value.
 FormFields parseFormBody(const std::string& body);
-
-// The first value of key, or nullptr.
-const std::string* findField(const FormFields& fields, const std::string& key);
 
 // MD5 of text as 32 lower-case hexadecimal digits.
 std::string md5Hex(const std::string& text);

@@ -483,7 +483,7 @@ void SiteDatabase::insertFormFields(const std::string& table, const std::string&
     for (const auto& key : distinctKeys(*findRequestFormat(function))) {
         columns += ", " + quoted(key);
         placeholders += ", ?";
-        const std::string* value = findField(fields, key);
+        const std::string* value = findFormValue(fields, key);
         values.push_back(value ? *value : std::string());
     }
     Statement insert(m_db, std::string(replace ? "INSERT OR REPLACE" : "INSERT") + " INTO " +
@@ -500,7 +500,7 @@ void SiteDatabase::storeTrackerUpdate(int bookingId, const FormFields& fields,
                      {std::to_string(receivedMs), std::to_string(bookingId)}, false);
     // The live map shows where the flight is now.
     auto value = [&](const char* key) {
-        const std::string* found = findField(fields, key);
+        const std::string* found = findFormValue(fields, key);
         return found ? *found : std::string();
     };
     Statement(m_db,
@@ -515,7 +515,7 @@ void SiteDatabase::storePositionLog(const FormFields& fields, std::int64_t recei
     // A re-sent entry (same flight, same PositionId) replaces the one before.
     insertFormFields(kPositionTable, "writepositionlog", fields, "site_received_ms",
                      {std::to_string(receivedMs)}, true);
-    const std::string* logId = findField(fields, "LogId");
+    const std::string* logId = findFormValue(fields, "LogId");
     Statement(m_db, "UPDATE flight_logs SET status = ? WHERE CAST(id AS TEXT) = ? AND status = ?")
         .bind(kStatusFlying, logId ? *logId : std::string(), kStatusBooked)
         .step();

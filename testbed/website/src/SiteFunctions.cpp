@@ -22,7 +22,7 @@ struct Call {
     const SiteContext& context;
 
     std::string value(const std::string& key) const {
-        const std::string* found = findField(fields, key);
+        const std::string* found = findFormValue(fields, key);
         return found ? *found : std::string();
     }
 };
