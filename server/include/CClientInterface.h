@@ -23,18 +23,21 @@ namespace Blackbox {
 struct tDataRecord;
 }
 
-// One line of an answer; fields are cut in place at every "|".
+// One line of an answer, cut into fields at every "|". The lines of one
+// answer share one text and one field table, which the interface keeps and
+// reuses: reading an answer of many lines allocates nothing per line.
 struct ClientDataLine {
     static constexpr int kTextBytes = 4096;
     static constexpr int kMaxFields = 128;
 
-    char text[kTextBytes + 1];
-    char* fields[kMaxFields];
+    std::size_t firstField = 0;  // this line's first entry in the field table
     int fieldCount = 1;
 
-    // Takes line (without its line break). A line longer than the buffer is
-    // cut; past the last field slot the rest stays in the last field.
-    void parse(const char* line);
+    // Takes line (without its line break): appends its text to text, each
+    // cutting "|" made a NUL, and where each field begins to fieldStarts. A
+    // line longer than kTextBytes is cut; past the last field slot the rest
+    // stays in the last field.
+    void parse(const char* line, std::string& text, std::vector<std::size_t>& fieldStarts);
 };
 
 class CClientInterface : public CAnswerFields, public CBookedFlight {
@@ -181,6 +184,11 @@ private:
     int send(bool formatted, bool withCode);
     int parseAnswer();
     bool appendLine(const char* line, bool header);
+    // Field column of line, as text.
+    const char* fieldText(const ClientDataLine& line, int column) const;
+    // The field named key in answer row (0 is the first after the header),
+    // or nullptr.
+    const char* findField(const char* key, int row) const;
     void setClosestAirport(const std::string& icao);
 
     std::unique_ptr<CLogger> m_pLogger;
@@ -193,8 +201,11 @@ private:
     std::vector<char> m_request;
     char m_response[kResponseBytes + 1];
     char m_transferError[256];
-    std::vector<std::unique_ptr<ClientDataLine>> m_lines;
+    // The answer read last: its lines (the header first), their text and
+    // where each field begins in it.
+    std::vector<ClientDataLine> m_lines;
+    std::string m_lineText;
+    std::vector<std::size_t> m_fieldStarts;
     int m_lastResult = 0;
     char m_lastMessage[256];
-    char m_scratch[kResponseBytes + 1];
 };

@@ -130,15 +130,18 @@ const char kSystemTokenAnchor[] = "Quelby system token";
 
 }  // namespace
 
-void ClientDataLine::parse(const char* line) {
-    std::strncpy(text, line, kTextBytes);
-    text[kTextBytes] = '\0';
-    fields[0] = text;
+void ClientDataLine::parse(const char* line, std::string& text, std::vector<std::size_t>& fieldStarts) {
+    const std::size_t begin = text.size();
+    text.append(line, ::strnlen(line, kTextBytes));
+    text.push_back('\0');
+    firstField = fieldStarts.size();
     fieldCount = 1;
-    for (char* cursor = text; *cursor != '\0'; ++cursor) {
-        if (*cursor == '|' && fieldCount < kMaxFields) {
-            *cursor = '\0';
-            fields[fieldCount++] = cursor + 1;
+    fieldStarts.push_back(begin);
+    for (std::size_t at = begin; text[at] != '\0'; ++at) {
+        if (text[at] == '|' && fieldCount < kMaxFields) {
+            text[at] = '\0';
+            fieldStarts.push_back(at + 1);
+            ++fieldCount;
         }
     }
 }
@@ -164,7 +167,6 @@ CClientInterface::CClientInterface()
     std::memset(m_loginPassword, 0, sizeof(m_loginPassword));
     std::memset(m_response, 0, sizeof(m_response));
     std::memset(m_transferError, 0, sizeof(m_transferError));
-    std::memset(m_scratch, 0, sizeof(m_scratch));
     std::strcpy(m_lastMessage, clientMessages[kSuccess]);
     // An opaque number per process: where a constant text of ours lies.
     char token[16];
@@ -330,12 +332,12 @@ void CClientInterface::callURLAsync(const std::string& url, const std::string& b
 }
 
 bool CClientInterface::appendLine(const char* line, bool header) {
-    auto record = std::make_unique<ClientDataLine>();
-    record->parse(line);
     if (header) {
-        m_lines.clear();
+        clearData();
     }
-    m_lines.push_back(std::move(record));
+    ClientDataLine record;
+    record.parse(line, m_lineText, m_fieldStarts);
+    m_lines.push_back(record);
     return true;
 }
 
@@ -385,53 +387,70 @@ int CClientInterface::parseAnswer() {
     return kBadData;
 }
 
+const char* CClientInterface::fieldText(const ClientDataLine& line, int column) const {
+    return m_lineText.c_str() + m_fieldStarts[line.firstField + static_cast<std::size_t>(column)];
+}
+
+const char* CClientInterface::findField(const char* key, int row) const {
+    const size_t lineIndex = static_cast<size_t>(row) + 1;
+    // Without that row no column can give it (nor without a header).
+    if (key == nullptr || row < 0 || lineIndex >= m_lines.size()) {
+        return nullptr;
+    }
+    const ClientDataLine& header = m_lines.front();
+    for (int column = 0; column < header.fieldCount; ++column) {
+        // Most names differ in their first letter: a whole comparison only
+        // for those that do not (a row loop asks for five names per row).
+        const char* name = fieldText(header, column);
+        if (name[0] != key[0] || std::strcmp(name, key) != 0) {
+            continue;
+        }
+        // The same name further right may still give the row a value.
+        if (column < m_lines[lineIndex].fieldCount) {
+            return fieldText(m_lines[lineIndex], column);
+        }
+    }
+    return nullptr;
+}
+
 int CClientInterface::getData(const char* key, int row, char* out, int max) {
-    if (key == nullptr || out == nullptr || row < 0 || m_lines.size() < 2) {
+    const char* value = out != nullptr ? findField(key, row) : nullptr;
+    if (value == nullptr) {
         return -1;
     }
-    const ClientDataLine& header = *m_lines.front();
-    for (int column = 0; column < header.fieldCount; ++column) {
-        if (std::strcmp(header.fields[column], key) != 0) {
-            continue;
-        }
-        const size_t lineIndex = static_cast<size_t>(row) + 1;
-        if (lineIndex >= m_lines.size()) {
-            continue;  // the same name further right may still give a row
-        }
-        const ClientDataLine& line = *m_lines[lineIndex];
-        if (column >= line.fieldCount) {
-            continue;
-        }
-        if (max > 0) {
-            std::strncpy(out, line.fields[column], static_cast<size_t>(max));
-        }
-        return 0;
+    if (max > 0) {
+        std::strncpy(out, value, static_cast<size_t>(max));
     }
-    return -1;
+    return 0;
 }
 
 int CClientInterface::getData(const char* key, int row, int& out) {
-    std::memset(m_scratch, 0, sizeof(m_scratch));
-    if (getData(key, row, m_scratch, kResponseBytes) != 0) return -1;
-    out = CNumberText::toInt(m_scratch);
+    const char* value = findField(key, row);
+    if (value == nullptr) return -1;
+    out = CNumberText::toInt(value);
     return 0;
 }
 
 int CClientInterface::getData(const char* key, int row, float& out) {
-    std::memset(m_scratch, 0, sizeof(m_scratch));
-    if (getData(key, row, m_scratch, kResponseBytes) != 0) return -1;
-    out = static_cast<float>(CNumberText::toDouble(m_scratch));
+    const char* value = findField(key, row);
+    if (value == nullptr) return -1;
+    out = static_cast<float>(CNumberText::toDouble(value));
     return 0;
 }
 
 int CClientInterface::getData(const char* key, int row, double& out) {
-    std::memset(m_scratch, 0, sizeof(m_scratch));
-    if (getData(key, row, m_scratch, kResponseBytes) != 0) return -1;
-    out = CNumberText::toDouble(m_scratch);
+    const char* value = findField(key, row);
+    if (value == nullptr) return -1;
+    out = CNumberText::toDouble(value);
     return 0;
 }
 
-void CClientInterface::clearData() { m_lines.clear(); }
+void CClientInterface::clearData() {
+    // Cleared, not freed: the next answer reuses the room.
+    m_lines.clear();
+    m_lineText.clear();
+    m_fieldStarts.clear();
+}
 
 int CClientInterface::setError(int code) {
     if (code < 0 || code > 10) {
