@@ -7,9 +7,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <list>
+#include <deque>
 #include <string>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "CNumberText.h"
 
@@ -556,7 +558,14 @@ struct tAirport {
 // airport and fuel prices need no request once known.
 class CAirportCache {
 public:
-    using const_iterator = std::list<tAirport>::const_iterator;
+    using const_iterator = std::deque<tAirport>::const_iterator;
+
+    CAirportCache() = default;
+    // The index points into the list: a copy would point into the original.
+    CAirportCache(const CAirportCache&) = delete;
+    CAirportCache& operator=(const CAirportCache&) = delete;
+    CAirportCache(CAirportCache&&) = default;
+    CAirportCache& operator=(CAirportCache&&) = default;
 
     // Only the first 4 characters of icao count. Returns false, leaving the
     // cache as it was, when the code is already there: the first figures stay.
@@ -571,5 +580,12 @@ public:
     bool empty() const { return m_airports.empty(); }
 
 private:
-    std::list<tAirport> m_airports;
+    // A code of up to 4 characters as one number: equal codes, equal keys.
+    static std::uint32_t key(const char (&icao)[5]);
+
+    // Newest first; adding at the front moves no airport, so pointers stay.
+    std::deque<tAirport> m_airports;
+    // Every code in m_airports, sorted by key, for finding one without
+    // walking them all: a long flight gathers thousands.
+    std::vector<std::pair<std::uint32_t, const tAirport*>> m_byIcao;
 };

@@ -2,6 +2,7 @@
 // saving and loading them in the report backup; the airport cache.
 #include "ServerRecords.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -249,29 +250,42 @@ bool tAircraftTypeData::load() { return loadRecord("AircraftType", *this); }
 
 // --- CAirportCache
 
+std::uint32_t CAirportCache::key(const char (&icao)[5]) {
+    std::uint32_t packed = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+        packed = (packed << 8) | static_cast<unsigned char>(icao[i]);
+    }
+    return packed;
+}
+
 bool CAirportCache::add(const char* icao, double latitudeDeg, double longitudeDeg,
                         double fuelPrice) {
     tAirport airport;
     copyIcao(icao, airport.icao);
     // An airport without a code (a route the site sent without one) could
     // never be named as the nearest.
-    if (airport.icao[0] == '\0' || find(airport.icao) != nullptr) {
+    if (airport.icao[0] == '\0') {
+        return false;
+    }
+    const std::uint32_t wanted = key(airport.icao);
+    const auto at = std::lower_bound(m_byIcao.begin(), m_byIcao.end(), wanted,
+                                     [](const auto& entry, std::uint32_t k) { return entry.first < k; });
+    if (at != m_byIcao.end() && at->first == wanted) {
         return false;
     }
     airport.latitudeDeg = latitudeDeg;
     airport.longitudeDeg = longitudeDeg;
     airport.fuelPrice = fuelPrice;
     m_airports.push_front(airport);
+    m_byIcao.emplace(at, wanted, &m_airports.front());
     return true;
 }
 
 const tAirport* CAirportCache::find(const char* icao) const {
-    char wanted[5];
-    copyIcao(icao, wanted);
-    for (const tAirport& airport : m_airports) {
-        if (std::strcmp(airport.icao, wanted) == 0) {
-            return &airport;
-        }
-    }
-    return nullptr;
+    char code[5];
+    copyIcao(icao, code);
+    const std::uint32_t wanted = key(code);
+    const auto at = std::lower_bound(m_byIcao.begin(), m_byIcao.end(), wanted,
+                                     [](const auto& entry, std::uint32_t k) { return entry.first < k; });
+    return at != m_byIcao.end() && at->first == wanted ? at->second : nullptr;
 }

@@ -274,4 +274,26 @@ TEST(AirportCache, NewCodesGoFirst_aKnownOneKeepsItsFigures_andOnlyFourCharacter
     EXPECT_NE(cache.find("LSZH"), nullptr);
 }
 
+TEST(AirportCache, ThousandsOfCodes_eachFoundOnce_alsoAfterTheCacheMoved) {
+    CAirportCache cache;
+    std::vector<std::string> codes;
+    for (int i = 0; i < 3000; ++i) {
+        // Letters and bytes above 127 alike: a code is its bytes.
+        const char code[5] = {static_cast<char>('A' + i % 26), static_cast<char>(0x80 + i / 26 % 100),
+                              static_cast<char>('0' + i / 2600), 'X', '\0'};
+        codes.emplace_back(code);
+        ASSERT_TRUE(cache.add(code, i, -i, 1.0)) << i;
+    }
+    ASSERT_FALSE(cache.add(codes[1234].c_str(), 0.0, 0.0, 0.0));
+    const CAirportCache moved(std::move(cache));
+    ASSERT_EQ(moved.size(), 3000u);
+    for (int i = 0; i < 3000; ++i) {
+        const tAirport* airport = moved.find(codes[static_cast<std::size_t>(i)].c_str());
+        ASSERT_NE(airport, nullptr) << i;
+        EXPECT_DOUBLE_EQ(airport->latitudeDeg, i);
+    }
+    EXPECT_EQ(moved.find("AAAY"), nullptr) << "one character off";
+    EXPECT_EQ(moved.find(""), nullptr);
+}
+
 }  // namespace
