@@ -31,6 +31,11 @@ public:
     // is made; the default is the primary host's request address.
     static void setServerUrl(const std::string& url);
 
+    // A program that must leave no log at all (a fuzzer, which would add
+    // lines for every input) turns the file off: every line is then dropped
+    // before it is built or the file is opened. On by default.
+    static void setFileEnabled(bool enabled);
+
     // Test-only: the next logger made writes the header again, as the first
     // logger of a new process would.
     static void resetForTests();

@@ -3,6 +3,7 @@
 #include "CLogger.h"
 
 #include <boost/algorithm/string/replace.hpp>
+#include <atomic>
 #include <cstdio>
 #include <ctime>
 #include <mutex>
@@ -21,6 +22,10 @@ std::mutex g_logMutex;
 
 const char* const kLogFileName = "quelby_debug.txt";
 
+std::atomic<bool> g_fileEnabled{true};
+
+bool fileEnabled() { return g_fileEnabled.load(std::memory_order_relaxed); }
+
 std::string& serverUrl() {
     static std::string url = std::string("http://") + kPrimaryServerHost + kRequestPath;
     return url;
@@ -35,7 +40,7 @@ CLogger::CLogger(const std::string& name, bool verbose) : m_name(name), m_bVerbo
 }
 
 CLogger::~CLogger() {
-    if (m_bVerbose) {
+    if (m_bVerbose && fileEnabled()) {
         try {
             writeToFile("Delete: " + m_name);
         } catch (...) {
@@ -45,6 +50,7 @@ CLogger::~CLogger() {
 }
 
 void CLogger::initialize() noexcept {
+    if (!fileEnabled()) return;
     try {
         {
             std::lock_guard<std::mutex> lock(g_logMutex);
@@ -70,6 +76,7 @@ void CLogger::initialize() noexcept {
 }
 
 void CLogger::debug(const std::string& message) noexcept {
+    if (!fileEnabled()) return;
     try {
         writeToFile("Debug: [" + m_name + "] " + message);
     } catch (...) {
@@ -77,6 +84,7 @@ void CLogger::debug(const std::string& message) noexcept {
 }
 
 void CLogger::warn(const std::string& message) noexcept {
+    if (!fileEnabled()) return;
     try {
         writeToFile("Warn: [" + m_name + "] " + message);
     } catch (...) {
@@ -84,6 +92,7 @@ void CLogger::warn(const std::string& message) noexcept {
 }
 
 void CLogger::error(const std::string& message) noexcept {
+    if (!fileEnabled()) return;
     try {
         writeToFile("Error: [" + m_name + "] " + message);
     } catch (...) {
@@ -103,6 +112,7 @@ std::string CLogger::getTime() {
 }
 
 void CLogger::writeToFile(const std::string& text) noexcept {
+    if (!fileEnabled()) return;
     try {
         std::lock_guard<std::mutex> lock(g_logMutex);
         appendLocked(text);
@@ -134,6 +144,8 @@ void CLogger::setServerUrl(const std::string& url) {
     std::lock_guard<std::mutex> lock(g_logMutex);
     serverUrl() = url;
 }
+
+void CLogger::setFileEnabled(bool enabled) { g_fileEnabled.store(enabled, std::memory_order_relaxed); }
 
 void CLogger::resetForTests() {
     std::lock_guard<std::mutex> lock(g_logMutex);

@@ -98,6 +98,20 @@ TEST_F(LoggerTest, UnwritableLogFolder_dropsLinesWithoutThrowing) {
     EXPECT_FALSE(quelby_test::fileExists(m_folder.file("missing/quelby_debug.txt")));
 }
 
+TEST_F(LoggerTest, FileTurnedOff_noLineNorHeader_untilItIsOnAgain) {
+    CLogger::setFileEnabled(false);
+    {
+        CLogger verbose("CFirst");
+        verbose.debug("dropped");
+        verbose.error("dropped too");
+    }
+    const bool writtenWhileOff = quelby_test::fileExists(m_folder.file("quelby_debug.txt"));
+    CLogger::setFileEnabled(true);
+    EXPECT_FALSE(writtenWhileOff);
+    { CLogger("CSecond", false).warn("kept"); }
+    EXPECT_EQ(texts(), withHeader({"Warn: [CSecond] kept"}));
+}
+
 TEST_F(LoggerTest, TwoThreadsLoggingAtOnce_writeWholeSeparateLines) {
     constexpr int kLinesPerThread = 3000;
     // Every tenth line is longer than one stdio buffer, so an unguarded
