@@ -10,8 +10,8 @@
 #endif
 #include <SimpleIni.h>
 
-#include <boost/format/format_fwd.hpp>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -94,9 +94,15 @@ private:
     static std::string parseStore(CSimpleIniA& store, const std::string& contents);
     bool saveStore(const CSimpleIniA& store, const std::string& fileName);
     void createIfMissing(const std::string& fileName);
-    // Adds or replaces the entry, or logs failure and returns false.
+    // Adds or replaces the entry, or logs failure and returns false. The
+    // failure's text is made only when it is logged: a report backup writes
+    // thousands of entries.
     bool storeEntry(CSimpleIniA& store, const std::string& section, const std::string& key,
-                    const std::string& value, const boost::format& failure) noexcept;
+                    const std::string& value, const std::function<std::string()>& failure) noexcept;
+    // Stores size bytes of data as hexadecimal text; file names the store
+    // in the failure's log line.
+    bool writeStruct(CSimpleIniA& store, const char* file, const std::string& section,
+                     const std::string& key, const void* data, std::size_t size) noexcept;
 
     std::unique_ptr<CLogger> m_pLogger;
     std::string m_iniPath;

@@ -350,74 +350,68 @@ bool encodeHex(const void* data, std::size_t size, std::string& text) {
 }  // namespace
 
 bool CIniParser::storeEntry(CSimpleIniA& store, const std::string& section, const std::string& key,
-                            const std::string& value, const boost::format& failure) noexcept {
+                            const std::string& value,
+                            const std::function<std::string()>& failure) noexcept {
     try {
         if (isStorable(section, key, value) &&
             store.SetValue(section.c_str(), key.c_str(), value.c_str()) >= 0) {
             return true;
         }
-        m_pLogger->error(failure.str());
+        m_pLogger->error(failure());
     } catch (...) {
         // Out of memory: the entry is not stored, which the caller learns.
     }
     return false;
 }
 
+namespace {
+
+std::string stringFailure(const char* file, const std::string& section, const std::string& key,
+                          const std::string& value) {
+    return (boost::format("Could not write string to %s INI-file! (Section:%s Key:%s String:%s)") %
+            file % section % key % value)
+        .str();
+}
+
+std::string structFailure(const char* file, const std::string& section, const std::string& key) {
+    return (boost::format("Could not write struct to %s INI-file! (Section:%s Key:%s)") % file %
+            section % key)
+        .str();
+}
+
+}  // namespace
+
 bool CIniParser::writeStringToConfig(const std::string& section, const std::string& key,
                                      const std::string& value) {
-    try {
-        return storeEntry(
-            m_configStore, section, key, value,
-            boost::format(
-                "Could not write string to config INI-file! (Section:%s Key:%s String:%s)") %
-                section % key % value);
-    } catch (...) {
-        return false;
-    }
+    return storeEntry(m_configStore, section, key, value,
+                      [&] { return stringFailure("config", section, key, value); });
 }
 
 bool CIniParser::writeStringToReport(const std::string& section, const std::string& key,
                                      const std::string& value) {
-    try {
-        return storeEntry(
-            m_reportStore, section, key, value,
-            boost::format(
-                "Could not write string to report INI-file! (Section:%s Key:%s String:%s)") %
-                section % key % value);
-    } catch (...) {
-        return false;
-    }
+    return storeEntry(m_reportStore, section, key, value,
+                      [&] { return stringFailure("report", section, key, value); });
 }
 
 bool CIniParser::writeStructToConfig(const std::string& section, const std::string& key,
                                      const void* data, std::size_t size) {
-    try {
-        boost::format failure =
-            boost::format("Could not write struct to config INI-file! (Section:%s Key:%s)") %
-            section % key;
-        std::string text;
-        if (!encodeHex(data, size, text)) {
-            m_pLogger->error(failure.str());
-            return false;
-        }
-        return storeEntry(m_configStore, section, key, text, failure);
-    } catch (...) {
-        return false;
-    }
+    return writeStruct(m_configStore, "config", section, key, data, size);
 }
 
 bool CIniParser::writeStructToReport(const std::string& section, const std::string& key,
                                      const void* data, std::size_t size) {
+    return writeStruct(m_reportStore, "report", section, key, data, size);
+}
+
+bool CIniParser::writeStruct(CSimpleIniA& store, const char* file, const std::string& section,
+                             const std::string& key, const void* data, std::size_t size) noexcept {
     try {
-        boost::format failure =
-            boost::format("Could not write struct to report INI-file! (Section:%s Key:%s)") %
-            section % key;
         std::string text;
         if (!encodeHex(data, size, text)) {
-            m_pLogger->error(failure.str());
+            m_pLogger->error(structFailure(file, section, key));
             return false;
         }
-        return storeEntry(m_reportStore, section, key, text, failure);
+        return storeEntry(store, section, key, text, [&] { return structFailure(file, section, key); });
     } catch (...) {
         return false;
     }
