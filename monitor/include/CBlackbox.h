@@ -13,6 +13,11 @@
 
 #include "BlackboxValues.h"
 
+namespace pugi {
+class xml_document;
+struct xml_parse_result;
+}  // namespace pugi
+
 class CClientInterface;
 class CLogger;
 class CSound;
@@ -90,6 +95,9 @@ public:
     // Appends the rules of <data path>blackbox.xml. A missing or broken file
     // gives no rules; a rule that cannot be built is left out; both logged.
     void parseXml();
+    // The same for a rule file's text, as read from the file (any encoding
+    // that the file may have).
+    void parseXmlText(const char* text, std::size_t size);
     // At flight start: refreshes the current data and arms every rule.
     void init();
     // One check cycle, on every pass of the client loop during a flight.
@@ -118,6 +126,9 @@ public:
     const std::vector<tDataRecord>& getFlightData() const { return m_flightData; }
 
 private:
+    // Builds and appends the rules of a document just read; result says
+    // whether reading it worked.
+    void addRules(const pugi::xml_document& document, const pugi::xml_parse_result& result);
     // The aircraft record's flight time in whole seconds, as the simulator
     // interface counts it.
     int flightTimeS() const;

@@ -102,7 +102,15 @@ CBlackbox::~CBlackbox() = default;
 void CBlackbox::parseXml() {
     m_pLogger->debug("parse blackbox.xml");
     pugi::xml_document document;
-    const pugi::xml_parse_result result = document.load_file((m_dataPath + kRuleFileName).c_str());
+    addRules(document, document.load_file((m_dataPath + kRuleFileName).c_str()));
+}
+
+void CBlackbox::parseXmlText(const char* text, std::size_t size) {
+    pugi::xml_document document;
+    addRules(document, document.load_buffer(text, size));
+}
+
+void CBlackbox::addRules(const pugi::xml_document& document, const pugi::xml_parse_result& result) {
     if (!result) {
         m_pLogger->error(std::string("parsing blackbox.xml failed: ") + result.description());
         return;
