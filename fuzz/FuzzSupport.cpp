@@ -1,7 +1,6 @@
 // The fuzzers' scratch folder and the client's paths inside it.
 #include "FuzzSupport.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "CClientConfig.h"
+#include "CLogger.h"
 
 namespace quelby_fuzz {
 
@@ -50,8 +50,13 @@ const std::string& prepareProcess() {
         config->setIniPath(made);
         config->setDataPath(made);
         const char* log = std::getenv("QUELBY_FUZZ_LOG");
-        // No file can be made inside /dev/null, so every log line is dropped.
-        config->setLogPath(log != nullptr && log[0] != '\0' ? log : "/dev/null");
+        if (log != nullptr && log[0] != '\0') {
+            config->setLogPath(log);
+        } else {
+            // Every input would add lines; dropping them before they are
+            // built also spares a failed open per line.
+            CLogger::setFileEnabled(false);
+        }
         return made;
     }();
     static const bool cleanupRegistered = std::atexit(removeFolder) == 0;
@@ -59,23 +64,25 @@ const std::string& prepareProcess() {
     return folder;
 }
 
-void writeFileOrDie(const std::string& path, const char* data, std::size_t size) {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) {
-        die("cannot create " + path);
-    }
-    while (size > 0) {
-        const ssize_t written = ::write(fd, data, size);
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            die("cannot write " + path);
-        }
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    if (::close(fd) != 0) {
-        die("cannot close " + path);
-    }
+void CAnswerReplay::replay(std::string_view answer) {
+    m_answer.assign(answer);  // keeps its room for the next input
+    m_requests = 0;
+    // Everything an earlier answer could have left that a reading request
+    // looks at: the rows, the records, the airports and their prices.
+    clearData();
+    m_pilot.reset();
+    m_route.reset();
+    m_log.reset();
+    m_aircraft.reset();
+    m_virtualAirline.reset();
+    m_aircraftType = tAircraftTypeData();
+    m_news.reset();
+    m_report.reset();
+    m_airports = CAirportCache();
+    std::memset(m_versions, 0, sizeof(m_versions));
+    std::memset(m_closestAirport, 0, sizeof(m_closestAirport));
+    m_fuelPrice = 0.0;
+    m_position = tquelby_position_logs{};
 }
 
 }  // namespace quelby_fuzz

@@ -6,21 +6,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "CClientInterface.h"
 #include "CFlightSimulatorInterface.h"
 
 namespace quelby_fuzz {
 
-// Once per process: makes a fresh folder under $TMPDIR for the INI files and
-// the rule file and points the client's paths at it. The debug log goes
-// nowhere (every input would add to it) unless QUELBY_FUZZ_LOG names a
-// folder for it. Returns the folder, ending in '/'.
+// Once per process: makes a fresh folder under $TMPDIR for the client's
+// files and points the client's paths at it. The debug log is off (every
+// input would add to it) unless QUELBY_FUZZ_LOG names a folder for it.
+// Returns the folder, ending in '/'.
 const std::string& prepareProcess();
-
-// Writes a whole file, or aborts: a fuzz run that cannot write its own
-// scratch files must not pass for a clean one.
-void writeFileOrDie(const std::string& path, const char* data, std::size_t size);
 
 // The website link with the transport replaced: every request is answered
 // with the same bytes, exactly as the transport would have received them.
@@ -28,6 +26,10 @@ class CAnswerReplay : public CClientInterface {
 public:
     explicit CAnswerReplay(std::string answer) : m_answer(std::move(answer)) {}
     int requests() const { return m_requests; }
+    // Answers with answer from now on, as a client made afresh would: the
+    // rows, records and cached airports of earlier answers are dropped.
+    // Making a client per input would cost more than reading the input.
+    void replay(std::string_view answer);
 
 protected:
     int transfer(const char*) override {

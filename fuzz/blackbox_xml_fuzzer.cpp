@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "CBlackbox.h"
@@ -22,12 +23,20 @@ namespace {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string& folder = quelby_fuzz::prepareProcess();
-    quelby_fuzz::writeFileOrDie(folder + "blackbox.xml", reinterpret_cast<const char*>(data), size);
+    quelby_fuzz::prepareProcess();
 
-    quelby_fuzz::CRecordOnlySimulator simulator;
-    quelby_fuzz::CAnswerReplay client("");
-    Blackbox::CBlackbox blackbox(nullptr, &simulator.m_aircraftData, &client);
+    // One simulator, client and recorder for the process, as in the plug-in;
+    // each input starts them from nothing, as a new flight with a new rule
+    // file does. (Making them anew would cost more than the input.)
+    static quelby_fuzz::CRecordOnlySimulator simulator;
+    static quelby_fuzz::CAnswerReplay client("");
+    // No rule file in the scratch folder: the input's text is the file's.
+    static Blackbox::CBlackbox blackbox(nullptr, &simulator.m_aircraftData, &client);
+    simulator.m_aircraftData.reset();
+    client.replay(std::string_view());
+    blackbox.clearEventList();
+    blackbox.clearFlightData();
+    blackbox.parseXmlText(reinterpret_cast<const char*>(data), size);
     const std::size_t rules = blackbox.getNumEvents();
 
     // A default record first; then climbing out, gear down, lights off.
@@ -66,5 +75,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
     }
     ini->resetBackupFile();
+    blackbox.clearEventList();
+    blackbox.clearFlightData();
+    // Freed within this run: the fuzzer takes memory that the next run frees
+    // for a leak and runs the input again to find it.
+    client.replay(std::string_view());
     return 0;
 }

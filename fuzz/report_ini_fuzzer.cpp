@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "CBlackbox.h"
 #include "CIniParser.h"
@@ -27,10 +28,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ini->loadReportText(std::string(reinterpret_cast<const char*>(data), size));
 
     // No website: every request the restored report makes fails at once.
-    quelby_fuzz::CAnswerReplay client("");
+    // One client for the process, as in the plug-in; restoring fills it anew.
+    static quelby_fuzz::CAnswerReplay client("");
+    client.replay(std::string_view());
     quelby_fuzz::CRecordOnlySimulator simulator;
-    // No rule file in the scratch folder: the recorder only holds the log.
-    Blackbox::CBlackbox blackbox(nullptr, &simulator.m_aircraftData, &client);
+    // No rule file in the scratch folder: the recorder only holds the log,
+    // which restoring replaces. Made once, as the client is; it reads the
+    // aircraft record only when checking rules, which it has none of.
+    static tagAircraftData recorderAircraft;
+    static Blackbox::CBlackbox blackbox(nullptr, &recorderAircraft, &client);
+    blackbox.clearFlightData();
     CReport report(&simulator, &client, &blackbox);
     if (report.restoreBackup() != 1) {
         fail("restoring with both interfaces set did not report success");
@@ -53,5 +60,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     client.writeReport(true);
     report.uploadFailedPositionLogs();
     blackbox.uploadLog();
+    // Freed within this run: the fuzzer takes memory that the next run frees
+    // for a leak and runs the input again to find it.
+    client.replay(std::string_view());
+    blackbox.clearFlightData();
+    ini->resetBackupFile();
     return 0;
 }

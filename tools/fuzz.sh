@@ -54,10 +54,17 @@ for name in $targets; do
   echo "== $name: ${seconds}s"
   # Inputs of earlier runs stay in crashes/; only this run's are named below.
   touch "$work/started"
-  TMPDIR="$work/tmp" "$fuzzer" "${dict[@]}" -max_len="$(max_len_of "$name")" -timeout=10 \
+  # The client's files of every input go to memory where there is a tmpfs:
+  # a file written per input on a disk costs more than the input.
+  scratch="$work/tmp"
+  if [ -d /dev/shm ] && [ -w /dev/shm ]; then
+    scratch="$(mktemp -d -p /dev/shm "quelby-fuzz-$name.XXXXXX")" || scratch="$work/tmp"
+  fi
+  TMPDIR="$scratch" "$fuzzer" "${dict[@]}" -max_len="$(max_len_of "$name")" -timeout=10 \
     -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$work/crashes/" \
     "$work/corpus" >"$work/log.txt" 2>&1
   status=$?
+  [ "$scratch" != "$work/tmp" ] && rm -rf "$scratch"
   grep -E '^(stat::number_of_executed_units|stat::average_exec_per_sec|#[0-9]+ +DONE)' \
     "$work/log.txt" | sed 's/^/   /'
   if [ "$status" -ne 0 ]; then
