@@ -5,17 +5,23 @@
 #   tools/fuzz.sh          60 seconds per target
 #   tools/fuzz.sh 600      the longer run
 #   QUELBY_FUZZ_TARGETS="answer base64" tools/fuzz.sh 30   only some targets
+#   QUELBY_FUZZ_RUNS=10000000 tools/fuzz.sh 3600   that many inputs per target,
+#                                                  the seconds as a limit
 set -uo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 seconds="${1:-60}"
 build="${QUELBY_FUZZ_BUILD_DIR:-$root/build-fuzz}"
 jobs="${QUELBY_JOBS:-2}"
 targets="${QUELBY_FUZZ_TARGETS:-answer report_ini base64 blackbox_xml}"
+runs_limit="${QUELBY_FUZZ_RUNS:-}"
 
-if ! [[ "$seconds" =~ ^[0-9]+$ ]] || [ "$seconds" -lt 1 ]; then
-  echo "usage: tools/fuzz.sh [SECONDS]" >&2
+if ! [[ "$seconds" =~ ^[0-9]+$ ]] || [ "$seconds" -lt 1 ] ||
+  { [ -n "$runs_limit" ] && ! [[ "$runs_limit" =~ ^[0-9]+$ ]]; }; then
+  echo "usage: [QUELBY_FUZZ_RUNS=N] tools/fuzz.sh [SECONDS]" >&2
   exit 2
 fi
+runs_option=()
+[ -n "$runs_limit" ] && runs_option=(-runs="$runs_limit")
 
 set -e
 bash "$root/tools/setup.sh"
@@ -51,7 +57,7 @@ for name in $targets; do
   cp -r "$seeds/." "$work/corpus/"
   dict=()
   [ -f "$root/fuzz/$name.dict" ] && dict=(-dict="$root/fuzz/$name.dict")
-  echo "== $name: ${seconds}s"
+  echo "== $name: ${runs_limit:+$runs_limit inputs within }${seconds}s"
   # Inputs of earlier runs stay in crashes/; only this run's are named below.
   touch "$work/started"
   # The client's files of every input go to memory where there is a tmpfs:
@@ -61,7 +67,7 @@ for name in $targets; do
     scratch="$(mktemp -d -p /dev/shm "quelby-fuzz-$name.XXXXXX")" || scratch="$work/tmp"
   fi
   TMPDIR="$scratch" "$fuzzer" "${dict[@]}" -max_len="$(max_len_of "$name")" -timeout=10 \
-    -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$work/crashes/" \
+    -max_total_time="$seconds" "${runs_option[@]}" -print_final_stats=1 -artifact_prefix="$work/crashes/" \
     "$work/corpus" >"$work/log.txt" 2>&1
   status=$?
   [ "$scratch" != "$work/tmp" ] && rm -rf "$scratch"
@@ -81,4 +87,4 @@ if [ "${#failed[@]}" -gt 0 ]; then
   echo "Replay one with: $build/fuzz/<target>_fuzzer <input>"
   exit 1
 fi
-echo "No crashes in ${seconds}s per target: $targets"
+echo "No crashes in ${runs_limit:+$runs_limit inputs or }${seconds}s per target: $targets"
