@@ -67,22 +67,7 @@ const std::string& prepareProcess() {
 void CAnswerReplay::replay(std::string_view answer) {
     m_answer.assign(answer);  // keeps its room for the next input
     m_requests = 0;
-    // Everything an earlier answer could have left that a reading request
-    // looks at: the rows, the records, the airports and their prices.
-    clearData();
-    m_pilot.reset();
-    m_route.reset();
-    m_log.reset();
-    m_aircraft.reset();
-    m_virtualAirline.reset();
-    m_aircraftType = tAircraftTypeData();
-    m_news.reset();
-    m_report.reset();
-    m_airports = CAirportCache();
-    std::memset(m_versions, 0, sizeof(m_versions));
-    std::memset(m_closestAirport, 0, sizeof(m_closestAirport));
-    m_fuelPrice = 0.0;
-    m_position = tquelby_position_logs{};
+    forgetAnswers();
 }
 
 }  // namespace quelby_fuzz

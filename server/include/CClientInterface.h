@@ -94,6 +94,9 @@ public:
     int getData(const char* key, int row, float& out);
     int getData(const char* key, int row, double& out);
     void clearData();
+    // Drops everything the website's answers left: the rows, the records,
+    // the cached airports and prices, as a client made afresh has them.
+    void forgetAnswers();
     int setError(int code);
     int isUploaded(int index) const;
     bool isConnected();

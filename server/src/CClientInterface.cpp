@@ -153,16 +153,7 @@ CClientInterface::CClientInterface()
       m_homepage(std::string("http://") + kHomepageHost + "/"),
       m_request(kRequestBytes, '\0') {
     initialiseCurlOnce();
-    m_pilot.reset();
-    m_route.reset();
-    m_log.reset();
-    m_aircraft.reset();
-    m_virtualAirline.reset();
-    m_aircraftType = tAircraftTypeData();
-    m_news.reset();
-    m_report.reset();
-    std::memset(m_versions, 0, sizeof(m_versions));
-    std::memset(m_closestAirport, 0, sizeof(m_closestAirport));
+    forgetAnswers();
     std::memset(m_loginUser, 0, sizeof(m_loginUser));
     std::memset(m_loginPassword, 0, sizeof(m_loginPassword));
     std::memset(m_response, 0, sizeof(m_response));
@@ -443,6 +434,23 @@ int CClientInterface::getData(const char* key, int row, double& out) {
     if (value == nullptr) return -1;
     out = CNumberText::toDouble(value);
     return 0;
+}
+
+void CClientInterface::forgetAnswers() {
+    clearData();
+    m_pilot.reset();
+    m_route.reset();
+    m_log.reset();
+    m_aircraft.reset();
+    m_virtualAirline.reset();
+    m_aircraftType = tAircraftTypeData();
+    m_news.reset();
+    m_report.reset();
+    m_airports = CAirportCache();
+    std::memset(m_versions, 0, sizeof(m_versions));
+    std::memset(m_closestAirport, 0, sizeof(m_closestAirport));
+    m_fuelPrice = 0.0;
+    m_position = tquelby_position_logs{};
 }
 
 void CClientInterface::clearData() {
