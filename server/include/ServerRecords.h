@@ -573,6 +573,9 @@ public:
     // The airport with this code, or null. The pointer stays valid while the
     // cache lives.
     const tAirport* find(const char* icao) const;
+    // Forgets every airport, keeping the memory for the next ones; pointers
+    // handed out before no longer hold.
+    void clear();
 
     const_iterator begin() const { return m_airports.begin(); }
     const_iterator end() const { return m_airports.end(); }

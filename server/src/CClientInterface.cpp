@@ -446,7 +446,7 @@ void CClientInterface::forgetAnswers() {
     m_aircraftType = tAircraftTypeData();
     m_news.reset();
     m_report.reset();
-    m_airports = CAirportCache();
+    m_airports.clear();
     std::memset(m_versions, 0, sizeof(m_versions));
     std::memset(m_closestAirport, 0, sizeof(m_closestAirport));
     m_fuelPrice = 0.0;

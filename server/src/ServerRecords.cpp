@@ -289,3 +289,8 @@ const tAirport* CAirportCache::find(const char* icao) const {
                                      [](const auto& entry, std::uint32_t k) { return entry.first < k; });
     return at != m_byIcao.end() && at->first == wanted ? at->second : nullptr;
 }
+
+void CAirportCache::clear() {
+    m_airports.clear();
+    m_byIcao.clear();
+}

@@ -296,4 +296,19 @@ TEST(AirportCache, ThousandsOfCodes_eachFoundOnce_alsoAfterTheCacheMoved) {
     EXPECT_EQ(moved.find(""), nullptr);
 }
 
+TEST(AirportCache, Cleared_findsNone_andTakesTheSameCodesWithNewFigures) {
+    CAirportCache cache;
+    ASSERT_TRUE(cache.add("EDDF", 50.0, 8.5, 1.1));
+    ASSERT_TRUE(cache.add("KJFK", 40.6, -73.8, 2.2));
+    cache.clear();
+    EXPECT_TRUE(cache.empty());
+    EXPECT_EQ(cache.find("EDDF"), nullptr);
+    EXPECT_EQ(cache.begin(), cache.end());
+    ASSERT_TRUE(cache.add("KJFK", 1.0, 2.0, 3.0)) << "a cleared code is new again";
+    const tAirport* airport = cache.find("KJFK");
+    ASSERT_NE(airport, nullptr);
+    EXPECT_DOUBLE_EQ(airport->fuelPrice, 3.0);
+    EXPECT_EQ(cache.size(), 1u);
+}
+
 }  // namespace
