@@ -304,6 +304,24 @@ TEST_F(IniParserTest, ReportText_isTakenOrRefusedAsTheFileWouldBe) {
                "binary data); reading it as empty"));
 }
 
+// Text is every byte but the control characters other than tab and the line
+// ends: UTF-8 names and Windows line ends are a pilot's text, not damage.
+TEST_F(IniParserTest, ReportText_isDamagedByControlBytesOnly_whateverTheOtherBytes) {
+    for (int byte = 0; byte < 256; ++byte) {
+        SCOPED_TRACE("byte " + std::to_string(byte));
+        const bool control = (byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r') ||
+                             byte == 0x7F;
+        std::string text = "[report]\r\nname = J";
+        text += static_cast<char>(byte);
+        text += "rg\r\n";
+        EXPECT_EQ(parser().loadReportText(text), !control);
+    }
+    ASSERT_TRUE(parser().loadReportText("[report]\r\nname = J\xC3\xB6rg\t\xE6\x9D\xB1\r\n"));
+    char name[32] = {0};
+    ASSERT_TRUE(parser().getStringFromReport("report", "name", name, sizeof(name)));
+    EXPECT_STREQ(name, "J\xC3\xB6rg\t\xE6\x9D\xB1");
+}
+
 TEST_F(IniParserTest, UnreadableFile_readsAsEmptyWithALogLine) {
     writeFile(configFile(), "[login]\nUser = pilot\n");
     ASSERT_EQ(::chmod(configFile().c_str(), 0), 0);
