@@ -16,16 +16,16 @@ public:
     CLogger(const CLogger&) = delete;
     CLogger& operator=(const CLogger&) = delete;
 
-    void debug(const std::string& message) noexcept;
-    void warn(const std::string& message) noexcept;
-    void error(const std::string& message) noexcept;
+    void debug(const std::string& message) const noexcept;
+    void warn(const std::string& message) const noexcept;
+    void error(const std::string& message) const noexcept;
 
     // Local time as "dd.mm.yy - HH:MM:SS".
     static std::string getTime();
 
     // Appends one line; each line break inside text starts a continuation
     // line that carries its own time stamp and this logger's name.
-    void writeToFile(const std::string& text) noexcept;
+    void writeToFile(const std::string& text) const noexcept;
 
     // The server named in the log's header. Set it before the first logger
     // is made; the default is the primary host's request address.
@@ -43,7 +43,7 @@ public:
 private:
     void initialize() noexcept;
     // Writes one line; the caller holds the log lock.
-    void appendLocked(const std::string& text);
+    void appendLocked(const std::string& text) const;
 
     std::string m_name;
     bool m_bVerbose;

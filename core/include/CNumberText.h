@@ -5,10 +5,17 @@
 // Threads: any.
 #pragma once
 
+#include <string_view>
+
 namespace CNumberText {
 
 double toDouble(const char* text);
 int toInt(const char* text);
+
+// The whole text as one decimal number ("250", "-0.5", "+1e3", "inf"), or
+// false with value untouched: nothing may stand around it, not even a blank,
+// and a number beyond what a double holds is refused.
+bool toDoubleWhole(std::string_view text, double& value);
 
 // value cut toward zero, as a cast to int would cut it; false, with out
 // untouched, for NaN, the infinities and anything beyond int's range, where

@@ -75,7 +75,7 @@ void CLogger::initialize() noexcept {
     }
 }
 
-void CLogger::debug(const std::string& message) noexcept {
+void CLogger::debug(const std::string& message) const noexcept {
     if (!fileEnabled()) return;
     try {
         writeToFile("Debug: [" + m_name + "] " + message);
@@ -83,7 +83,7 @@ void CLogger::debug(const std::string& message) noexcept {
     }
 }
 
-void CLogger::warn(const std::string& message) noexcept {
+void CLogger::warn(const std::string& message) const noexcept {
     if (!fileEnabled()) return;
     try {
         writeToFile("Warn: [" + m_name + "] " + message);
@@ -91,7 +91,7 @@ void CLogger::warn(const std::string& message) noexcept {
     }
 }
 
-void CLogger::error(const std::string& message) noexcept {
+void CLogger::error(const std::string& message) const noexcept {
     if (!fileEnabled()) return;
     try {
         writeToFile("Error: [" + m_name + "] " + message);
@@ -111,7 +111,7 @@ std::string CLogger::getTime() {
     return std::string(text, length);
 }
 
-void CLogger::writeToFile(const std::string& text) noexcept {
+void CLogger::writeToFile(const std::string& text) const noexcept {
     if (!fileEnabled()) return;
     try {
         std::lock_guard<std::mutex> lock(g_logMutex);
@@ -120,7 +120,7 @@ void CLogger::writeToFile(const std::string& text) noexcept {
     }
 }
 
-void CLogger::appendLocked(const std::string& text) {
+void CLogger::appendLocked(const std::string& text) const {
     // A line written while the plug-in is unloaded (a verbose logger's
     // "Delete:") comes after stop ended the settings: it goes to the default
     // folder rather than make settings that nothing would delete.

@@ -1,7 +1,9 @@
 // Locale-independent atoi/atof.
 #include "CNumberText.h"
 
+#include <charconv>
 #include <climits>
+#include <system_error>
 
 #include "CNumberLocale.h"
 
@@ -26,6 +28,25 @@ int toInt(const char* text) {
         return INT_MIN;
     }
     return static_cast<int>(value);
+}
+
+bool toDoubleWhole(std::string_view text, double& value) {
+    const char* first = text.data();
+    const char* const last = first + text.size();
+    // The standard reader takes a minus but no plus; a plus takes no second sign.
+    if (first != last && *first == '+') {
+        ++first;
+        if (first != last && (*first == '+' || *first == '-')) {
+            return false;
+        }
+    }
+    double read = 0.0;
+    const std::from_chars_result result = std::from_chars(first, last, read);
+    if (result.ec != std::errc() || result.ptr != last) {
+        return false;
+    }
+    value = read;
+    return true;
 }
 
 bool truncateToInt(double value, int& out) {

@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "BlackboxValues.h"
-
-class CLogger;
+#include "CLogger.h"
 
 namespace pugi {
 class xml_node;
@@ -65,7 +64,7 @@ protected:
     // The debug line's part for them: ` text="..." sound="..." multiple=0`.
     std::string describeCommon() const;
 
-    std::unique_ptr<CLogger> m_pLogger;
+    CLogger m_logger;
     std::string m_text;
     std::string m_sound;
     bool m_bMultiple = false;

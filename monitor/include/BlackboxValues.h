@@ -2,10 +2,9 @@
 // compares with the aircraft's current value of the same kind.
 #pragma once
 
-#include <memory>
 #include <string>
 
-class CLogger;
+#include "CLogger.h"
 
 namespace Blackbox {
 
@@ -55,8 +54,8 @@ public:
     bool operator>=(const CValueBase& other) const override;
     bool operator<=(const CValueBase& other) const override;
     // The whole text must be a decimal number; anything else (blanks or units
-    // around it, an empty text) throws boost::bad_lexical_cast, which the
-    // caller handles.
+    // around it, an empty text) throws std::invalid_argument, which the
+    // caller handles, and leaves the value as it was.
     void setValue(std::string& text) override;
     void setValue(double value) { m_value = value; }
     int getClassId() const override { return kNumberClassId; }
@@ -68,7 +67,7 @@ private:
     const CDoubleValue* number(const CValueBase& other, const char* op) const;
 
     double m_value = 0.0;
-    std::unique_ptr<CLogger> m_pLogger;
+    CLogger m_logger;
 };
 
 // Threads: the client thread only.
@@ -99,7 +98,7 @@ private:
     const CStringValue* text(const CValueBase& other, const char* op) const;
 
     std::string m_value;
-    std::unique_ptr<CLogger> m_pLogger;
+    CLogger m_logger;
 };
 
 }  // namespace Blackbox

@@ -2,7 +2,8 @@
 // them once per check cycle.
 #include "BlackboxEvents.h"
 
-#include <boost/lexical_cast.hpp>
+#include <cstring>
+#include <iterator>
 #include <pugixml.hpp>
 
 #include "CBlackbox.h"
@@ -41,14 +42,14 @@ CBadValueError::CBadValueError(const std::string& value)
 // The rules are rebuilt every flight; their loggers write no "Init:"/"Delete:"
 // lines.
 CEventBase::CEventBase(const char* loggerName)
-    : m_pLogger(std::make_unique<CLogger>(loggerName, false)) {}
+    : m_logger(loggerName, false) {}
 
 CEventBase::~CEventBase() = default;
 
 void CEventBase::readCommon(const pugi::xml_node& node) {
     m_text = node.attribute("text").as_string();
     m_sound = node.attribute("sound").as_string();
-    m_bMultiple = std::string(node.attribute("multiple").as_string()) == "1";
+    m_bMultiple = std::strcmp(node.attribute("multiple").as_string(), "1") == 0;
 }
 
 std::string CEventBase::describeCommon() const {
@@ -84,23 +85,25 @@ CValueEvent::CValueEvent(const pugi::xml_node* node, CBlackbox* blackbox, bool d
     if (value.empty()) {
         value = "0";
     }
-    const std::string valueAsGiven = value;
     try {
         m_pRuleValue->setValue(value);
-    } catch (const boost::bad_lexical_cast&) {
-        throw CBadValueError(valueAsGiven);
+    } catch (const std::invalid_argument&) {
+        // A number that could not be read is left as the file gave it.
+        throw CBadValueError(value);
     }
 
     m_stateFilter = CFlightState::stringToState(element.attribute("flightstate").as_string());
 
-    const std::string method = element.attribute("method").as_string();
-    m_method = method == "greater" ? kGreater : method == "less" ? kLess : kEqual;
+    const char* method = element.attribute("method").as_string();
+    m_method = std::strcmp(method, "greater") == 0 ? kGreater
+               : std::strcmp(method, "less") == 0  ? kLess
+                                                   : kEqual;
 
     std::string zero = "0";
     m_pPrevious->setValue(zero);
 
     if (debug) {
-        m_pLogger->debug("<event" + describeCommon() + " var=" + variable + " value=" + value +
+        m_logger.debug("<event" + describeCommon() + " var=" + variable + " value=" + value +
                          " flightstate=" + CFlightState::stateToString(m_stateFilter) +
                          " method=" + methodName(m_method) + ">");
     }
@@ -151,13 +154,15 @@ CCombinationEvent::CCombinationEvent(const pugi::xml_node* node, CBlackbox* blac
     const pugi::xml_node element = node != nullptr ? *node : pugi::xml_node();
     readCommon(element);
     if (debug) {
-        m_pLogger->debug("<combination" + describeCommon() + ">");
+        m_logger.debug("<combination" + describeCommon() + ">");
     }
-    for (const pugi::xml_node child : element.children("event")) {
+    const auto children = element.children("event");
+    m_children.reserve(static_cast<std::size_t>(std::distance(children.begin(), children.end())));
+    for (const pugi::xml_node child : children) {
         m_children.push_back(std::make_unique<CValueEvent>(&child, blackbox, debug, flightState));
     }
     if (debug) {
-        m_pLogger->debug("</combination>");
+        m_logger.debug("</combination>");
     }
 }
 
@@ -191,7 +196,7 @@ CStartFlightEvent::CStartFlightEvent(const pugi::xml_node* node, CBlackbox*, boo
     readCommon(element);
     m_bMultiple = false;
     if (debug) {
-        m_pLogger->debug("<startflight text=\"" + m_text + "\" sound=\"" + m_sound + "\">");
+        m_logger.debug("<startflight text=\"" + m_text + "\" sound=\"" + m_sound + "\">");
     }
 }
 

@@ -2,10 +2,10 @@
 // texts that compare without regard to case.
 #include "BlackboxValues.h"
 
-#include <boost/lexical_cast.hpp>
 #include <exception>
+#include <stdexcept>
 
-#include "CLogger.h"
+#include "CNumberText.h"
 
 namespace Blackbox {
 
@@ -15,13 +15,13 @@ CValueBase::~CValueBase() = default;
 
 // The values are many and short-lived (two per rule, rebuilt every flight), so
 // their loggers write no "Init:"/"Delete:" lines.
-CDoubleValue::CDoubleValue() : m_pLogger(std::make_unique<CLogger>("CDoubleValue", false)) {}
+CDoubleValue::CDoubleValue() : m_logger("CDoubleValue", false) {}
 
 CDoubleValue::~CDoubleValue() = default;
 
 const CDoubleValue* CDoubleValue::number(const CValueBase& other, const char* op) const {
     if (other.getClassId() != kNumberClassId) {
-        m_pLogger->warn(std::string("operator ") + op + " failed!");
+        m_logger.warn(std::string("operator ") + op + " failed!");
         return nullptr;
     }
     return static_cast<const CDoubleValue*>(&other);
@@ -64,17 +64,21 @@ bool CDoubleValue::operator<=(const CValueBase& other) const {
     return right != nullptr && m_value <= right->m_value;
 }
 
-void CDoubleValue::setValue(std::string& text) { m_value = boost::lexical_cast<double>(text); }
+void CDoubleValue::setValue(std::string& text) {
+    if (!CNumberText::toDoubleWhole(text, m_value)) {
+        throw std::invalid_argument(text);
+    }
+}
 
 // --- texts ---
 
-CStringValue::CStringValue() : m_pLogger(std::make_unique<CLogger>("CStringValue", false)) {}
+CStringValue::CStringValue() : m_logger("CStringValue", false) {}
 
 CStringValue::~CStringValue() = default;
 
 const CStringValue* CStringValue::text(const CValueBase& other, const char* op) const {
     if (other.getClassId() != kStringClassId) {
-        m_pLogger->warn(std::string("operator ") + op + " failed!");
+        m_logger.warn(std::string("operator ") + op + " failed!");
         return nullptr;
     }
     return static_cast<const CStringValue*>(&other);
@@ -86,7 +90,7 @@ CStringValue& CStringValue::operator=(const CValueBase& other) {
             m_value = right->m_value;
         }
     } catch (const std::exception&) {
-        m_pLogger->warn("operator = failed!");
+        m_logger.warn("operator = failed!");
     }
     return *this;
 }
@@ -96,7 +100,7 @@ bool CStringValue::operator==(const CValueBase& other) const {
         const CStringValue* right = text(other, "==");
         return right != nullptr && m_value == right->m_value;
     } catch (const std::exception&) {
-        m_pLogger->warn("operator == failed!");
+        m_logger.warn("operator == failed!");
         return false;
     }
 }
@@ -106,7 +110,7 @@ bool CStringValue::operator!=(const CValueBase& other) const {
         const CStringValue* right = text(other, "!=");
         return right != nullptr && m_value != right->m_value;
     } catch (const std::exception&) {
-        m_pLogger->warn("operator != failed!");
+        m_logger.warn("operator != failed!");
         return false;
     }
 }

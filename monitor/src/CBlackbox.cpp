@@ -2,9 +2,7 @@
 // event log and its upload, backup and restore.
 #include "CBlackbox.h"
 
-#include <cmath>
 #include <cstring>
-#include <limits>
 #include <pugixml.hpp>
 
 #include "AircraftData.h"
@@ -14,6 +12,7 @@
 #include "CFlightState.h"
 #include "CIniParser.h"
 #include "CLogger.h"
+#include "CNumberText.h"
 #include "CSound.h"
 #include "ServerRecords.h"
 
@@ -32,12 +31,9 @@ constexpr int kMaxBackupRecords = 100000;
 // Truncated toward zero as a cast would, but a value no int can hold (NaN,
 // infinity, out of range) gives 0 instead of undefined behaviour.
 int truncateToInt(double value) {
-    if (!std::isfinite(value) ||
-        value <= static_cast<double>(std::numeric_limits<int>::min()) - 1.0 ||
-        value >= static_cast<double>(std::numeric_limits<int>::max()) + 1.0) {
-        return 0;
-    }
-    return static_cast<int>(value);
+    int whole = 0;
+    CNumberText::truncateToInt(value, whole);
+    return whole;
 }
 
 // Copies text into a fixed field, cut to leave room for the terminator and
@@ -124,17 +120,17 @@ void CBlackbox::addRules(const pugi::xml_document& document, const pugi::xml_par
     int& flightState = m_pAircraftData != nullptr ? m_pAircraftData->nFlightState : m_noFlightState;
 
     for (const pugi::xml_node node : root.children()) {
-        const std::string name = node.name();
+        const char* name = node.name();
         std::unique_ptr<CEventBase> rule;
         try {
-            if (name == "event") {
+            if (std::strcmp(name, "event") == 0) {
                 rule = std::make_unique<CValueEvent>(&node, this, debug, flightState);
-            } else if (name == "combination") {
+            } else if (std::strcmp(name, "combination") == 0) {
                 rule = std::make_unique<CCombinationEvent>(&node, this, debug, flightState);
-            } else if (name == "startflight") {
+            } else if (std::strcmp(name, "startflight") == 0) {
                 rule = std::make_unique<CStartFlightEvent>(&node, this, debug, flightState);
             } else {
-                m_pLogger->warn("invalid node: " + name + ";");
+                m_pLogger->warn(std::string("invalid node: ") + name + ";");
                 continue;
             }
         } catch (const CBadValueError& bad) {

@@ -1,13 +1,15 @@
-// Whole numbers from doubles: the cut toward zero where an int holds the
-// result, and no conversion at all where a cast would be undefined.
+// Numbers read from text whole or not at all, and whole numbers from doubles:
+// the cut toward zero where an int holds the result, and no conversion at all
+// where a cast would be undefined.
 #include <gtest/gtest.h>
 
 #include <clocale>
 #include <climits>
 #include <cstdio>
-#include <string>
 #include <cmath>
 #include <limits>
+#include <string>
+#include <string_view>
 
 #include "CNumberText.h"
 
@@ -45,6 +47,57 @@ TEST(NumberTextTest, TruncateToInt_cutsTowardZeroUpToIntsEdges_andRefusesWhatNoI
     }
 }
 
+TEST(NumberTextTest, ToDoubleWhole_takesOnlyATextThatIsOneNumber) {
+    constexpr double kUntouched = 12345.0;
+    constexpr double kInf = std::numeric_limits<double>::infinity();
+    const struct {
+        const char* text;
+        bool taken;
+        double value;
+    } cases[] = {
+        {"250", true, 250.0},
+        {"-1000", true, -1000.0},
+        {"+5", true, 5.0},
+        {"0.5", true, 0.5},
+        {".5", true, 0.5},
+        {"5.", true, 5.0},
+        {"+.5", true, 0.5},
+        {"00012", true, 12.0},
+        {"1e3", true, 1000.0},
+        {"1E-2", true, 0.01},
+        {"-.5e1", true, -5.0},
+        {"inf", true, kInf},
+        {"-INF", true, -kInf},
+        // Refused: the value keeps what it held.
+        {"", false, kUntouched},
+        {" 250", false, kUntouched},
+        {"250 ", false, kUntouched},
+        {"1000ft", false, kUntouched},
+        {"1,5", false, kUntouched},
+        {"1e", false, kUntouched},
+        {"1.5e+", false, kUntouched},
+        {"0x10", false, kUntouched},
+        {"--1", false, kUntouched},
+        {"+-1", false, kUntouched},
+        {"++1", false, kUntouched},
+        {"+", false, kUntouched},
+        {".", false, kUntouched},
+        {"1..2", false, kUntouched},
+        {"1e400", false, kUntouched},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string("text \"") + c.text + "\"");
+        double value = kUntouched;
+        EXPECT_EQ(CNumberText::toDoubleWhole(c.text, value), c.taken);
+        EXPECT_EQ(value, c.value);
+    }
+    double value = kUntouched;
+    EXPECT_TRUE(CNumberText::toDoubleWhole("nan", value));
+    EXPECT_TRUE(std::isnan(value));
+    EXPECT_FALSE(CNumberText::toDoubleWhole(std::string_view("12\0", 3), value))
+        << "a NUL is not the text's end";
+}
+
 // The simulator may run in a locale with a decimal comma; the client reads
 // and writes numbers with a point all the same, and leaves the locale as it
 // found it.
@@ -68,6 +121,10 @@ TEST(NumberTextTest, CommaLocale_numbersStillReadAndFormatWithAPoint) {
     EXPECT_DOUBLE_EQ(CNumberText::toDouble("1.25"), 1.25);
     EXPECT_DOUBLE_EQ(CNumberText::toDouble(" -0.5e1xyz"), -5.0);
     EXPECT_EQ(CNumberText::toInt("  42.9"), 42);
+    double whole = 0.0;
+    EXPECT_TRUE(CNumberText::toDoubleWhole("1.25", whole));
+    EXPECT_DOUBLE_EQ(whole, 1.25);
+    EXPECT_FALSE(CNumberText::toDoubleWhole("1,25", whole));
     {
         CNumberText::CClassicFormatting classic;
         EXPECT_EQ(formatted(), "1.25");
