@@ -5,6 +5,7 @@
 #include <curl/curl.h>
 
 #include <atomic>
+#include <boost/algorithm/hex.hpp>
 #include <cctype>
 #include <chrono>
 #include <cstdarg>
@@ -12,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 #include <mutex>
 #include <vector>
 
@@ -213,11 +215,10 @@ void CClientInterface::joinSenders() {
 
 std::string CClientInterface::md5Hex(const char* text, std::size_t length) {
     const CDigest::Md5 digest = CDigest::md5(text, length);
-    char hex[2 * sizeof(digest) + 1] = {0};
-    for (std::size_t i = 0; i < digest.size(); ++i) {
-        std::snprintf(hex + 2 * i, 3, "%02x", digest[i]);
-    }
-    return std::string(hex, 2 * digest.size());
+    std::string hex;
+    hex.reserve(2 * digest.size());
+    boost::algorithm::hex_lower(digest.begin(), digest.end(), std::back_inserter(hex));
+    return hex;
 }
 
 std::string CClientInterface::calcCode(const char* request) {
