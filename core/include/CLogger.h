@@ -35,6 +35,9 @@ public:
     // lines for every input) turns the file off: every line is then dropped
     // before it is built or the file is opened. On by default.
     static void setFileEnabled(bool enabled);
+    // Whether lines reach the file: a caller may skip building long
+    // diagnostics that would only be dropped.
+    static bool isFileEnabled();
 
     // Test-only: the next logger made writes the header again, as the first
     // logger of a new process would.

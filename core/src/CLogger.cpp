@@ -147,6 +147,8 @@ void CLogger::setServerUrl(const std::string& url) {
 
 void CLogger::setFileEnabled(bool enabled) { g_fileEnabled.store(enabled, std::memory_order_relaxed); }
 
+bool CLogger::isFileEnabled() { return fileEnabled(); }
+
 void CLogger::resetForTests() {
     std::lock_guard<std::mutex> lock(g_logMutex);
     bInitialized = false;

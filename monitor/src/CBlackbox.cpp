@@ -2,6 +2,7 @@
 // event log and its upload, backup and restore.
 #include "CBlackbox.h"
 
+#include <algorithm>
 #include <cstring>
 #include <pugixml.hpp>
 
@@ -116,7 +117,9 @@ void CBlackbox::addRules(const pugi::xml_document& document, const pugi::xml_par
         m_pLogger->warn("blackbox.xml has no blackbox element: no rules");
         return;
     }
-    const bool debug = std::string(root.attribute("debug").as_string()) == "true";
+    // The rules' description lines are long; they are built only to be written.
+    const bool debug = std::strcmp(root.attribute("debug").as_string(), "true") == 0 &&
+                       CLogger::isFileEnabled();
     int& flightState = m_pAircraftData != nullptr ? m_pAircraftData->nFlightState : m_noFlightState;
 
     for (const pugi::xml_node node : root.children()) {
@@ -157,18 +160,20 @@ void CBlackbox::init() {
 
 void CBlackbox::check() {
     updateData();
-    std::size_t index = 0;
-    while (index < m_events.size()) {
-        CEventBase& event = *m_events[index];
-        if (event.check(false)) {
-            executeEvent(event.getOutput(), event.getSound());
-            if (!event.isMultiple()) {
-                // The next rule moves into this place.
-                m_events.erase(m_events.begin() + static_cast<std::ptrdiff_t>(index));
-                continue;
+    // A rule that fired and may not fire again is deleted where it stands;
+    // the list closes its gaps once, however the cycle ends, and the other
+    // rules keep their order.
+    struct tCloseGaps {
+        std::vector<std::unique_ptr<CEventBase>>& events;
+        ~tCloseGaps() { events.erase(std::remove(events.begin(), events.end(), nullptr), events.end()); }
+    } closeGaps{m_events};
+    for (std::unique_ptr<CEventBase>& event : m_events) {
+        if (event->check(false)) {
+            executeEvent(event->getOutput(), event->getSound());
+            if (!event->isMultiple()) {
+                event.reset();
             }
         }
-        ++index;
     }
 }
 

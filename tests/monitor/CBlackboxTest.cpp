@@ -193,6 +193,36 @@ TEST_F(CBlackboxTest, StartFlight_firesInTheFirstCycleAfterEachReset) {
     EXPECT_EQ(step(2), "10");
 }
 
+// Rules that fire in one cycle and may not fire again all leave it; the
+// others stay, in their order. A file marked debug describes every rule.
+TEST_F(CBlackboxTest, SpentRulesOfOneCycle_allLeave_theOthersKeepTheirOrder) {
+    writeRuleFile(
+        "<blackbox debug=\"true\">"
+        "<event text=\"A\" var=\"gear\" value=\"1\"/>"
+        "<event text=\"B\" var=\"gear\" value=\"1\" multiple=\"1\"/>"
+        "<event text=\"C\" var=\"gear\" value=\"1\"/>"
+        "<event text=\"D\" var=\"ias\" value=\"200\" method=\"greater\" flightstate=\"climb\"/>"
+        "<event text=\"E\" var=\"gear\" value=\"1\" multiple=\"1\"/>"
+        "</blackbox>");
+    build();
+    EXPECT_EQ(countInLog("[CEventBase] <event text=\"D\" sound=\"\" multiple=0 var=ias "
+                         "value=200 flightstate=Climb method=greater>"),
+              1)
+        << log();
+    aircraft.bGearDown = true;
+    recorder->check();
+    EXPECT_EQ(logged(), (std::vector<std::string>{"A", "B", "C", "E"}));
+    EXPECT_EQ(recorder->getNumEvents(), 3u) << "A and C are spent";
+    aircraft.bGearDown = false;
+    aircraft.nFlightState = kClimb;
+    aircraft.nIndicatedAirspeedKts = 250;
+    recorder->check();
+    aircraft.bGearDown = true;
+    recorder->check();
+    EXPECT_EQ(logged(), (std::vector<std::string>{"A", "B", "C", "E", "D", "B", "E"}));
+    EXPECT_EQ(recorder->getNumEvents(), 2u);
+}
+
 TEST_F(CBlackboxTest, Event_recordsFlightTimeAltitudeSpeedPhaseAndText) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     struct {
