@@ -1,10 +1,10 @@
 // Making the flight report: from the finished flight and the booked records
 // to the report record, the aircraft's wear and fuel, the money and the rating.
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <iomanip>
 #include <locale>
 #include <sstream>
 #include <string>
@@ -26,12 +26,15 @@ constexpr int kPositioningFlightType = 2;
 // "%d" and "%.1f" in the "C" locale, whatever locale the simulator set.
 std::string intText(int value) { return std::to_string(value); }
 
-std::string oneDecimalText(double value) {
-    std::ostringstream out;
-    out.imbue(std::locale::classic());
-    out << std::fixed << std::setprecision(1) << value;
-    return out.str();
+// "%.*f": the standard's formatting knows no locale and needs no stream.
+std::string fixedText(double value, int decimals) {
+    char text[400];  // the longest double written in full, with its decimals
+    const std::to_chars_result result =
+        std::to_chars(text, text + sizeof(text), value, std::chars_format::fixed, decimals);
+    return std::string(text, result.ptr);
 }
+
+std::string oneDecimalText(double value) { return fixedText(value, 1); }
 
 // The report's own log line for figures it had to drop; shared by the
 // static money helpers, which have no report object.
@@ -175,13 +178,7 @@ int CReport::createReport() {
     setRecordText(report.Arrtime, recordText(aircraftData.zuluTime));
     setRecordText(report.Loc_Arrtime, recordText(aircraftData.localTime));
     report.ArrivalTime = aircraftData.dFlightTimeS;
-    {
-        std::ostringstream text;
-        text.imbue(std::locale::classic());
-        text << "FlightTimer.dArriveSeconds = " << std::fixed << std::setprecision(2)
-             << report.ArrivalTime;
-        m_pLogger->debug(text.str());
-    }
+    m_pLogger->debug("FlightTimer.dArriveSeconds = " + fixedText(report.ArrivalTime, 2));
     const float hours = static_cast<float>((report.ArrivalTime - report.DepartureTime) / 3600.0);
     setRecordText(report.Hours, oneDecimalText(hours));
 
