@@ -41,7 +41,10 @@ max_len_of() {
   esac
 }
 
-export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
+# The quarantine keeps freed memory from reuse so that a use after free is
+# caught. An input frees well under a megabyte, so 64 MB still covers hundreds
+# of inputs; the default 256 MB only makes each allocation land on cold memory.
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:quarantine_size_mb=64}"
 export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$root/tools/lsan.supp:print_suppressions=0}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 
