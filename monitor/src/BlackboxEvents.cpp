@@ -9,6 +9,7 @@
 #include "CBlackbox.h"
 #include "CFlightState.h"
 #include "CLogger.h"
+#include "CNumberText.h"
 
 namespace Blackbox {
 
@@ -85,11 +86,14 @@ CValueEvent::CValueEvent(const pugi::xml_node* node, CBlackbox* blackbox, bool d
     if (value.empty()) {
         value = "0";
     }
-    try {
+    if (m_pRuleValue->getClassId() == CValueBase::kNumberClassId) {
+        double number = 0.0;
+        if (!CNumberText::toDoubleWhole(value, number)) {
+            throw CBadValueError(value);
+        }
+        static_cast<CDoubleValue&>(*m_pRuleValue).setValue(number);
+    } else {
         m_pRuleValue->setValue(value);
-    } catch (const std::invalid_argument&) {
-        // A number that could not be read is left as the file gave it.
-        throw CBadValueError(value);
     }
 
     m_stateFilter = CFlightState::stringToState(element.attribute("flightstate").as_string());
