@@ -89,6 +89,8 @@ constexpr std::array<unsigned char, 256> kHexDigitValues = [] {
     return values;
 }();
 
+const char kHexDigits[] = "0123456789ABCDEFabcdef";
+
 unsigned char hexDigitValue(char c) { return kHexDigitValues[static_cast<unsigned char>(c)]; }
 
 // Byte i comes from characters 2i and 2i+1. A lone last digit stands for its
@@ -98,11 +100,17 @@ void decodeHex(const char* text, void* out, std::size_t size) {
     std::memset(bytes, 0, size);
     const std::size_t length = std::strlen(text);
     const std::size_t pairs = std::min(size, length / 2);
-    for (std::size_t i = 0; i < pairs; ++i) {
-        const unsigned high = hexDigitValue(text[2 * i]);
-        const unsigned low = hexDigitValue(text[2 * i + 1]);
-        // Either one kNotHex sets bits above a digit's four.
-        bytes[i] = (high | low) > 0x0F ? 0 : static_cast<unsigned char>(high << 4 | low);
+    if (std::strspn(text, kHexDigits) >= 2 * pairs) {
+        // A record as the client wrote it, digits only: the library decodes
+        // it whole.
+        boost::algorithm::unhex(text, text + 2 * pairs, bytes);
+    } else {
+        for (std::size_t i = 0; i < pairs; ++i) {
+            const unsigned high = hexDigitValue(text[2 * i]);
+            const unsigned low = hexDigitValue(text[2 * i + 1]);
+            // Either one kNotHex sets bits above a digit's four.
+            bytes[i] = (high | low) > 0x0F ? 0 : static_cast<unsigned char>(high << 4 | low);
+        }
     }
     if (length % 2 == 1 && pairs < size) {
         const unsigned last = hexDigitValue(text[length - 1]);
