@@ -12,9 +12,9 @@ namespace CNumberText {
 double toDouble(const char* text);
 int toInt(const char* text);
 
-// The whole text as one decimal number ("250", "-0.5", "+1e3", "inf"), or
-// false with value untouched: nothing may stand around it, not even a blank,
-// and a number beyond what a double holds is refused.
+// The whole text as one decimal number ("250", "-0.5", "+1e3"), in the "C"
+// locale, or false with value untouched: nothing may stand around it, not
+// even a blank, and a number beyond what a double holds is refused.
 bool toDoubleWhole(std::string_view text, double& value);
 
 // value cut toward zero, as a cast to int would cut it; false, with out

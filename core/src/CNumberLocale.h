@@ -4,7 +4,8 @@
 
 namespace CNumberText {
 
-double classicStrtod(const char* text);
+// end, when given, receives where the number ended, as strtod gives it.
+double classicStrtod(const char* text, char** end = nullptr);
 long classicStrtol(const char* text);
 
 }  // namespace CNumberText

@@ -1,9 +1,10 @@
 // Locale-independent atoi/atof.
 #include "CNumberText.h"
 
-#include <charconv>
+#include <cerrno>
 #include <climits>
-#include <system_error>
+#include <cmath>
+#include <string>
 
 #include "CNumberLocale.h"
 
@@ -31,18 +32,19 @@ int toInt(const char* text) {
 }
 
 bool toDoubleWhole(std::string_view text, double& value) {
-    const char* first = text.data();
-    const char* const last = first + text.size();
-    // The standard reader takes a minus but no plus; a plus takes no second sign.
-    if (first != last && *first == '+') {
-        ++first;
-        if (first != last && (*first == '+' || *first == '-')) {
-            return false;
-        }
+    // Digits, signs, a point and exponents only: no blanks, no hex, no words
+    // such as "inf"; the reader below then has to take every character.
+    if (text.empty() ||
+        text.find_first_not_of("0123456789+-.eE") != std::string_view::npos) {
+        return false;
     }
-    double read = 0.0;
-    const std::from_chars_result result = std::from_chars(first, last, read);
-    if (result.ec != std::errc() || result.ptr != last) {
+    const std::string whole(text);
+    char* end = nullptr;
+    errno = 0;
+    const double read = classicStrtod(whole.c_str(), &end);
+    // Too large for a double is refused; too small reads as the nearest
+    // value a double holds, down to 0.
+    if (end != whole.c_str() + whole.size() || (errno == ERANGE && std::isinf(read))) {
         return false;
     }
     value = read;

@@ -1,9 +1,9 @@
 // Making the flight report: from the finished flight and the booked records
 // to the report record, the aircraft's wear and fuel, the money and the rating.
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <locale>
 #include <sstream>
@@ -26,12 +26,12 @@ constexpr int kPositioningFlightType = 2;
 // "%d" and "%.1f" in the "C" locale, whatever locale the simulator set.
 std::string intText(int value) { return std::to_string(value); }
 
-// "%.*f": the standard's formatting knows no locale and needs no stream.
+// "%.*f" in the "C" locale, whatever locale the simulator set.
 std::string fixedText(double value, int decimals) {
+    const CNumberText::CClassicFormatting classic;
     char text[400];  // the longest double written in full, with its decimals
-    const std::to_chars_result result =
-        std::to_chars(text, text + sizeof(text), value, std::chars_format::fixed, decimals);
-    return std::string(text, result.ptr);
+    std::snprintf(text, sizeof(text), "%.*f", decimals, value);
+    return text;
 }
 
 std::string oneDecimalText(double value) { return fixedText(value, 1); }

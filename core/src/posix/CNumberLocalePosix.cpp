@@ -19,7 +19,7 @@ locale_t cLocale() {
 
 namespace CNumberText {
 
-double classicStrtod(const char* text) { return strtod_l(text, nullptr, cLocale()); }
+double classicStrtod(const char* text, char** end) { return strtod_l(text, end, cLocale()); }
 
 long classicStrtol(const char* text) { return strtol_l(text, nullptr, 10, cLocale()); }
 

@@ -27,7 +27,7 @@ struct PreviousFormatting {
 
 namespace CNumberText {
 
-double classicStrtod(const char* text) { return _strtod_l(text, nullptr, cLocale()); }
+double classicStrtod(const char* text, char** end) { return _strtod_l(text, end, cLocale()); }
 
 long classicStrtol(const char* text) { return _strtol_l(text, nullptr, 10, cLocale()); }
 
