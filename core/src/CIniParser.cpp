@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/algorithm/hex.hpp>
 #include <boost/format.hpp>
 #include <cerrno>
 #include <cstdint>
@@ -72,7 +71,8 @@ bool isStorable(const std::string& section, const std::string& key, const std::s
 }
 
 // 0 to 15 for a hex digit, kNotHex for any other byte: one look-up a
-// character, for a backup holds thousands of records as hex.
+// character, for a backup holds thousands of records as hex. kNotHex has the
+// top bit set, which no digit's value has.
 constexpr unsigned char kNotHex = 0xFF;
 constexpr std::array<unsigned char, 256> kHexDigitValues = [] {
     std::array<unsigned char, 256> values{};
@@ -89,8 +89,6 @@ constexpr std::array<unsigned char, 256> kHexDigitValues = [] {
     return values;
 }();
 
-const char kHexDigits[] = "0123456789ABCDEFabcdef";
-
 unsigned char hexDigitValue(char c) { return kHexDigitValues[static_cast<unsigned char>(c)]; }
 
 // Byte i comes from characters 2i and 2i+1. A lone last digit stands for its
@@ -100,17 +98,13 @@ void decodeHex(const char* text, void* out, std::size_t size) {
     std::memset(bytes, 0, size);
     const std::size_t length = std::strlen(text);
     const std::size_t pairs = std::min(size, length / 2);
-    if (std::strspn(text, kHexDigits) >= 2 * pairs) {
-        // A record as the client wrote it, digits only: the library decodes
-        // it whole.
-        boost::algorithm::unhex(text, text + 2 * pairs, bytes);
-    } else {
-        for (std::size_t i = 0; i < pairs; ++i) {
-            const unsigned high = hexDigitValue(text[2 * i]);
-            const unsigned low = hexDigitValue(text[2 * i + 1]);
-            // Either one kNotHex sets bits above a digit's four.
-            bytes[i] = (high | low) > 0x0F ? 0 : static_cast<unsigned char>(high << 4 | low);
-        }
+    for (std::size_t i = 0; i < pairs; ++i) {
+        const unsigned high = hexDigitValue(text[2 * i]);
+        const unsigned low = hexDigitValue(text[2 * i + 1]);
+        // All ones when both are digits, else nothing: no branch per byte,
+        // whatever mix of digits and damage the record holds.
+        const unsigned keep = 0u - (1u ^ ((high | low) >> 7));
+        bytes[i] = static_cast<unsigned char>((high << 4 | low) & keep);
     }
     if (length % 2 == 1 && pairs < size) {
         const unsigned last = hexDigitValue(text[length - 1]);
@@ -361,9 +355,13 @@ bool encodeHex(const void* data, std::size_t size, std::string& text) {
     if (data == nullptr && size > 0) {
         return false;
     }
+    static constexpr char kDigits[] = "0123456789ABCDEF";
     const unsigned char* bytes = static_cast<const unsigned char*>(data);
     text.resize(2 * size);
-    boost::algorithm::hex(bytes, bytes + size, text.begin());
+    for (std::size_t i = 0; i < size; ++i) {
+        text[2 * i] = kDigits[bytes[i] >> 4];
+        text[2 * i + 1] = kDigits[bytes[i] & 0x0F];
+    }
     return true;
 }
 
@@ -431,7 +429,8 @@ bool CIniParser::writeStruct(CSimpleIniA& store, const char* file, const std::st
             m_pLogger->error(structFailure(file, section, key));
             return false;
         }
-        return storeEntry(store, section, key, text, [&] { return structFailure(file, section, key); });
+        return storeEntry(store, section, key, text,
+                          [&] { return structFailure(file, section, key); });
     } catch (...) {
         return false;
     }
