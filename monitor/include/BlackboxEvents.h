@@ -3,8 +3,8 @@
 #pragma once
 
 #include <memory>
-#include <stdexcept>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "BlackboxValues.h"
@@ -17,21 +17,6 @@ class xml_node;
 namespace Blackbox {
 
 class CBlackbox;
-
-// Threads: thrown and caught on the client thread.
-//
-// A rule's "value" that is not a number although its variable is one. The
-// rule cannot be built; the rule file reader reports it and leaves the rule
-// out.
-class CBadValueError : public std::invalid_argument {
-public:
-    explicit CBadValueError(const std::string& value);
-    // The value as the rule file gives it.
-    const std::string& getValueText() const { return m_valueText; }
-
-private:
-    std::string m_valueText;
-};
 
 // Threads: the client thread only (built by the recorder's rule file reader,
 // evaluated by its check cycle).
@@ -56,6 +41,12 @@ public:
     // Empty when the rule plays nothing.
     const std::string& getSound() const { return m_sound; }
     bool isMultiple() const { return m_bMultiple; }
+    // Empty for a rule that was built. Otherwise the "value" that kept it
+    // from being built, as the rule file gives it: such a rule is half made
+    // and must not be checked; the rule file reader reports it and leaves it
+    // out. (No exception: a rule file full of bad values costs no more to
+    // read than a good one.)
+    const std::string& getBadValue() const { return m_badValue; }
 
 protected:
     explicit CEventBase(const char* loggerName);
@@ -69,6 +60,7 @@ protected:
     std::string m_sound;
     bool m_bMultiple = false;
     bool m_bLastResult = false;
+    std::string m_badValue;
 };
 
 // Threads: the client thread only.
@@ -83,8 +75,8 @@ public:
 
     // Binds the variable inside blackbox's current data (blackbox must not be
     // null); flightState is the aircraft record's phase, read at every check.
-    // Throws CBadValueError when "value" is not a number for a numeric
-    // variable.
+    // A "value" that is not a number for a numeric variable is a bad value
+    // (getBadValue).
     CValueEvent(const pugi::xml_node* node, CBlackbox* blackbox, bool debug, int& flightState);
     ~CValueEvent() override;
 
@@ -93,12 +85,18 @@ public:
     bool check(bool level) override;
 
 private:
+    // The rule's own values live inside it: a rule file holds hundreds of
+    // rules, rebuilt every flight, and two allocations more per rule would
+    // cost more than building the rest of it.
+    using tValue = std::variant<CDoubleValue, CStringValue>;
+    static CValueBase& valueIn(tValue& value);
+
     int m_method = kEqual;
     // Inside the recorder's current data; not owned.
     CValueBase* m_pCurrent = nullptr;
-    std::unique_ptr<CValueBase> m_pRuleValue;
+    tValue m_ruleValue;
     // The variable at the previous evaluation.
-    std::unique_ptr<CValueBase> m_pPrevious;
+    tValue m_previous;
     // Phase number, or -1 for every phase.
     int m_stateFilter = -1;
     int& m_rFlightState;
@@ -113,9 +111,9 @@ private:
 // and keep their crossing memory.
 class CCombinationEvent : public CEventBase {
 public:
-    // Throws CBadValueError when a child's value is bad: a combination that
-    // lost one of its conditions would fire where the airline did not want
-    // it, so the whole combination is left out.
+    // A child's bad value is the combination's: a combination that lost one
+    // of its conditions would fire where the airline did not want it, so
+    // the whole combination is left out.
     CCombinationEvent(const pugi::xml_node* node, CBlackbox* blackbox, bool debug,
                       int& flightState);
     ~CCombinationEvent() override;

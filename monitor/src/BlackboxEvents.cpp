@@ -15,13 +15,6 @@ namespace Blackbox {
 
 namespace {
 
-std::unique_ptr<CValueBase> makeValue(int classId) {
-    if (classId == CValueBase::kStringClassId) {
-        return std::make_unique<CStringValue>();
-    }
-    return std::make_unique<CDoubleValue>();
-}
-
 const char* methodName(int method) {
     switch (method) {
         case CValueEvent::kGreater:
@@ -35,15 +28,11 @@ const char* methodName(int method) {
 
 }  // namespace
 
-CBadValueError::CBadValueError(const std::string& value)
-    : std::invalid_argument("value is not a number: " + value), m_valueText(value) {}
-
 // --- common part ---
 
 // The rules are rebuilt every flight; their loggers write no "Init:"/"Delete:"
 // lines.
-CEventBase::CEventBase(const char* loggerName)
-    : m_logger(loggerName, false) {}
+CEventBase::CEventBase(const char* loggerName) : m_logger(loggerName, false) {}
 
 CEventBase::~CEventBase() = default;
 
@@ -79,21 +68,24 @@ CValueEvent::CValueEvent(const pugi::xml_node* node, CBlackbox* blackbox, bool d
         variable = "ias";
         m_pCurrent = &data->ias;
     }
-    m_pRuleValue = makeValue(m_pCurrent->getClassId());
-    m_pPrevious = makeValue(m_pCurrent->getClassId());
+    if (m_pCurrent->getClassId() == CValueBase::kStringClassId) {
+        m_ruleValue.emplace<CStringValue>();
+        m_previous.emplace<CStringValue>();
+    }
 
     std::string value = element.attribute("value").as_string();
     if (value.empty()) {
         value = "0";
     }
-    if (m_pRuleValue->getClassId() == CValueBase::kNumberClassId) {
-        double number = 0.0;
-        if (!CNumberText::toDoubleWhole(value, number)) {
-            throw CBadValueError(value);
+    if (CDoubleValue* number = std::get_if<CDoubleValue>(&m_ruleValue)) {
+        double read = 0.0;
+        if (!CNumberText::toDoubleWhole(value, read)) {
+            m_badValue = value;
+            return;
         }
-        static_cast<CDoubleValue&>(*m_pRuleValue).setValue(number);
+        number->setValue(read);
     } else {
-        m_pRuleValue->setValue(value);
+        valueIn(m_ruleValue).setValue(value);
     }
 
     m_stateFilter = CFlightState::stringToState(element.attribute("flightstate").as_string());
@@ -104,21 +96,28 @@ CValueEvent::CValueEvent(const pugi::xml_node* node, CBlackbox* blackbox, bool d
                                                    : kEqual;
 
     std::string zero = "0";
-    m_pPrevious->setValue(zero);
+    valueIn(m_previous).setValue(zero);
 
     if (debug) {
         m_logger.debug("<event" + describeCommon() + " var=" + variable + " value=" + value +
-                         " flightstate=" + CFlightState::stateToString(m_stateFilter) +
-                         " method=" + methodName(m_method) + ">");
+                       " flightstate=" + CFlightState::stateToString(m_stateFilter) +
+                       " method=" + methodName(m_method) + ">");
     }
 }
 
 CValueEvent::~CValueEvent() = default;
 
+CValueBase& CValueEvent::valueIn(tValue& value) {
+    if (CDoubleValue* number = std::get_if<CDoubleValue>(&value)) {
+        return *number;
+    }
+    return std::get<CStringValue>(value);
+}
+
 void CValueEvent::init() {
     // A text has no crossing to remember.
-    if (m_pPrevious->getClassId() == CValueBase::kNumberClassId) {
-        *m_pPrevious = *m_pCurrent;
+    if (std::holds_alternative<CDoubleValue>(m_previous)) {
+        valueIn(m_previous) = *m_pCurrent;
     }
 }
 
@@ -130,8 +129,8 @@ bool CValueEvent::check(bool level) {
         return false;
     }
     const CValueBase& current = *m_pCurrent;
-    const CValueBase& rule = *m_pRuleValue;
-    const CValueBase& previous = *m_pPrevious;
+    const CValueBase& rule = valueIn(m_ruleValue);
+    CValueBase& previous = valueIn(m_previous);
     bool result = false;
     switch (m_method) {
         case kLess:
@@ -146,7 +145,7 @@ bool CValueEvent::check(bool level) {
             break;
     }
     m_bLastResult = result;
-    *m_pPrevious = current;
+    previous = current;
     return level ? result : result && !wasTrue;
 }
 
@@ -164,6 +163,10 @@ CCombinationEvent::CCombinationEvent(const pugi::xml_node* node, CBlackbox* blac
     m_children.reserve(static_cast<std::size_t>(std::distance(children.begin(), children.end())));
     for (const pugi::xml_node child : children) {
         m_children.push_back(std::make_unique<CValueEvent>(&child, blackbox, debug, flightState));
+        if (!m_children.back()->getBadValue().empty()) {
+            m_badValue = m_children.back()->getBadValue();
+            return;
+        }
     }
     if (debug) {
         m_logger.debug("</combination>");

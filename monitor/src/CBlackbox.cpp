@@ -118,27 +118,26 @@ void CBlackbox::addRules(const pugi::xml_document& document, const pugi::xml_par
         return;
     }
     // The rules' description lines are long; they are built only to be written.
-    const bool debug = std::strcmp(root.attribute("debug").as_string(), "true") == 0 &&
-                       CLogger::isFileEnabled();
+    const bool debug =
+        std::strcmp(root.attribute("debug").as_string(), "true") == 0 && CLogger::isFileEnabled();
     int& flightState = m_pAircraftData != nullptr ? m_pAircraftData->nFlightState : m_noFlightState;
 
     for (const pugi::xml_node node : root.children()) {
         const char* name = node.name();
         std::unique_ptr<CEventBase> rule;
-        try {
-            if (std::strcmp(name, "event") == 0) {
-                rule = std::make_unique<CValueEvent>(&node, this, debug, flightState);
-            } else if (std::strcmp(name, "combination") == 0) {
-                rule = std::make_unique<CCombinationEvent>(&node, this, debug, flightState);
-            } else if (std::strcmp(name, "startflight") == 0) {
-                rule = std::make_unique<CStartFlightEvent>(&node, this, debug, flightState);
-            } else {
-                m_pLogger->warn(std::string("invalid node: ") + name + ";");
-                continue;
-            }
-        } catch (const CBadValueError& bad) {
-            m_pLogger->error("rule \"" + std::string(node.attribute("text").as_string()) +
-                             "\" left out: value \"" + bad.getValueText() + "\" is not a number");
+        if (std::strcmp(name, "event") == 0) {
+            rule = std::make_unique<CValueEvent>(&node, this, debug, flightState);
+        } else if (std::strcmp(name, "combination") == 0) {
+            rule = std::make_unique<CCombinationEvent>(&node, this, debug, flightState);
+        } else if (std::strcmp(name, "startflight") == 0) {
+            rule = std::make_unique<CStartFlightEvent>(&node, this, debug, flightState);
+        } else {
+            m_pLogger->warn(std::string("invalid node: ") + name + ";");
+            continue;
+        }
+        if (!rule->getBadValue().empty()) {
+            m_pLogger->error("rule \"" + rule->getOutput() + "\" left out: value \"" +
+                             rule->getBadValue() + "\" is not a number");
             continue;
         }
         if (rule->getOutput().size() >= sizeof(tDataRecord::text)) {
@@ -165,7 +164,9 @@ void CBlackbox::check() {
     // rules keep their order.
     struct tCloseGaps {
         std::vector<std::unique_ptr<CEventBase>>& events;
-        ~tCloseGaps() { events.erase(std::remove(events.begin(), events.end(), nullptr), events.end()); }
+        ~tCloseGaps() {
+            events.erase(std::remove(events.begin(), events.end(), nullptr), events.end());
+        }
     } closeGaps{m_events};
     for (std::unique_ptr<CEventBase>& event : m_events) {
         if (event->check(false)) {
