@@ -22,6 +22,24 @@ XPLM_API int XPLMUnregisterDrawCallback(XPLMDrawCallback_f inCallback, XPLMDrawi
 typedef void* XPLMWindowID;
 XPLM_API void XPLMDestroyWindow(XPLMWindowID inWindowID);
 
+// Where X-Plane keeps a modern window: free on the screen, in an operating
+// system window of its own, or in the VR headset.
+enum {
+    xplm_WindowPositionFree = 0,
+    xplm_WindowCenterOnMonitor = 1,
+    xplm_WindowFullScreenOnMonitor = 2,
+    xplm_WindowFullScreenOnAllMonitors = 3,
+    xplm_WindowPopOut = 4,
+    xplm_WindowVR = 5
+};
+typedef int XPLMWindowPositioningMode;
+
+XPLM_API void XPLMSetWindowPositioningMode(XPLMWindowID inWindowID,
+                                           XPLMWindowPositioningMode inPositioningMode,
+                                           int inMonitorIndex);
+XPLM_API int XPLMWindowIsPoppedOut(XPLMWindowID inWindowID);
+XPLM_API int XPLMWindowIsInVR(XPLMWindowID inWindowID);
+
 typedef void* XPLMHotKeyID;
 typedef void (*XPLMHotKey_f)(void* inRefcon);
 XPLM_API XPLMHotKeyID XPLMRegisterHotKey(char inVirtualKey, XPLMKeyFlags inFlags,

@@ -17,6 +17,11 @@ XPLM_API int XPLMAppendMenuItem(XPLMMenuID inMenu, const char* inItemName, void*
                                 int inDeprecatedAndIgnored);
 XPLM_API void XPLMDestroyMenu(XPLMMenuID inMenuID);
 
+enum { xplm_Menu_NoCheck = 0, xplm_Menu_Unchecked = 1, xplm_Menu_Checked = 2 };
+typedef int XPLMMenuCheck;
+XPLM_API void XPLMCheckMenuItem(XPLMMenuID inMenu, int index, XPLMMenuCheck inCheck);
+XPLM_API void XPLMEnableMenuItem(XPLMMenuID inMenu, int index, int enabled);
+
 #ifdef __cplusplus
 }
 #endif

@@ -6,4 +6,17 @@
 
 #define XPLM_MSG_PLANE_CRASHED 101
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// Optional behaviours of the SDK, by name ("XPLM_USE_NATIVE_WIDGET_WINDOWS").
+XPLM_API int XPLMHasFeature(const char* inFeature);
+XPLM_API int XPLMIsFeatureEnabled(const char* inFeature);
+XPLM_API void XPLMEnableFeature(const char* inFeature, int inEnable);
+
+#ifdef __cplusplus
+}
+#endif
+
 #endif

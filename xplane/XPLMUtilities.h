@@ -10,6 +10,22 @@ extern "C" {
 
 XPLM_API void XPLMSpeakString(const char* inString);
 
+// Commands: what a pilot binds to a key, a joystick button or a VR
+// controller.
+enum { xplm_CommandBegin = 0, xplm_CommandContinue = 1, xplm_CommandEnd = 2 };
+typedef int XPLMCommandPhase;
+typedef void* XPLMCommandRef;
+// Answers 1 to let other handlers and X-Plane go on, 0 to stop there.
+typedef int (*XPLMCommandCallback_f)(XPLMCommandRef inCommand, XPLMCommandPhase inPhase,
+                                     void* inRefcon);
+
+XPLM_API XPLMCommandRef XPLMFindCommand(const char* inName);
+XPLM_API XPLMCommandRef XPLMCreateCommand(const char* inName, const char* inDescription);
+XPLM_API void XPLMRegisterCommandHandler(XPLMCommandRef inComand, XPLMCommandCallback_f inHandler,
+                                         int inBefore, void* inRefcon);
+XPLM_API void XPLMUnregisterCommandHandler(XPLMCommandRef inComand, XPLMCommandCallback_f inHandler,
+                                           int inBefore, void* inRefcon);
+
 #ifdef __cplusplus
 }
 #endif

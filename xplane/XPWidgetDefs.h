@@ -33,7 +33,9 @@ enum {
 };
 typedef int XPWidgetPropertyID;
 
-enum { xpMsg_None = 0 };
+// Paint asks a widget to draw itself and its children; a widget that does
+// not handle it gets Draw, for itself only, and its children are drawn after.
+enum { xpMsg_None = 0, xpMsg_Paint = 3, xpMsg_Draw = 4 };
 typedef int XPWidgetMessage;
 
 typedef int XPWidgetClass;

@@ -3,6 +3,7 @@
 #ifndef XPWidgets_h
 #define XPWidgets_h
 
+#include "XPLMDisplay.h"
 #include "XPWidgetDefs.h"
 
 #ifdef __cplusplus
@@ -12,6 +13,11 @@ extern "C" {
 WIDGET_API XPWidgetID XPCreateWidget(int inLeft, int inTop, int inRight, int inBottom,
                                      int inVisible, const char* inDescriptor, int inIsRoot,
                                      XPWidgetID inContainer, XPWidgetClass inClass);
+// A widget whose class is the callback itself: it draws what the plug-in
+// draws, as part of its window.
+WIDGET_API XPWidgetID XPCreateCustomWidget(int inLeft, int inTop, int inRight, int inBottom,
+                                           int inVisible, const char* inDescriptor, int inIsRoot,
+                                           XPWidgetID inContainer, XPWidgetFunc_t inCallback);
 WIDGET_API void XPDestroyWidget(XPWidgetID inWidget, int inDestroyChildren);
 WIDGET_API void XPSetWidgetProperty(XPWidgetID inWidget, XPWidgetPropertyID inProperty,
                                     intptr_t inValue);
@@ -25,6 +31,9 @@ WIDGET_API void XPAddWidgetCallback(XPWidgetID inWidget, XPWidgetFunc_t inNewCal
 WIDGET_API void XPShowWidget(XPWidgetID inWidget);
 WIDGET_API void XPHideWidget(XPWidgetID inWidget);
 WIDGET_API int XPIsWidgetVisible(XPWidgetID inWidget);
+// The window behind a root widget; with native widget windows a modern
+// window that can pop out or go into VR.
+WIDGET_API XPLMWindowID XPGetWidgetUnderlyingWindow(XPWidgetID inWidget);
 
 #ifdef __cplusplus
 }

@@ -81,6 +81,8 @@ std::vector<std::unique_ptr<DataRef>> makeDataRefTable() {
     table.push_back(positionDouble("sim/flightmodel/position/longitude", ro, 8.5703));
     table.push_back(scalarInt("sim/cockpit/electrical/landing_lights_on", rw, 0));
     table.push_back(scalarInt("sim/time/sim_speed", rw, 1));
+    // Whether the pilot flies with a VR headset on.
+    table.push_back(scalarInt("sim/graphics/VR/enabled", ro, 0));
     table.push_back(
         scalarFloat("sim/cockpit2/gauges/indicators/radio_altimeter_height_ft_pilot", ro, 0.0f));
     table.push_back(positionDouble("sim/flightmodel/position/elevation", ro, 111.0));

@@ -26,6 +26,17 @@ void eraseMenuAndSubmenus(State& s, XPLMMenuID menu) {
     s.menus.erase(menu);
 }
 
+MenuItem* menuItem(State& s, XPLMMenuID menu, int index, const char* function) {
+    const auto found = s.menus.find(menu);
+    if (found == s.menus.end() || index < 0 ||
+        index >= static_cast<int>(found->second.items.size())) {
+        recordSdkMisuse(s, std::string(function) + ": no item " + std::to_string(index) +
+                               " in menu " + handleText(menu));
+        return nullptr;
+    }
+    return &found->second.items[static_cast<size_t>(index)];
+}
+
 }  // namespace
 
 extern "C" {
@@ -116,6 +127,7 @@ XPLM_API void XPLMDrawString(float* inColorRGB, int inXOffset, int inYOffset, co
     drawn.y = inYOffset;
     drawn.text = inChar;
     drawn.font = inFontID;
+    drawn.window = call.s.paintingWindow;
     if (inColorRGB != nullptr) {
         std::copy_n(inColorRGB, 3, drawn.rgb);
     }
@@ -171,6 +183,20 @@ XPLM_API int XPLMAppendMenuItem(XPLMMenuID inMenu, const char* inItemName, void*
     auto& items = found->second.items;
     items.push_back(MenuItem{inItemName != nullptr ? inItemName : "", inItemRef});
     return static_cast<int>(items.size()) - 1;
+}
+
+XPLM_API void XPLMCheckMenuItem(XPLMMenuID inMenu, int index, XPLMMenuCheck inCheck) {
+    SdkCall call("XPLMCheckMenuItem");
+    if (MenuItem* item = menuItem(call.s, inMenu, index, "XPLMCheckMenuItem")) {
+        item->check = inCheck;
+    }
+}
+
+XPLM_API void XPLMEnableMenuItem(XPLMMenuID inMenu, int index, int enabled) {
+    SdkCall call("XPLMEnableMenuItem");
+    if (MenuItem* item = menuItem(call.s, inMenu, index, "XPLMEnableMenuItem")) {
+        item->enabled = enabled != 0;
+    }
 }
 
 XPLM_API void XPLMDestroyMenu(XPLMMenuID inMenuID) {

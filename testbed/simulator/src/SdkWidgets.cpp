@@ -124,11 +124,32 @@ WIDGET_API XPWidgetID XPCreateWidget(int inLeft, int inTop, int inRight, int inB
     if (inContainer != nullptr && findWidget(s, inContainer, "XPCreateWidget") != nullptr) {
         widget.parent = inContainer;
     }
+    widget.native = widget.parent == nullptr && makesNativeWindow(s);
     XPWidgetID id = newHandle(s);
     if (widget.parent != nullptr) {
         s.widgets[widget.parent].children.push_back(id);
     }
     s.widgets.emplace(id, std::move(widget));
+    return id;
+}
+
+WIDGET_API XPWidgetID XPCreateCustomWidget(int inLeft, int inTop, int inRight, int inBottom,
+                                           int inVisible, const char* inDescriptor, int inIsRoot,
+                                           XPWidgetID inContainer, XPWidgetFunc_t inCallback) {
+    if (inCallback == nullptr) {
+        SdkCall call("XPCreateCustomWidget");
+        recordSdkMisuse(call.s, "XPCreateCustomWidget: null callback");
+        return nullptr;
+    }
+    XPWidgetID id = XPCreateWidget(inLeft, inTop, inRight, inBottom, inVisible, inDescriptor,
+                                   inIsRoot, inContainer, testbed::kCustomWidgetClass);
+    {
+        SdkCall call("XPCreateCustomWidget");
+        call.s.widgets[id].callbacks.push_back(inCallback);
+    }
+    // The class function hears of its widget's creation first.
+    PluginCodeScope inPluginCode;
+    inCallback(kMsgCreate, id, 0, 0);
     return id;
 }
 

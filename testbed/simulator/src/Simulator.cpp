@@ -60,6 +60,20 @@ void dropPluginRegistrations(State& s) {
     draws.erase(std::remove_if(draws.begin(), draws.end(),
                                [](const DrawCallback& c) { return c.ownedByPlugin; }),
                 draws.end());
+    for (auto loop = s.flightLoops.begin(); loop != s.flightLoops.end();) {
+        loop = loop->second.ownedByPlugin ? s.flightLoops.erase(loop) : std::next(loop);
+    }
+    for (auto& [ref, command] : s.commands) {
+        auto& handlers = command.handlers;
+        handlers.erase(std::remove_if(handlers.begin(), handlers.end(),
+                                      [](const CommandHandler& h) { return h.ownedByPlugin; }),
+                       handlers.end());
+    }
+    for (auto window = s.windows.begin(); window != s.windows.end();) {
+        window =
+            s.widgets.count(window->second.root) == 0 ? s.windows.erase(window) : std::next(window);
+    }
+    s.enabledFeatures.clear();
 }
 
 // Undoes a load that did not complete. Lock not held.
@@ -114,6 +128,7 @@ void runOneFrame() {
     std::vector<DrawCallback> order;
     std::function<void(double)> hook;
     double frameSeconds = 0.0;
+    bool drawing = true;
     {
         std::lock_guard<std::mutex> lock(s.mutex);
         const auto now = Clock::now();
@@ -125,6 +140,7 @@ void runOneFrame() {
             frameSeconds = 1.0 / s.framesPerSecond;
         }
         hook = s.frameHook;
+        drawing = s.drawing;
         s.lastFrameStart = now;
         s.haveFrameStart = true;
         s.currentFrameTexts.clear();
@@ -139,10 +155,18 @@ void runOneFrame() {
         }
     }
 
-    // The hook moves the simulated world (it calls back into the API, so
-    // without the lock), and the draw callbacks then see this frame's state.
+    // X-Plane's frame: the flight loops that come before the flight model,
+    // the flight model (the hook moves the simulated world; it calls back
+    // into the API, so without the lock), the flight loops after it, then
+    // drawing, which sees this frame's state. Nothing is drawn while a
+    // dialog or a loading screen holds the simulator; the loops still run.
+    runFlightLoops(xplm_FlightLoop_Phase_BeforeFlightModel, frameSeconds);
     if (hook) {
         hook(frameSeconds);
+    }
+    runFlightLoops(xplm_FlightLoop_Phase_AfterFlightModel, frameSeconds);
+    if (!drawing) {
+        order.clear();
     }
 
     for (const DrawCallback& c : order) {
@@ -162,11 +186,27 @@ void runOneFrame() {
             c.callback(c.phase, c.wantsBefore, c.refcon);
         }
         const auto callDuration = Clock::now() - callStart;
+        const auto spent = std::chrono::duration_cast<std::chrono::nanoseconds>(callDuration);
         std::lock_guard<std::mutex> lock(s.mutex);
-        s.drawDurations.push_back(
-            std::chrono::duration_cast<std::chrono::nanoseconds>(callDuration));
+        s.drawDurations.push_back(spent);
+        if (c.ownedByPlugin) {
+            s.currentPluginFrame += spent;
+        }
+    }
+    if (drawing) {
+        drawWidgetWindows();
     }
 
+    std::function<void()> endHook;
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.pluginFrameDurations.push_back(s.currentPluginFrame);
+        s.currentPluginFrame = std::chrono::nanoseconds{0};
+        endHook = s.frameEndHook;
+    }
+    if (endHook) {
+        endHook();
+    }
     std::lock_guard<std::mutex> lock(s.mutex);
     // Swapped, not moved: the next frame records into a list that keeps its
     // room, so that the recording does not add its own allocations to the
@@ -201,6 +241,19 @@ void Simulator::reset() {
     s.menus.clear();
     s.hotKeys.clear();
     s.drawCallbacks.clear();
+    s.flightLoops.clear();
+    s.commands.clear();
+    s.windows.clear();
+    s.enabledFeatures.clear();
+    s.uiScale = 1.0;
+    s.drawing = true;
+    s.xplaneMajor = 12;
+    s.paintingWindow = nullptr;
+    s.simulatorSeconds = 0.0;
+    s.loopNumber = 0;
+    s.pluginFrameDurations.clear();
+    s.currentPluginFrame = std::chrono::nanoseconds{0};
+    s.frameEndHook = nullptr;
     s.framesPerSecond = 0.0;
     s.frameCount = 0;
     s.haveFrameStart = false;

@@ -344,6 +344,27 @@ std::vector<std::string> Simulator::menuItems(const std::string& menuName) const
     return names;
 }
 
+bool Simulator::isMenuItemEnabled(const std::string& menuName, const std::string& itemName) const {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    const Menu* menu = menuNamed(state(), menuName);
+    if (menu == nullptr) {
+        return false;
+    }
+    return std::any_of(menu->items.begin(), menu->items.end(),
+                       [&](const MenuItem& item) { return item.name == itemName && item.enabled; });
+}
+
+bool Simulator::isMenuItemChecked(const std::string& menuName, const std::string& itemName) const {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    const Menu* menu = menuNamed(state(), menuName);
+    if (menu == nullptr) {
+        return false;
+    }
+    return std::any_of(menu->items.begin(), menu->items.end(), [&](const MenuItem& item) {
+        return item.name == itemName && item.check == xplm_Menu_Checked;
+    });
+}
+
 bool Simulator::clickMenuItem(const std::string& menuName, const std::string& itemName) {
     requireSimulatorThread("clickMenuItem");
     XPLMMenuHandler_f handler = nullptr;
@@ -358,7 +379,8 @@ bool Simulator::clickMenuItem(const std::string& menuName, const std::string& it
         const auto item =
             std::find_if(menu->items.begin(), menu->items.end(),
                          [&](const MenuItem& candidate) { return candidate.name == itemName; });
-        if (item == menu->items.end()) {
+        // A greyed-out item cannot be chosen.
+        if (item == menu->items.end() || !item->enabled) {
             return false;
         }
         handler = menu->handler;

@@ -18,6 +18,8 @@
 #include "XPLMDefs.h"
 #include "XPLMDisplay.h"
 #include "XPLMMenus.h"
+#include "XPLMProcessing.h"
+#include "XPLMUtilities.h"
 #include "XPStandardWidgets.h"
 #include "XPWidgetDefs.h"
 #include "testbed/Simulator.h"
@@ -74,11 +76,54 @@ struct Widget {
     std::map<int, intptr_t> properties;
     std::vector<XPWidgetFunc_t> callbacks;  // oldest first
     bool ownedByPlugin = false;
+    // A root widget made while native widget windows were enabled lives in a
+    // modern window: it follows the UI scale and may pop out or go to VR.
+    bool native = false;
+};
+
+// The window behind a root widget, as XPGetWidgetUnderlyingWindow gives it.
+struct UnderlyingWindow {
+    XPWidgetID root = nullptr;
+    int positioningMode = xplm_WindowPositionFree;
+    // Where the window stood on X-Plane's screen before it left it.
+    int screenLeft = 0, screenTop = 0;
+};
+
+struct FlightLoop {
+    XPLMFlightLoop_f callback = nullptr;
+    int phase = xplm_FlightLoop_Phase_BeforeFlightModel;
+    void* refcon = nullptr;
+    bool ownedByPlugin = false;
+    // Not scheduled until XPLMScheduleFlightLoop says when.
+    bool scheduled = false;
+    // Due at this loop number or at this simulator time.
+    bool dueByFrames = false;
+    uint64_t dueFrame = 0;
+    double dueSeconds = 0.0;
+    double lastCallSeconds = -1.0;
+    int counter = 0;
+};
+
+struct CommandHandler {
+    XPLMCommandCallback_f callback = nullptr;
+    int before = 1;
+    void* refcon = nullptr;
+    bool ownedByPlugin = false;
+};
+
+// A command outlives the plug-in that made it, as in X-Plane; its handlers
+// do not.
+struct Command {
+    std::string name;
+    std::string description;
+    std::vector<CommandHandler> handlers;
 };
 
 struct MenuItem {
     std::string name;
     void* itemRef = nullptr;
+    bool enabled = true;
+    int check = 0;  // xplm_Menu_NoCheck, Unchecked or Checked
 };
 
 struct Menu {
@@ -137,6 +182,11 @@ struct State {
     std::map<XPLMHotKeyID, HotKey> hotKeys;
     std::vector<DrawCallback> drawCallbacks;  // registration order
     uint64_t nextDrawSerial = 1;
+    std::map<XPLMFlightLoopID, FlightLoop> flightLoops;  // creation order
+    std::map<XPLMCommandRef, Command> commands;
+    std::map<XPLMWindowID, UnderlyingWindow> windows;
+    // Features the plug-in switched on with XPLMEnableFeature.
+    std::vector<std::string> enabledFeatures;
 
     // The plug-in. While pluginActive, registrations belong to it and are
     // dropped when it is unloaded.
@@ -155,8 +205,28 @@ struct State {
     std::chrono::nanoseconds startDuration{0};
     std::chrono::nanoseconds stopDuration{0};
 
+    // Display. The UI scale is X-Plane's "UI size" setting; X-Plane draws
+    // nothing at all while a modal dialog or a loading screen is up.
+    double uiScale = 1.0;
+    bool drawing = true;
+    // The major version of X-Plane the test bed plays: 12, or 11 (no native
+    // widget windows, no sound through X-Plane's mixer).
+    int xplaneMajor = 12;
+    // The root widget whose window is being drawn; null in draw callbacks.
+    XPWidgetID paintingWindow = nullptr;
+
     // Frames.
     double framesPerSecond = 0.0;
+    // Simulator time in seconds, the sum of the frames' seconds.
+    double simulatorSeconds = 0.0;
+    // Counts the frames' flight-loop passes: a loop scheduled -n runs n
+    // passes after the current one.
+    uint64_t loopNumber = 0;
+    // The time each frame spent in the plug-in's flight loops, draw
+    // callbacks and windows.
+    std::vector<std::chrono::nanoseconds> pluginFrameDurations;
+    std::chrono::nanoseconds currentPluginFrame{0};
+    std::function<void()> frameEndHook;
     uint64_t frameCount = 0;
     bool haveFrameStart = false;
     std::chrono::steady_clock::time_point lastFrameStart;
@@ -219,6 +289,17 @@ bool dispatchDirect(XPWidgetID widget, int message, intptr_t param1, intptr_t pa
 bool dispatchUpChain(XPWidgetID widget, int message, intptr_t param1, intptr_t param2);
 // Every callback of the widget, handled or not.
 void dispatchDirectAllCallbacks(XPWidgetID widget, int message, intptr_t param1, intptr_t param2);
+
+// The frame's work, called without the state lock: the flight loops of
+// one phase, and the drawing of every shown window's widgets.
+void runFlightLoops(int phase, double frameSeconds);
+void drawWidgetWindows();
+// Whether the plug-in switched the feature on. Lock held.
+bool featureEnabled(const State& s, const std::string& feature);
+// Whether a root widget made now lives in a modern window. Lock held.
+bool makesNativeWindow(const State& s);
+// Adds the time spent in plug-in code to the frame's total. Lock not held.
+void countPluginTime(std::chrono::nanoseconds spent);
 
 // The widget behind an id, or null (recorded as a misuse of the function).
 Widget* findWidget(State& s, XPWidgetID widget, const char* function);

@@ -241,8 +241,7 @@ bool logIn(testbed::Simulator& sim, const Options& options) {
                     window.drawnTextsLine().c_str());
         return false;
     }
-    std::printf("login:          logged in as %s, home screen shown\n",
-                options.loginUser.c_str());
+    std::printf("login:          logged in as %s, home screen shown\n", options.loginUser.c_str());
     return true;
 }
 
@@ -339,7 +338,7 @@ int run(const Options& options) {
                         text.font, text.rgb[0], text.rgb[1], text.rgb[2], text.text.c_str());
         }
     }
-    printDrawTimes(sim.drawCallbackDurations());
+    printDrawTimes(sim.pluginFrameDurations());
 
     sim.unloadPlugin();
     std::printf("XPluginStop:    %.3f ms\n", milliseconds(sim.lastStopDuration()));

@@ -26,7 +26,20 @@ struct DrawnText {
     std::string text;
     int font = 0;
     float rgb[3] = {0, 0, 0};
+    // The root widget whose window drew it; null for a draw callback, which
+    // draws onto X-Plane's main screen only.
+    XPWidgetID window = nullptr;
 };
+
+struct CommandInfo {
+    std::string name;
+    std::string description;
+    int handlers = 0;
+};
+
+// The class the test bed gives a widget made with XPCreateCustomWidget: its
+// callback is its class, and it draws what the plug-in draws.
+constexpr int kCustomWidgetClass = -1;
 
 struct HotKeyInfo {
     char virtualKey = 0;
@@ -106,6 +119,46 @@ public:
     // callback per frame).
     const std::vector<std::chrono::nanoseconds>& drawCallbackDurations() const;
     void clearDrawCallbackDurations();
+    // What each frame spent in the plug-in's code: its flight loops, draw
+    // callbacks and the drawing of its windows, one entry per frame.
+    const std::vector<std::chrono::nanoseconds>& pluginFrameDurations() const;
+    void clearPluginFrameDurations();
+    // Called at the very end of every frame on the simulator's thread, after
+    // the frame's entry in pluginFrameDurations(). One hook at a time; an
+    // empty function removes it; reset() removes it too.
+    void setFrameEndHook(std::function<void()> hook);
+    // Simulator seconds since reset(): the sum of the frames' seconds.
+    double simulatorSeconds() const;
+
+    // Display. X-Plane's UI size (1.0 to 2.0): a native widget window is
+    // drawn that much larger on the screen, a legacy one is not.
+    void setUiScale(double scale);
+    double uiScale() const;
+    // False while X-Plane draws nothing (a modal dialog, a loading screen):
+    // flight loops still run, but no draw callback and no window drawing.
+    void setDrawing(bool drawing);
+    // The X-Plane the test bed plays: 12 (the default), or 11 (no native
+    // widget windows, no XPLMPlayPCMOnBus). reset() puts 12 back.
+    void setXPlaneVersion(int major);
+    int xplaneVersion() const;
+    // Whether the plug-in switched a feature on (XPLMEnableFeature).
+    bool isFeatureEnabled(const std::string& feature) const;
+    // Whether a root widget lives in a modern window (native widget windows
+    // were enabled when it was made).
+    bool isNativeWindow(XPWidgetID root) const;
+    // The positioning mode of a root widget's window (xplm_WindowPositionFree,
+    // xplm_WindowPopOut, xplm_WindowVR...).
+    int windowPositioningMode(XPWidgetID root) const;
+    // The pilot drags a window on X-Plane's screen: it and its widgets move.
+    void moveWindow(XPWidgetID root, int dx, int dy);
+    int flightLoopCount() const;
+
+    // Commands, as X-Plane's keyboard and joystick settings list them.
+    std::vector<CommandInfo> commands() const;
+    // A key or button bound to the command is pressed and released: its
+    // handlers run for the begin and the end phase. False for an unknown
+    // command.
+    bool runCommand(const std::string& name);
 
     // Datarefs. The table holds what the plug-in reads and writes, with
     // X-Plane's types (a bit mask of xplmType_*).
@@ -172,7 +225,12 @@ public:
     // Menus and hot keys.
     std::vector<std::string> menuNames() const;
     std::vector<std::string> menuItems(const std::string& menuName) const;
+    // False for an item that is greyed out (XPLMEnableMenuItem), as a
+    // person cannot choose it.
     bool clickMenuItem(const std::string& menuName, const std::string& itemName);
+    bool isMenuItemEnabled(const std::string& menuName, const std::string& itemName) const;
+    // Whether the item carries a lit check mark (XPLMCheckMenuItem).
+    bool isMenuItemChecked(const std::string& menuName, const std::string& itemName) const;
     std::vector<HotKeyInfo> hotKeys() const;
     bool pressHotKey(char virtualKey, int flags);
     int drawCallbackCount() const;
