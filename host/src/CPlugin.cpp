@@ -1,5 +1,6 @@
-// Start and stop of the plug-in: the main window and its three areas, the
-// menu, the hot keys, the draw callback and the client thread.
+// Start and stop of the plug-in: the main window, the menu, the commands and
+// hot keys, the flight loop that runs the client's simulator work, and the
+// client thread.
 #include "CPlugin.h"
 
 #include <pthread.h>
@@ -7,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -17,6 +19,7 @@
 #include "CIniParser.h"
 #include "CJoinableThread.h"
 #include "CLogger.h"
+#include "CPluginWindow.h"
 #include "CServerSettings.h"
 #include "CThreadPriority.h"
 #include "CThreadSync.h"
@@ -26,6 +29,8 @@
 #include "XPLMDisplay.h"
 #include "XPLMMenus.h"
 #include "XPLMPlugin.h"
+#include "XPLMProcessing.h"
+#include "XPLMUtilities.h"
 #include "XPStandardWidgets.h"
 #include "XPWidgets.h"
 
@@ -37,6 +42,7 @@ std::atomic<bool> g_bEndClient{false};
 bool g_bWindowInFront = false;
 int g_nXpMenuShowClient = 0;
 int g_nXpMenuHideClient = 1;
+int g_nXpMenuPopOut = 2;
 
 namespace {
 
@@ -45,18 +51,33 @@ CJoinableThread* g_pMainThread = nullptr;
 // that the simulator's thread never posts into a module that is gone.
 std::unique_ptr<CClientModule> g_clientModule;
 std::function<void()> g_passHookForTests;
+CPluginWindow g_window;
 XPLMMenuID g_menu = nullptr;
+int g_popOutMenuIndex = -1;
 XPLMHotKeyID g_hotKeyToggleWindow = nullptr;
 XPLMHotKeyID g_hotKeyLandingLights = nullptr;
-bool g_bDrawCallbackRegistered = false;
+XPLMFlightLoopID g_flightLoop = nullptr;
 
-// Event posted by the "Toggle Landing Lights" hot key.
+// What a pilot can bind to a key, a joystick button or a VR controller; the
+// hot keys stay for those who know them.
+struct tCommand {
+    const char* name;
+    const char* description;
+    XPLMCommandRef ref;
+};
+tCommand g_commands[] = {
+    {"quelby/toggle_window", "Toggle Window", nullptr},
+    {"quelby/toggle_landing_lights", "Toggle Landing Lights", nullptr},
+};
+
+// Event posted by the "Toggle Landing Lights" hot key and command.
 constexpr int kLandingLightsEvent = 27;
 
-std::atomic<bool> g_drawFailed{false};
+std::atomic<bool> g_flightLoopFailed{false};
 std::atomic<bool> g_widgetFailed{false};
 std::atomic<bool> g_menuFailed{false};
 std::atomic<bool> g_hotKeyFailed{false};
+std::atomic<bool> g_commandFailed{false};
 std::atomic<bool> g_clientFailed{false};
 
 void postButtonEvent(int id) {
@@ -78,7 +99,7 @@ int XPlaneWindowCallback(XPWidgetMessage message, XPWidgetID widget, intptr_t pa
             if (object != nullptr) {
                 const int id = object->getId();
                 if (id == CUserInterfaceXp::kExitButtonId) {
-                    XPHideWidget(g_theWindow);
+                    g_window.hide();
                 }
                 postButtonEvent(id);
             }
@@ -88,19 +109,38 @@ int XPlaneWindowCallback(XPWidgetMessage message, XPWidgetID widget, intptr_t pa
     });
 }
 
+// The hot keys' and the commands' one action: 0 toggles the window, 1 the
+// landing lights.
+void runAction(intptr_t which) {
+    if (which == 0) {
+        g_window.toggle();
+    } else if (which == 1) {
+        postButtonEvent(kLandingLightsEvent);
+    }
+}
+
 void XPlaneHotkeyCallback(void* refcon) {
-    CCallbackGuard::run(g_hotKeyFailed, "XPlaneHotkeyCallback", [&] {
-        const intptr_t which = reinterpret_cast<intptr_t>(refcon);
-        if (which == 0) {
-            if (XPIsWidgetVisible(g_theWindow)) {
-                XPHideWidget(g_theWindow);
-            } else {
-                XPShowWidget(g_theWindow);
-            }
-        } else if (which == 1) {
-            postButtonEvent(kLandingLightsEvent);
+    CCallbackGuard::run(g_hotKeyFailed, "XPlaneHotkeyCallback",
+                        [&] { runAction(reinterpret_cast<intptr_t>(refcon)); });
+}
+
+int XPlaneCommandCallback(XPLMCommandRef command, XPLMCommandPhase phase, void* refcon) {
+    (void)command;
+    return CCallbackGuard::run(g_commandFailed, "XPlaneCommandCallback", 0, [&] {
+        // Once per press, however long the button is held.
+        if (phase == xplm_CommandBegin) {
+            runAction(reinterpret_cast<intptr_t>(refcon));
         }
+        // The commands are the plug-in's own: nobody else needs to see them.
+        return 0;
     });
+}
+
+void markPopOutItem() {
+    if (g_menu != nullptr && g_popOutMenuIndex >= 0) {
+        XPLMCheckMenuItem(g_menu, g_popOutMenuIndex,
+                          g_window.isPoppedOut() ? xplm_Menu_Checked : xplm_Menu_Unchecked);
+    }
 }
 
 void XPlaneMenuCallback(void* menuRef, void* itemRef) {
@@ -113,37 +153,41 @@ void XPlaneMenuCallback(void* menuRef, void* itemRef) {
         // value, not on the pointer.
         const int item = *static_cast<const int*>(itemRef);
         if (item == g_nXpMenuShowClient) {
-            XPShowWidget(g_theWindow);
+            g_window.show();
         } else if (item == g_nXpMenuHideClient) {
-            XPHideWidget(g_theWindow);
+            g_window.hide();
+        } else if (item == g_nXpMenuPopOut) {
+            g_window.togglePopOut();
+            markPopOutItem();
         }
     });
 }
 
-int XPlaneDrawCallback(XPLMDrawingPhase phase, int isBefore, void* refcon) {
-    (void)phase;
-    (void)isBefore;
+// Every frame, drawn or not: the client thread's simulator work, and the
+// window's place while the pilot puts the headset on or takes it off.
+float XPlaneFlightLoopCallback(float sinceLastCall, float sinceLastLoop, int counter,
+                               void* refcon) {
+    (void)sinceLastCall;
+    (void)sinceLastLoop;
+    (void)counter;
     (void)refcon;
-    return CCallbackGuard::run(g_drawFailed, "XPlaneDrawCallback", 1, [] {
-        // The handshake comes first, whether the window is shown or not.
+    CCallbackGuard::run(g_flightLoopFailed, "XPlaneFlightLoopCallback", [] {
         if (g_pThreadSync != nullptr) {
             g_pThreadSync->trywait();
         }
-        if (g_theWindow != nullptr && XPIsWidgetVisible(g_theWindow)) {
-            theUserInterface.drawTextPanel();
+        const bool wasPoppedOut = g_window.isPoppedOut();
+        g_window.followVr();
+        if (wasPoppedOut != g_window.isPoppedOut()) {
+            markPopOutItem();
         }
-        return 1;
     });
+    // Called again next frame, whatever happened in this one.
+    return -1.0f;
 }
 
 void copyOut(char* out, const std::string& text) {
     // X-Plane hands over 256-byte buffers.
     std::snprintf(out, 256, "%s", text.c_str());
-}
-
-XPWidgetID createArea(const char* descriptor, int left, int top, int right, int bottom) {
-    return XPCreateWidget(left, top, right, bottom, 1, descriptor, 0, g_theWindow,
-                          xpWidgetClass_SubWindow);
 }
 
 }  // namespace
@@ -157,25 +201,34 @@ int start(char* outName, char* outSig, char* outDesc) {
 
     g_bEndClient = false;
     CClientInterface::abortTransfers(false);
-    g_theWindow =
-        XPCreateWidget(0, 380, 600, 0, 1, "Quelby Client", 1, nullptr, xpWidgetClass_MainWindow);
-    XPSetWidgetProperty(g_theWindow, xpProperty_MainWindowHasCloseBoxes, 1);
-    XPHideWidget(g_theWindow);
-
-    XPWidgetID infoArea = createArea("Info Area", 15, 305, 183, 160);
-    XPWidgetID buttonArea = createArea("Button Area", 15, 150, 183, 15);
-    XPWidgetID mainArea = createArea("Main Area", 193, 305, 585, 15);
-    for (XPWidgetID area : {infoArea, buttonArea, mainArea}) {
-        XPSetWidgetProperty(area, xpProperty_Refcon, 1);
-    }
+    g_theWindow = g_window.create();
     XPAddWidgetCallback(g_theWindow, XPlaneWindowCallback);
 
-    g_bDrawCallbackRegistered =
-        XPLMRegisterDrawCallback(XPlaneDrawCallback, xplm_Phase_Window, 0, nullptr) != 0;
+    // The client's simulator work runs in a flight loop, which X-Plane calls
+    // every frame even while it draws nothing.
+    XPLMCreateFlightLoop_t loop{static_cast<int>(sizeof(XPLMCreateFlightLoop_t)),
+                                xplm_FlightLoop_Phase_AfterFlightModel, XPlaneFlightLoopCallback,
+                                nullptr};
+    g_flightLoop = XPLMCreateFlightLoop(&loop);
+    if (g_flightLoop != nullptr) {
+        XPLMScheduleFlightLoop(g_flightLoop, -1.0f, 1);
+    }
 
     g_menu = XPLMCreateMenu("Quelby", nullptr, 0, XPlaneMenuCallback, nullptr);
     XPLMAppendMenuItem(g_menu, "Show Client", &g_nXpMenuShowClient, 1);
     XPLMAppendMenuItem(g_menu, "Hide Client", &g_nXpMenuHideClient, 1);
+    g_popOutMenuIndex = XPLMAppendMenuItem(g_menu, "Pop Out Window", &g_nXpMenuPopOut, 1);
+    markPopOutItem();
+    // Legacy windows cannot leave X-Plane's screen.
+    XPLMEnableMenuItem(g_menu, g_popOutMenuIndex, g_window.canPopOut() ? 1 : 0);
+
+    for (size_t i = 0; i < std::size(g_commands); ++i) {
+        g_commands[i].ref = XPLMCreateCommand(g_commands[i].name, g_commands[i].description);
+        if (g_commands[i].ref != nullptr) {
+            XPLMRegisterCommandHandler(g_commands[i].ref, XPlaneCommandCallback, 1,
+                                       reinterpret_cast<void*>(static_cast<intptr_t>(i)));
+        }
+    }
 
     g_hotKeyToggleWindow =
         XPLMRegisterHotKey(XPLM_VK_F, xplm_ControlFlag | xplm_DownFlag, "Toggle Window",
@@ -198,9 +251,16 @@ int start(char* outName, char* outSig, char* outDesc) {
 
 void stop() {
     // Nothing that could call into an unloaded plug-in stays registered.
-    if (g_bDrawCallbackRegistered) {
-        XPLMUnregisterDrawCallback(XPlaneDrawCallback, xplm_Phase_Window, 0, nullptr);
-        g_bDrawCallbackRegistered = false;
+    if (g_flightLoop != nullptr) {
+        XPLMDestroyFlightLoop(g_flightLoop);
+        g_flightLoop = nullptr;
+    }
+    for (size_t i = 0; i < std::size(g_commands); ++i) {
+        if (g_commands[i].ref != nullptr) {
+            XPLMUnregisterCommandHandler(g_commands[i].ref, XPlaneCommandCallback, 1,
+                                         reinterpret_cast<void*>(static_cast<intptr_t>(i)));
+            g_commands[i].ref = nullptr;
+        }
     }
     for (XPLMHotKeyID* hotKey : {&g_hotKeyToggleWindow, &g_hotKeyLandingLights}) {
         if (*hotKey != nullptr) {
@@ -211,6 +271,7 @@ void stop() {
     if (g_menu != nullptr) {
         XPLMDestroyMenu(g_menu);
         g_menu = nullptr;
+        g_popOutMenuIndex = -1;
     }
 
     g_bEndClient = true;
@@ -218,7 +279,7 @@ void stop() {
     // holding the simulator's stop for its time-out; a report it was sending
     // is kept as a backup.
     CClientInterface::abortTransfers(true);
-    // No frame is drawn while this thread joins the client: a client thread
+    // No flight loop runs while this thread joins the client: a client thread
     // waiting for simulator access must be let go, or the join never ends.
     if (g_pThreadSync != nullptr) {
         g_pThreadSync->shutdown();
@@ -242,10 +303,8 @@ void stop() {
     g_clientModule.reset();
     // The window is a widget, so the widget library destroys it, with its
     // areas and controls; no thread of ours holds its ids any more.
-    if (g_theWindow != nullptr) {
-        XPDestroyWidget(g_theWindow, 1);
-        g_theWindow = nullptr;
-    }
+    g_window.destroy();
+    g_theWindow = nullptr;
     if (g_pThreadSync != nullptr) {
         // What the client's simulator access cost the simulator over the
         // whole run: the frames in which it ran the client's jobs.

@@ -76,7 +76,8 @@ TEST_F(PluginLifecycleTest, Start_describesThePlugin_andBuildsTheHiddenWindowWit
 }
 
 TEST_F(PluginLifecycleTest, MenuHotKeysCloseBoxAndExit_showAndHideTheWindow) {
-    ASSERT_EQ(sim().menuItems("Quelby"), (std::vector<std::string>{"Show Client", "Hide Client"}));
+    ASSERT_EQ(sim().menuItems("Quelby"),
+              (std::vector<std::string>{"Show Client", "Hide Client", "Pop Out Window"}));
     const auto keys = sim().hotKeys();
     ASSERT_EQ(keys.size(), 2u);
     EXPECT_EQ(std::make_tuple(keys[0].virtualKey, keys[0].flags, keys[0].description),
@@ -128,16 +129,23 @@ TEST_F(PluginLifecycleTest, Messages_crashAndOthers_areTakenWithoutHarm) {
     EXPECT_TRUE(sim().isPluginLoaded());
 }
 
-TEST_F(PluginLifecycleTest, DrawCallbackRunsEveryFrame_andStopEndsTheNamedClientThreadPromptly) {
+TEST_F(PluginLifecycleTest,
+       WorkRunsInAFlightLoop_noDrawCallback_andStopEndsTheClientThreadPromptly) {
     // Threads the client starts inherit the name, hence at least one.
     EXPECT_GE(clientThreads(), 1u) << "no thread named quelby-client";
-    ASSERT_EQ(sim().drawCallbackCount(), 1);
-    sim().clearDrawCallbackDurations();
-    sim().runFrames(10);
-    EXPECT_EQ(sim().drawCallbackDurations().size(), 10u) << "window hidden";
+    // Draw callbacks are deprecated and not called while X-Plane draws
+    // nothing; the flight loop is.
+    EXPECT_EQ(sim().drawCallbackCount(), 0);
+    ASSERT_EQ(sim().flightLoopCount(), 1);
     ASSERT_TRUE(sim().clickMenuItem("Quelby", "Show Client"));
-    sim().runFrames(20);
-    EXPECT_EQ(sim().drawCallbackDurations().size(), 30u) << "window shown";
+    sim().setDrawing(false);
+    const auto framesBefore = sim().pluginFrameDurations().size();
+    sim().runFrames(10);
+    EXPECT_EQ(sim().pluginFrameDurations().size(), framesBefore + 10);
+    EXPECT_TRUE(sim().lastFrameTexts().empty()) << "nothing is drawn while X-Plane draws nothing";
+    sim().setDrawing(true);
+    EXPECT_TRUE(sim().runUntil([] { return !sim().lastFrameTexts().empty(); }, 5000ms))
+        << "the window's texts are drawn again";
 
     sim().unloadPlugin();
     // The client thread sleeps 10 ms per pass; stop waits at most for one.

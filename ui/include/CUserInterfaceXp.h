@@ -1,5 +1,6 @@
 // The user interface on X-Plane: builds the window's controls as widgets,
-// maps widgets back to object ids and draws text into the main window.
+// maps widgets back to object ids and draws the screens' texts as part of the
+// window, so that they follow it onto another monitor or into VR.
 //
 // Threads: initialize(), getObjectWithXpId(), hideMainWindow() and the text
 // drawing run on the simulator's thread; the rest as in CUserInterface.
@@ -7,6 +8,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "CUserInterface.h"
 #include "XPWidgetDefs.h"
@@ -40,9 +42,11 @@ public:
     // On the client thread after its last pass: the subsystems go.
     void stopClient();
 
-    // Draws the published text panel (the simulator's thread, in the draw
-    // callback).
-    void drawTextPanel();
+    // Draws the published text panel at the window's place: the simulator's
+    // thread, while X-Plane draws the window.
+    void drawTextPanel(int windowLeft, int windowTop);
+    // The widget that draws the texts, inside the main window.
+    XPWidgetID getTextPanel() const { return m_textPanel; }
     void menuFuel() override;
 
     CUserInterfaceObjectXp* getObjectWithXpId(XPWidgetID widget) const;
@@ -54,6 +58,16 @@ protected:
     std::unique_ptr<CWidgetBatch> beginWidgetBatch() override;
 
 private:
+    // One piece of the panel as it is drawn, from the window's top-left
+    // corner: made once for each panel the client publishes, not per frame.
+    struct tDrawnText {
+        int dx = 0;
+        int dy = 0;
+        float rgb[3] = {1.0f, 1.0f, 1.0f};
+        std::string text;
+    };
+    void preparePanel(const std::shared_ptr<const std::vector<tPanelText>>& panel);
+
     std::unique_ptr<CClientInterface> m_client;
     std::unique_ptr<CFlightSimulatorInterfaceUsingXpsdk> m_simulator;
     std::unique_ptr<CSoundOpenAl> m_sound;
@@ -63,5 +77,10 @@ private:
     std::unique_ptr<CFlightState> m_flightState;
     unsigned int m_soundHandle = 0;
     XPWidgetID m_window = nullptr;
+    XPWidgetID m_textPanel = nullptr;
     CThreadSync* m_pThreadSync = nullptr;
+    int m_charHeight = 0;
+    // The simulator's thread's: the panel last prepared and its pieces.
+    std::shared_ptr<const std::vector<tPanelText>> m_preparedPanel;
+    std::vector<tDrawnText> m_drawnTexts;
 };

@@ -1,5 +1,6 @@
 // The X-Plane side of the user interface: widget creation, widget lookup and
-// text drawing in font 18.
+// the text panel, a widget of its own that draws the screens' texts in
+// font 18 whenever X-Plane draws the window.
 #include "CUserInterfaceXp.h"
 
 #include <cstdio>
@@ -111,6 +112,22 @@ void windowColour(const tPanelText& piece, float rgb[3]) {
     }
 }
 
+// The one user interface that owns the text panel widget.
+CUserInterfaceXp* g_pPanelOwner = nullptr;
+
+// The text panel's class: it draws the texts over the window's areas and
+// under the controls (it is made before them), and leaves every mouse
+// message to the window, which moves when dragged there.
+int textPanelCallback(XPWidgetMessage message, XPWidgetID widget, intptr_t, intptr_t) {
+    if (message != xpMsg_Draw || g_pPanelOwner == nullptr) {
+        return 0;
+    }
+    int left = 0, top = 0, right = 0, bottom = 0;
+    XPGetWidgetGeometry(widget, &left, &top, &right, &bottom);
+    g_pPanelOwner->drawTextPanel(left, top);
+    return 1;
+}
+
 class CWidgetBatchXp : public CUserInterface::CWidgetBatch {
 public:
     CWidgetBatchXp() : m_batch(CUserInterfaceObjectXp::threadSync()) {}
@@ -130,6 +147,7 @@ void CUserInterfaceXp::initialize(XPWidgetID window, CThreadSync* threadSync) {
     int charWidth = 0, charHeight = 0, digitsOnly = 0;
     XPLMGetFontDimensions(kTextFont, &charWidth, &charHeight, &digitsOnly);
     setCharWidth(charWidth);
+    m_charHeight = charHeight;
     // X-Plane's text font is proportional: each character is measured once
     // here, on the simulator's thread, for the client thread's layout.
     std::array<int, kMeasuredChars> widths{};
@@ -142,6 +160,16 @@ void CUserInterfaceXp::initialize(XPWidgetID window, CThreadSync* threadSync) {
     m_objectManager.clear();
     m_objects.clear();
     resetState();
+    m_preparedPanel.reset();
+    m_drawnTexts.clear();
+
+    // The panel covers the window and is made before the controls, so that
+    // they are drawn over it and take their own clicks.
+    int left = 0, top = 0, right = 0, bottom = 0;
+    XPGetWidgetGeometry(window, &left, &top, &right, &bottom);
+    g_pPanelOwner = this;
+    m_textPanel = XPCreateCustomWidget(left, top, right, bottom, 1, "Text Panel", 0, window,
+                                       textPanelCallback);
 
     for (const tControl& control : kControls) {
         addObject(std::make_unique<CUserInterfaceObjectXp>(
@@ -196,24 +224,37 @@ std::unique_ptr<CUserInterface::CWidgetBatch> CUserInterfaceXp::beginWidgetBatch
     return std::make_unique<CWidgetBatchXp>();
 }
 
-void CUserInterfaceXp::drawTextPanel() {
-    // Held, not copied: the frame allocates nothing for the panel. The
-    // window's place and the font are the same for every piece of a frame.
-    const std::shared_ptr<const std::vector<tPanelText>> panel = panelForFrame();
-    int windowLeft = 0, windowTop = 0, windowRight = 0, windowBottom = 0;
-    XPGetWidgetGeometry(m_window, &windowLeft, &windowTop, &windowRight, &windowBottom);
-    int charWidth = 0, charHeight = 0, digitsOnly = 0;
-    XPLMGetFontDimensions(kTextFont, &charWidth, &charHeight, &digitsOnly);
+void CUserInterfaceXp::preparePanel(const std::shared_ptr<const std::vector<tPanelText>>& panel) {
+    m_preparedPanel = panel;
+    m_drawnTexts.clear();
+    m_drawnTexts.reserve(panel->size());
     for (const tPanelText& piece : *panel) {
-        float rgb[3];
-        windowColour(piece, rgb);
-        int screenX = windowLeft + piece.x;
-        if (piece.rightAligned) {
-            screenX -= static_cast<int>(XPLMMeasureString(kTextFont, piece.text.c_str(),
-                                                          static_cast<int>(piece.text.size())));
+        if (piece.text.empty()) {
+            continue;  // nothing to see, nothing to draw
         }
-        XPLMDrawString(rgb, screenX, windowTop - piece.y - charHeight, piece.text.c_str(), nullptr,
-                       kTextFont);
+        tDrawnText drawn;
+        windowColour(piece, drawn.rgb);
+        drawn.dx = piece.x;
+        if (piece.rightAligned) {
+            drawn.dx -= static_cast<int>(XPLMMeasureString(kTextFont, piece.text.c_str(),
+                                                           static_cast<int>(piece.text.size())));
+        }
+        drawn.dy = piece.y + m_charHeight;
+        drawn.text = piece.text;
+        m_drawnTexts.push_back(std::move(drawn));
+    }
+}
+
+void CUserInterfaceXp::drawTextPanel(int windowLeft, int windowTop) {
+    // Held, not copied: a frame allocates nothing for the panel, and the
+    // pieces are measured and coloured once per panel the client publishes.
+    const std::shared_ptr<const std::vector<tPanelText>> panel = panelForFrame();
+    if (panel != m_preparedPanel) {
+        preparePanel(panel);
+    }
+    for (tDrawnText& drawn : m_drawnTexts) {
+        XPLMDrawString(drawn.rgb, windowLeft + drawn.dx, windowTop - drawn.dy, drawn.text.c_str(),
+                       nullptr, kTextFont);
     }
 }
 
