@@ -93,8 +93,8 @@ long residentKb();
 
 // What the targets say about a run, measured against the empty plug-in.
 struct Targets {
-    double meanAboveEmptyUs = 20.0;
-    double p99AboveEmptyUs = 200.0;
+    double meanAboveEmptyUs = 10.0;
+    double p99AboveEmptyUs = 100.0;
     double clientCorePercent = 1.0;
 };
 // The targets a run misses, one short phrase each; empty when it meets all.

@@ -1,17 +1,17 @@
 // The baseline for the cost benchmark: a plug-in built and loaded like the
-// real one, whose one draw callback does nothing.
+// real one, whose one flight loop does nothing.
 #include <cstdio>
 
 #include "XPLMDefs.h"
-#include "XPLMDisplay.h"
+#include "XPLMProcessing.h"
 
 namespace {
 
-// Registered in the same phase and order as the real plug-in's, so that the
-// frame loop walks the same path with either binary loaded.
-int emptyDrawCallback(XPLMDrawingPhase, int, void*) { return 1; }
+// Made in the same phase as the real plug-in's and called every frame, so
+// that the frame loop walks the same path with either binary loaded.
+float emptyFlightLoop(float, float, int, void*) { return -1.0f; }
 
-bool g_registered = false;
+XPLMFlightLoopID g_loop = nullptr;
 
 void copyOut(char* out, const char* text) { std::snprintf(out, 256, "%s", text); }
 
@@ -23,14 +23,19 @@ PLUGIN_API int XPluginStart(char* outName, char* outSig, char* outDesc) {
     copyOut(outName, "Quelby Empty");
     copyOut(outSig, "quelbyempty");
     copyOut(outDesc, "Does nothing: the baseline of the cost benchmark.");
-    g_registered = XPLMRegisterDrawCallback(emptyDrawCallback, xplm_Phase_Window, 0, nullptr) != 0;
+    XPLMCreateFlightLoop_t loop{static_cast<int>(sizeof(XPLMCreateFlightLoop_t)),
+                                xplm_FlightLoop_Phase_AfterFlightModel, emptyFlightLoop, nullptr};
+    g_loop = XPLMCreateFlightLoop(&loop);
+    if (g_loop != nullptr) {
+        XPLMScheduleFlightLoop(g_loop, -1.0f, 1);
+    }
     return 1;
 }
 
 PLUGIN_API void XPluginStop(void) {
-    if (g_registered) {
-        XPLMUnregisterDrawCallback(emptyDrawCallback, xplm_Phase_Window, 0, nullptr);
-        g_registered = false;
+    if (g_loop != nullptr) {
+        XPLMDestroyFlightLoop(g_loop);
+        g_loop = nullptr;
     }
 }
 

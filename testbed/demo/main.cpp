@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -22,6 +23,7 @@
 #include <vector>
 
 #include "DemoSite.h"
+#include "XPLMDisplay.h"
 #include "testbed/Flight.h"
 #include "testbed/FlightModel.h"
 #include "testbed/PluginFolder.h"
@@ -40,6 +42,7 @@ namespace {
 const char* const kUsage =
     "usage: quelby-demo [--out DIR] [--plugin PATH] [--flight FILE] [--time-scale X]\n"
     "                   [--upload-works] [--website HOST:PORT] [--no-pictures]\n"
+    "                   [--xplane 11|12]\n"
     "  --out DIR         where the simulator folder and the pictures go (default: demo)\n"
     "  --plugin PATH     plug-in binary (default: the one of this build)\n"
     "  --flight FILE     the flight to fly (default: the test bed's EDDF-EDDS hop)\n"
@@ -49,7 +52,10 @@ const char* const kUsage =
     "  --website HOST:PORT\n"
     "                    fly against a \"quelby-website --demo\" already running there\n"
     "                    (default: the website runs inside this program)\n"
-    "  --no-pictures     take no pictures of the window\n";
+    "  --no-pictures     take no pictures of the window\n"
+    "  --xplane 11|12    the X-Plane to fly in (default 12: UI size 200 %, the window popped\n"
+    "                    out once, VR on from the top of the climb, nothing drawn for 10 s\n"
+    "                    in the cruise; 11: legacy window, no VR)\n";
 
 constexpr const char* kWindow = "Quelby Client";
 
@@ -61,6 +67,7 @@ struct Options {
     bool refuseFirstUpload = true;
     std::string website;  // "HOST:PORT"; empty: the website in this process
     bool pictures = true;
+    int xplane = 12;
 };
 
 // A step that did not happen: what was being done and what came instead.
@@ -112,6 +119,8 @@ bool parseOptions(int argc, char** argv, Options& options) {
             options.flight = value;
         } else if (name == "--website" && takeValue() && isHostAndPort(value)) {
             options.website = value;
+        } else if (name == "--xplane" && takeValue() && (value == "11" || value == "12")) {
+            options.xplane = std::stoi(value);
         } else if (name == "--time-scale" && takeValue()) {
             char* end = nullptr;
             options.timeScale = std::strtod(value.c_str(), &end);
@@ -237,7 +246,11 @@ private:
         }
 #ifdef QUELBY_DEMO_PICTURES
         std::string error;
-        if (!testbed::saveWindowPicture(sim(), kWindow, file.string(), &error)) {
+        // One picture pixel per screen pixel at 200 %; a legacy window at
+        // 100 % is pictured twice as large, so that both read alike.
+        testbed::PictureOptions options;
+        options.scale = xplane12() ? 1.0 : 2.0;
+        if (!testbed::saveWindowPicture(sim(), kWindow, file.string(), &error, options)) {
             fail("cannot picture the window: " + error);
         }
         std::printf("  picture: %s\n", file.filename().string().c_str());
@@ -288,6 +301,13 @@ private:
 
         sim().setRootFolder(m_root.string());
         sim().setFrameRate(60.0);
+        sim().setXPlaneVersion(m_options.xplane);
+        if (xplane12()) {
+            // A 4K screen at X-Plane 12's UI size of 200 %.
+            sim().setUiScale(2.0);
+        }
+        std::printf("  X-Plane %d%s\n", m_options.xplane,
+                    xplane12() ? ", UI size 200 %" : ", legacy windows");
         m_model->attach();
         m_model->holdAtGate(true);
         std::string error;
@@ -310,6 +330,7 @@ private:
         expectText("Home - News");
         picture("home");
         printIndented(screenText());
+        if (xplane12()) popOutAndBack();
 
         step("Looking at the options");
         press("Options");
@@ -367,6 +388,67 @@ private:
         return "?";
     }
 
+    bool xplane12() const { return m_options.xplane >= 12; }
+    XPWidgetID mainWindow() { return sim().findWidgetByDescriptor(kWindow); }
+
+    // Into an OS window of its own, for a second monitor, and back.
+    void popOutAndBack() {
+        step("Popping the window out and back");
+        if (!sim().clickMenuItem("Quelby", "Pop Out Window")) fail("no \"Pop Out Window\" item");
+        sim().runFrames(2);
+        if (sim().windowPositioningMode(mainWindow()) != xplm_WindowPopOut) {
+            fail("the window did not pop out");
+        }
+        expectText("Home - News");
+        picture("popped-out");
+        if (!sim().clickMenuItem("Quelby", "Pop Out Window")) fail("no \"Pop Out Window\" item");
+        sim().runFrames(2);
+        if (sim().windowPositioningMode(mainWindow()) != xplm_WindowPositionFree) {
+            fail("the window did not come back onto the screen");
+        }
+        std::printf("  popped out and back\n");
+    }
+
+    // The pilot puts the headset on: the window goes with it and shows the
+    // flight there.
+    void putOnTheHeadset() {
+        sim().setInt("sim/graphics/VR/enabled", 1);
+        sim().runFrames(2);
+        if (sim().windowPositioningMode(mainWindow()) != xplm_WindowVR) {
+            fail("the window did not go into the headset");
+        }
+        std::printf("  VR on: the window is in the headset\n");
+    }
+    void takeOffTheHeadset() {
+        sim().setInt("sim/graphics/VR/enabled", 0);
+        sim().runFrames(2);
+        if (sim().windowPositioningMode(mainWindow()) != xplm_WindowPositionFree) {
+            fail("the window did not come back from the headset");
+        }
+        std::printf("  VR off: the window is back on the screen\n");
+    }
+
+    // A loading screen or a dialog for ten seconds: X-Plane draws nothing,
+    // the flight goes on, and so must the plug-in's work.
+    void drawNothingFor(std::chrono::seconds pause) {
+        const std::string before = drawnValue("Altitude (std): ");
+        const double modelBefore = m_model->progress().altitudeFt;
+        sim().setDrawing(false);
+        const auto until = std::chrono::steady_clock::now() + pause;
+        while (std::chrono::steady_clock::now() < until) sim().runFrames(1);
+        sim().setDrawing(true);
+        sim().runFrames(1);
+        const std::string after = drawnValue("Altitude (std): ");
+        std::printf(
+            "  nothing drawn for %lld s: the aircraft went from %.0f ft to %.0f ft; the "
+            "window showed %s before and %s in its first frame after\n",
+            static_cast<long long>(pause.count()), modelBefore, m_model->progress().altitudeFt,
+            before.c_str(), after.c_str());
+        if (after == before && std::abs(m_model->progress().altitudeFt - modelBefore) > 500.0) {
+            fail("the plug-in did not follow the flight while nothing was drawn");
+        }
+    }
+
     void fly() {
         step("Flying");
         press("Fly!");
@@ -378,6 +460,7 @@ private:
         const auto start = Clock::now();
         auto nextLine = start;
         bool pictured = false;
+        bool paused = false;
         while (!m_model->hasArrived()) {
             if (Clock::now() - start > 300s) {
                 fail("the aircraft did not reach the gate: " + m_model->progressLine());
@@ -396,8 +479,15 @@ private:
             if (!pictured && m_model->progress().altitudeFt > 10000.0) {
                 picture("flying");
                 pictured = true;
+                if (xplane12()) putOnTheHeadset();
+            }
+            if (xplane12() && !paused &&
+                m_model->progress().distanceFlownNm > m_model->progress().distanceToGoNm) {
+                drawNothingFor(10s);
+                paused = true;
             }
         }
+        if (xplane12()) takeOffTheHeadset();
         std::printf("  at the gate in Stuttgart after %.0f s\n",
                     std::chrono::duration<double>(Clock::now() - start).count());
     }

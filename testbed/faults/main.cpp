@@ -287,7 +287,7 @@ public:
 
     double longestFrameMs() {
         double longest = 0.0;
-        for (const auto duration : sim().drawCallbackDurations()) {
+        for (const auto duration : sim().pluginFrameDurations()) {
             longest =
                 std::max(longest, std::chrono::duration<double, std::milli>(duration).count());
         }

@@ -164,16 +164,16 @@ TEST(TargetsTest, EachTargetIsMissedJustBeyondItsLimit) {
     empty.meanUs = 1.0;
     empty.p99Us = 3.0;
     bench::CostFigures plugin;
-    plugin.meanUs = 20.9;
-    plugin.p99Us = 202.9;
+    plugin.meanUs = 10.9;
+    plugin.p99Us = 102.9;
     EXPECT_TRUE(bench::missedTargets(plugin, empty, 0.99).empty());
     EXPECT_TRUE(bench::missedTargets(plugin, empty, -1.0).empty()) << "unknown CPU is not judged";
 
     bench::CostFigures slowMean = plugin;
-    slowMean.meanUs = 21.0;
+    slowMean.meanUs = 11.0;
     EXPECT_EQ(bench::missedTargets(slowMean, empty, 0.5).size(), 1u);
     bench::CostFigures slowTail = plugin;
-    slowTail.p99Us = 203.0;
+    slowTail.p99Us = 103.0;
     EXPECT_EQ(bench::missedTargets(slowTail, empty, 0.5).size(), 1u);
     bench::CostFigures oneLongFrame = plugin;
     oneLongFrame.over2ms = 1;

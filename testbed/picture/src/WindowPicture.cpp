@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "XPLMDisplay.h"
 #include "XPStandardWidgets.h"
 #include "testbed/TextMetrics.h"
 
@@ -15,6 +16,7 @@ namespace testbed {
 namespace {
 
 constexpr double kTitleBarHeight = 18.0;
+constexpr double kOsTitleBarHeight = 24.0;
 constexpr double kCloseBoxSize = 12.0;
 constexpr double kTextFieldPadding = 4.0;
 const char* const kFontFace = "DejaVu Sans";
@@ -95,6 +97,20 @@ public:
             default:
                 break;  // classes the plug-in never makes have no look here
         }
+    }
+
+    // The title bar an operating system gives a window of its own.
+    void osFrame(double width, const std::string& title) {
+        fillGradient({0, -kOsTitleBarHeight, width, kOsTitleBarHeight}, {0.92, 0.92, 0.93},
+                     {0.82, 0.82, 0.84});
+        horizontalLine(0, width, -0.5, {0.55, 0.55, 0.58});
+        const Rgb lights[3] = {{0.93, 0.36, 0.33}, {0.96, 0.75, 0.25}, {0.36, 0.78, 0.33}};
+        for (int i = 0; i < 3; ++i) {
+            cairo_arc(m_cr, 12.0 + 18.0 * i, -kOsTitleBarHeight / 2, 5.5, 0, 2 * kPi);
+            setColour(lights[i]);
+            cairo_fill(m_cr);
+        }
+        centredText({0, -kOsTitleBarHeight, width, kOsTitleBarHeight}, title, {0.2, 0.2, 0.22});
     }
 
     void text(const DrawnText& drawn) {
@@ -314,23 +330,40 @@ bool saveWindowPicture(const Simulator& sim, const std::string& windowDescriptor
         setError(error, "the picture's scale must be positive");
         return false;
     }
+    // Widget units are boxels in a native window: the UI scale makes them
+    // larger on the screen. A legacy window's are screen pixels.
+    const double scale = options.scale * (sim.isNativeWindow(window->id) ? sim.uiScale() : 1.0);
+    const bool poppedOut = sim.windowPositioningMode(window->id) == xplm_WindowPopOut;
+    const double frameHeight = poppedOut ? kOsTitleBarHeight : 0.0;
 
     cairo_surface_t* surface = cairo_image_surface_create(
-        CAIRO_FORMAT_ARGB32, static_cast<int>(std::lround(width * options.scale)),
-        static_cast<int>(std::lround(height * options.scale)));
+        CAIRO_FORMAT_ARGB32, static_cast<int>(std::lround(width * scale)),
+        static_cast<int>(std::lround((height + frameHeight) * scale)));
     cairo_t* cr = cairo_create(surface);
-    cairo_scale(cr, options.scale, options.scale);
+    cairo_scale(cr, scale, scale);
+    cairo_translate(cr, 0, frameHeight);
     {
         Painter painter(cr, *window);
+        if (poppedOut) {
+            painter.osFrame(width, window->descriptor);
+        }
+        const std::vector<DrawnText> texts = textsInside(sim, *window);
         std::vector<const WidgetInfo*> shown;
         collectShown(sim, widgets, *window, shown);
         for (const WidgetInfo* widget : shown) {
             painter.widget(sim, *widget);
+            // A widget of the plug-in's own class draws the window's texts
+            // in its turn: over the widgets before it, under those after.
+            if (widget->widgetClass == kCustomWidgetClass) {
+                for (const DrawnText& text : texts) {
+                    if (text.window == window->id) painter.text(text);
+                }
+            }
         }
-        // The plug-in's draw callback comes after X-Plane has drawn its
-        // widgets, so its texts lie on top.
-        for (const DrawnText& text : textsInside(sim, *window)) {
-            painter.text(text);
+        // A draw callback comes after X-Plane has drawn its windows, so its
+        // texts lie on top.
+        for (const DrawnText& text : texts) {
+            if (text.window == nullptr) painter.text(text);
         }
     }
     cairo_status_t status = cairo_status(cr);

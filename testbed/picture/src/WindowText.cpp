@@ -34,7 +34,10 @@ const WidgetInfo* findShownWindow(const Simulator& sim, const std::vector<Widget
 std::vector<DrawnText> textsInside(const Simulator& sim, const WidgetInfo& window) {
     std::vector<DrawnText> inside;
     for (DrawnText& text : sim.lastFrameTexts()) {
-        if (startsInside(text, window)) {
+        // What the window drew is its own, wherever it went; what a draw
+        // callback drew onto the screen is the window's only where it lies
+        // over it.
+        if (text.window == window.id || (text.window == nullptr && startsInside(text, window))) {
             inside.push_back(std::move(text));
         }
     }
