@@ -4,22 +4,7 @@
 # X-Plane binary is needed. Defines the targets quelby_xplm_import and
 # quelby_xpwidgets_import, and QUELBY_<DLL>_DEF with each .def file's path.
 
-# Lists the functions the headers in dir declare with the macro.
-function(quelby_sdk_functions out dir macro)
-  file(GLOB headers "${dir}/*.h")
-  set(names)
-  foreach(header IN LISTS headers)
-    file(STRINGS "${header}" lines REGEX "^${macro} ")
-    foreach(line IN LISTS lines)
-      if(line MATCHES "^${macro} [^(]*[ *]([A-Za-z_][A-Za-z0-9_]*)\\(")
-        list(APPEND names "${CMAKE_MATCH_1}")
-      endif()
-    endforeach()
-  endforeach()
-  list(SORT names)
-  list(REMOVE_DUPLICATES names)
-  set(${out} "${names}" PARENT_SCOPE)
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/SdkFunctions.cmake")
 
 function(quelby_sdk_import_library target dll macro)
   quelby_sdk_functions(names "${PROJECT_SOURCE_DIR}/xplane" "${macro}")

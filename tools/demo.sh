@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets up, builds and flies the demo flight: the real plug-in loaded into the
 # test-bed simulator, the stand-in website with the demo airline, and one
-# booked flight from Frankfurt to Stuttgart from login to the uploaded report.
+# booked flight from Frankfurt to Stuttgart from login to the uploaded report,
+# flown as X-Plane 12 (with pictures) and then as X-Plane 11.
 #   tools/demo.sh --upload-works     passes options to quelby-demo (see --help)
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -14,6 +15,9 @@ step "Building the plug-in, the test bed and the demo in $build"
 cmake -S "$root" -B "$build" >/dev/null || fail "configuring the build failed (see above)"
 cmake --build "$build" -j"${QUELBY_JOBS:-2}" --target Quelby quelby-package quelby-demo \
   || fail "the build failed (see above)"
-step "Flying"
+step "Flying as X-Plane 12"
 "$build/testbed/demo/quelby-demo" --out "$build/demo" "$@" || fail "the demo flight failed (see above)"
+step "Flying again as X-Plane 11"
+"$build/testbed/demo/quelby-demo" --out "$build/demo-xp11" --no-pictures --xplane 11 "$@" \
+  || fail "the demo flight as X-Plane 11 failed (see above)"
 echo "install package: $(ls "$build"/Quelby-*.zip)"

@@ -4,7 +4,7 @@
 
 #include "XPLMDefs.h"
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 extern "C" {
 #endif
 
@@ -33,7 +33,7 @@ XPLM_API int XPLMGetDatavf(XPLMDataRef inDataRef, float* outValues, int inOffset
 XPLM_API void XPLMSetDatavf(XPLMDataRef inDataRef, float* inValues, int inOffset, int inCount);
 XPLM_API int XPLMGetDatab(XPLMDataRef inDataRef, void* outValue, int inOffset, int inMaxBytes);
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 }
 #endif
 

@@ -4,7 +4,7 @@
 #ifndef XPLMDefs_h
 #define XPLMDefs_h
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 extern "C" {
 #endif
 
@@ -40,7 +40,7 @@ typedef int XPLMKeyFlags;
 #define XPLM_VK_F 0x46
 #define XPLM_VK_L 0x4C
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 }
 #endif
 

@@ -5,7 +5,7 @@
 
 #include "XPLMDefs.h"
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 extern "C" {
 #endif
 
@@ -47,7 +47,7 @@ XPLM_API XPLMHotKeyID XPLMRegisterHotKey(char inVirtualKey, XPLMKeyFlags inFlags
                                          void* inRefcon);
 XPLM_API void XPLMUnregisterHotKey(XPLMHotKeyID inHotKey);
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 }
 #endif
 

@@ -4,7 +4,7 @@
 
 #include "XPLMDefs.h"
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 extern "C" {
 #endif
 
@@ -17,7 +17,7 @@ XPLM_API void XPLMGetFontDimensions(XPLMFontID inFontID, int* outCharWidth, int*
                                     int* outDigitsOnly);
 XPLM_API float XPLMMeasureString(XPLMFontID inFontID, const char* inChar, int inNumChars);
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 }
 #endif
 

@@ -4,7 +4,7 @@
 
 #include "XPLMDefs.h"
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 extern "C" {
 #endif
 
@@ -22,7 +22,7 @@ typedef int XPLMMenuCheck;
 XPLM_API void XPLMCheckMenuItem(XPLMMenuID inMenu, int index, XPLMMenuCheck inCheck);
 XPLM_API void XPLMEnableMenuItem(XPLMMenuID inMenu, int index, int enabled);
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 }
 #endif
 

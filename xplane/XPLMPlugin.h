@@ -6,7 +6,7 @@
 
 #define XPLM_MSG_PLANE_CRASHED 101
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 extern "C" {
 #endif
 
@@ -15,7 +15,7 @@ XPLM_API int XPLMHasFeature(const char* inFeature);
 XPLM_API int XPLMIsFeatureEnabled(const char* inFeature);
 XPLM_API void XPLMEnableFeature(const char* inFeature, int inEnable);
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 }
 #endif
 

@@ -5,7 +5,7 @@
 
 #include "XPLMDefs.h"
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 extern "C" {
 #endif
 
@@ -32,7 +32,7 @@ XPLM_API void XPLMDestroyFlightLoop(XPLMFlightLoopID inFlightLoopID);
 XPLM_API void XPLMScheduleFlightLoop(XPLMFlightLoopID inFlightLoopID, float inInterval,
                                      int inRelativeToNow);
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 }
 #endif
 

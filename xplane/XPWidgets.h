@@ -6,7 +6,7 @@
 #include "XPLMDisplay.h"
 #include "XPWidgetDefs.h"
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 extern "C" {
 #endif
 
@@ -35,7 +35,7 @@ WIDGET_API int XPIsWidgetVisible(XPWidgetID inWidget);
 // window that can pop out or go into VR.
 WIDGET_API XPLMWindowID XPGetWidgetUnderlyingWindow(XPWidgetID inWidget);
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QUELBY_SDK_CHECK)
 }
 #endif
 
