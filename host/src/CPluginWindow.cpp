@@ -94,11 +94,15 @@ void CPluginWindow::followVr() {
     if (!canPopOut() || m_vrEnabled == nullptr) {
         return;
     }
+    // One read a frame; the window's visibility only when it matters.
     const bool vr = XPLMGetDatai(m_vrEnabled) != 0;
-    if (vr && m_mode != xplm_WindowVR && isVisible()) {
-        setMode(xplm_WindowVR);
-    } else if (!vr && m_mode == xplm_WindowVR) {
+    if (vr == (m_mode == xplm_WindowVR)) {
+        return;
+    }
+    if (!vr) {
         setMode(xplm_WindowPositionFree);
+    } else if (isVisible()) {
+        setMode(xplm_WindowVR);
     }
 }
 

@@ -60,11 +60,12 @@ protected:
 private:
     // One piece of the panel as it is drawn, from the window's top-left
     // corner: made once for each panel the client publishes, not per frame.
+    // The text stays in the panel, which is held as long as it is drawn.
     struct tDrawnText {
         int dx = 0;
         int dy = 0;
         float rgb[3] = {1.0f, 1.0f, 1.0f};
-        std::string text;
+        const char* text = "";
     };
     void preparePanel(const std::shared_ptr<const std::vector<tPanelText>>& panel);
 

@@ -240,8 +240,8 @@ void CUserInterfaceXp::preparePanel(const std::shared_ptr<const std::vector<tPan
                                                            static_cast<int>(piece.text.size())));
         }
         drawn.dy = piece.y + m_charHeight;
-        drawn.text = piece.text;
-        m_drawnTexts.push_back(std::move(drawn));
+        drawn.text = piece.text.c_str();
+        m_drawnTexts.push_back(drawn);
     }
 }
 
@@ -253,8 +253,8 @@ void CUserInterfaceXp::drawTextPanel(int windowLeft, int windowTop) {
         preparePanel(panel);
     }
     for (tDrawnText& drawn : m_drawnTexts) {
-        XPLMDrawString(drawn.rgb, windowLeft + drawn.dx, windowTop - drawn.dy, drawn.text.c_str(),
-                       nullptr, kTextFont);
+        XPLMDrawString(drawn.rgb, windowLeft + drawn.dx, windowTop - drawn.dy, drawn.text, nullptr,
+                       kTextFont);
     }
 }
 
