@@ -409,23 +409,18 @@ private:
         std::printf("  popped out and back\n");
     }
 
-    // The pilot puts the headset on: the window goes with it and shows the
-    // flight there.
-    void putOnTheHeadset() {
-        sim().setInt("sim/graphics/VR/enabled", 1);
+    // The pilot puts the headset on, and the window goes with it; takes it
+    // off, and the window comes back onto the screen.
+    void wearHeadset(bool on) {
+        sim().setInt("sim/graphics/VR/enabled", on ? 1 : 0);
         sim().runFrames(2);
-        if (sim().windowPositioningMode(mainWindow()) != xplm_WindowVR) {
-            fail("the window did not go into the headset");
+        const int mode = sim().windowPositioningMode(mainWindow());
+        if (mode != (on ? xplm_WindowVR : xplm_WindowPositionFree)) {
+            fail(on ? "the window did not go into the headset"
+                    : "the window did not come back from the headset");
         }
-        std::printf("  VR on: the window is in the headset\n");
-    }
-    void takeOffTheHeadset() {
-        sim().setInt("sim/graphics/VR/enabled", 0);
-        sim().runFrames(2);
-        if (sim().windowPositioningMode(mainWindow()) != xplm_WindowPositionFree) {
-            fail("the window did not come back from the headset");
-        }
-        std::printf("  VR off: the window is back on the screen\n");
+        std::printf(on ? "  VR on: the window is in the headset\n"
+                       : "  VR off: the window is back on the screen\n");
     }
 
     // A loading screen or a dialog for ten seconds: X-Plane draws nothing,
@@ -479,7 +474,7 @@ private:
             if (!pictured && m_model->progress().altitudeFt > 10000.0) {
                 picture("flying");
                 pictured = true;
-                if (xplane12()) putOnTheHeadset();
+                if (xplane12()) wearHeadset(true);
             }
             if (xplane12() && !paused &&
                 m_model->progress().distanceFlownNm > m_model->progress().distanceToGoNm) {
@@ -487,7 +482,7 @@ private:
                 paused = true;
             }
         }
-        if (xplane12()) takeOffTheHeadset();
+        if (xplane12()) wearHeadset(false);
         std::printf("  at the gate in Stuttgart after %.0f s\n",
                     std::chrono::duration<double>(Clock::now() - start).count());
     }
