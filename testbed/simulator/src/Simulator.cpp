@@ -56,6 +56,7 @@ void dropPluginRegistrations(State& s) {
     for (auto key = s.hotKeys.begin(); key != s.hotKeys.end();) {
         key = key->second.ownedByPlugin ? s.hotKeys.erase(key) : std::next(key);
     }
+    dropPluginSounds(s);
     auto& draws = s.drawCallbacks;
     draws.erase(std::remove_if(draws.begin(), draws.end(),
                                [](const DrawCallback& c) { return c.ownedByPlugin; }),
@@ -144,6 +145,7 @@ void runOneFrame() {
     if (hook) {
         hook(frameSeconds);
     }
+    updateSound(frameSeconds);
 
     for (const DrawCallback& c : order) {
         {
@@ -211,6 +213,7 @@ void Simulator::reset() {
     s.frameHook = nullptr;
     s.fixedFrameSeconds = 0.0;
     s.messagesSent.clear();
+    resetSound(s);
     s.dataRefMisuses.clear();
     s.threadViolations.clear();
     s.sdkMisuses.clear();
