@@ -18,6 +18,7 @@
 #include "CJoinableThread.h"
 #include "CLogger.h"
 #include "CServerSettings.h"
+#include "CSoundMixerUsingXpsdk.h"
 #include "CThreadPriority.h"
 #include "CThreadSync.h"
 #include "CUserInterfaceObjectXp.h"
@@ -186,6 +187,7 @@ int start(char* outName, char* outSig, char* outDesc) {
 
     g_pThreadSync = new CThreadSync();
     theUserInterface.initialize(g_theWindow, g_pThreadSync);
+    CSoundMixerUsingXpsdk::lookUpFunctions();
 
     // Anything slow that start sets off runs on the client thread.
     g_pMainThread = new CJoinableThread(&CPlugin::runClient);
@@ -238,6 +240,8 @@ void stop() {
     // The tracker's senders run the plug-in's code too; their transfers are
     // aborted above, so they end at once.
     CClientInterface::joinSenders();
+    // X-Plane would report a sound's end into unloaded code.
+    CSoundMixerUsingXpsdk::stopAll();
     g_pClient = nullptr;
     g_clientModule.reset();
     // The window is a widget, so the widget library destroys it, with its
