@@ -111,7 +111,8 @@ void updateSound(double frameSeconds) {
             sound.playedSeconds += frameSeconds;
             const double lengthSeconds = static_cast<double>(sound.bytes) /
                                          (2.0 * sound.channels * static_cast<double>(sound.rateHz));
-            if (!sound.loop && sound.playedSeconds >= lengthSeconds) {
+            // Frame times summed up fall a hair short of the length they make.
+            if (!sound.loop && sound.playedSeconds >= lengthSeconds - 1e-9) {
                 const auto next = std::next(channel);
                 ends.push_back(endSound(s, channel, PlayedSound::kCompleted, FMOD_OK));
                 channel = next;
