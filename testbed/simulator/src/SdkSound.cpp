@@ -5,10 +5,9 @@
 // sound starts and when it ends, as the mixer reads them, so that a buffer
 // freed too early shows up under AddressSanitizer and a changed one is
 // recorded.
-#include <cstring>
+#include <iterator>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "SdkSymbols.h"
@@ -73,7 +72,7 @@ SoundEnd endSound(State& s, std::map<void*, SoundChannel>::iterator channel,
 // The mixer's functions are X-Plane's own only on the simulator's thread: it
 // reports a sound's end on the thread that started it, which for X-Plane is
 // the main thread even while that thread waits for another.
-void requireMainThread(SdkCall& call, const char* function) {
+void recordOffMainThread(SdkCall& call, const char* function) {
     if (!onSimulatorThread() && call.s.pluginCodeDepth.load() > 0 &&
         call.s.threadViolations.size() < kMaxRecords) {
         call.s.threadViolations.push_back(function);
@@ -169,7 +168,7 @@ XPLM_API FMOD_CHANNEL* XPLMPlayPCMOnBus(void* audioBuffer, uint32_t bufferSize,
                                         int loop, XPLMAudioBus audioType,
                                         XPLMPCMComplete_f inCallback, void* inRefcon) {
     SdkCall call("XPLMPlayPCMOnBus");
-    requireMainThread(call, "XPLMPlayPCMOnBus");
+    recordOffMainThread(call, "XPLMPlayPCMOnBus");
     State& s = call.s;
     if (s.xplaneVersion < 12) {
         recordSdkMisuse(s, "XPLMPlayPCMOnBus: called in X-Plane " +
@@ -228,7 +227,7 @@ XPLM_API FMOD_CHANNEL* XPLMPlayPCMOnBus(void* audioBuffer, uint32_t bufferSize,
 
 XPLM_API FMOD_RESULT XPLMStopAudio(FMOD_CHANNEL* fmod_channel) {
     SdkCall call("XPLMStopAudio");
-    requireMainThread(call, "XPLMStopAudio");
+    recordOffMainThread(call, "XPLMStopAudio");
     const auto channel = call.s.soundChannels.find(fmod_channel);
     if (channel == call.s.soundChannels.end()) {
         recordSdkMisuse(call.s, "XPLMStopAudio: " + handleText(fmod_channel) +
