@@ -14,12 +14,12 @@
 #include "CWaveFile.h"
 
 // Every OpenAL function the player calls, taken from the library by name.
-#define QUELBY_OPENAL_FUNCTIONS(X)                                                               \
-    X(alcOpenDevice)                                                                             \
-    X(alcCloseDevice) X(alcCreateContext) X(alcDestroyContext) X(alcMakeContextCurrent)          \
-        X(alcGetCurrentContext) X(alGetError) X(alGenBuffers) X(alDeleteBuffers) X(alBufferData) \
-            X(alGenSources) X(alDeleteSources) X(alIsSource) X(alSourcef) X(alSource3f)          \
-                X(alSourcei) X(alGetSourcei) X(alSourcePlay) X(alSourceStop) X(alListenerfv)
+#define QUELBY_OPENAL_FUNCTIONS(X)                                                          \
+    X(alcOpenDevice) X(alcCloseDevice) X(alcCreateContext) X(alcDestroyContext)              \
+    X(alcMakeContextCurrent) X(alcGetCurrentContext) X(alGetError) X(alGenBuffers)           \
+    X(alDeleteBuffers) X(alBufferData) X(alGenSources) X(alDeleteSources) X(alIsSource)      \
+    X(alSourcef) X(alSource3f) X(alSourcei) X(alGetSourcei) X(alSourcePlay) X(alSourceStop)  \
+    X(alListenerfv)
 
 struct CSoundOpenAl::tOpenAl {
 #define QUELBY_OPENAL_POINTER(name) decltype(&::name) name = nullptr;
@@ -50,8 +50,8 @@ struct CSoundOpenAl::tContextScope {
 
 CSoundOpenAl::CSoundOpenAl(unsigned int* handle, const std::string& path,
                            const std::string& language)
-    : CSoundOpenAl(handle, path, language,
-                   {"libopenal.so.1", "libopenal.so", "OpenAL32.dll", "soft_oal.dll"}) {}
+    : CSoundOpenAl(handle, path, language, {"libopenal.so.1", "libopenal.so", "OpenAL32.dll",
+                                            "soft_oal.dll"}) {}
 
 CSoundOpenAl::CSoundOpenAl(unsigned int* handle, const std::string& path,
                            const std::string& language,
@@ -109,7 +109,7 @@ bool CSoundOpenAl::openDevice() {
         return false;
     }
     bool complete = true;
-#define QUELBY_OPENAL_LOAD(name)                                                   \
+#define QUELBY_OPENAL_LOAD(name)                                                     \
     m_al->name = reinterpret_cast<decltype(m_al->name)>(m_library->symbol(#name)); \
     complete = complete && m_al->name != nullptr;
     QUELBY_OPENAL_FUNCTIONS(QUELBY_OPENAL_LOAD)
