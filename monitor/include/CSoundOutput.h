@@ -3,6 +3,7 @@
 // where neither is there. One log line says which.
 #pragma once
 
+#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -15,5 +16,9 @@ namespace CSoundOutput {
 // null, and outlives the player.
 std::unique_ptr<CSound> makePlayer(unsigned int* handle, const std::string& path,
                                    const std::string& language, CSoundMixer* mixer);
+// The same with OpenAL looked for under these library names only.
+std::unique_ptr<CSound> makePlayer(unsigned int* handle, const std::string& path,
+                                   const std::string& language, CSoundMixer* mixer,
+                                   std::initializer_list<const char*> openAlNames);
 
 }  // namespace CSoundOutput

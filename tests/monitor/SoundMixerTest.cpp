@@ -275,6 +275,19 @@ TEST_F(SoundMixerTest, AsXPlane11_openAlPlays_andTheContextCurrentBeforeIsCurren
     EXPECT_EQ(count(log(), "Failed to"), 0u) << log();
 }
 
+TEST_F(SoundMixerTest, NeitherMixerNorOpenAl_oneLineSaysWhy_andNothingPlays) {
+    sim().setXPlaneVersion(11);
+    CSoundMixerUsingXpsdk::lookUpFunctions();
+    const auto player =
+        CSoundOutput::makePlayer(nullptr, kSoundFolder, "en", &m_mixer, {"quelby-no-such-openal"});
+    player->play(0u);
+    player->play("penalty.wav", false);
+    sim().runFrames(5);
+    EXPECT_TRUE(sim().playedSounds().empty());
+    EXPECT_EQ(count(log(), "init alure: OpenAL is not installed, sounds stay off"), 1u) << log();
+    EXPECT_EQ(count(log(), "Sounds play through"), 0u) << log();
+}
+
 TEST(PcmSoundTest, FramesBecome16BitSamplesInTheMachinesOrder) {
     const struct {
         const char* what;
