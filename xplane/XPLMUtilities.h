@@ -8,6 +8,10 @@
 extern "C" {
 #endif
 
+// The address of an SDK function by name, or NULL where this X-Plane lacks
+// it: how functions newer than the oldest supported X-Plane are reached.
+XPLM_API void* XPLMFindSymbol(const char* inString);
+
 XPLM_API void XPLMSpeakString(const char* inString);
 
 // Commands: what a pilot binds to a key, a joystick button or a VR

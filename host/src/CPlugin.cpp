@@ -21,6 +21,7 @@
 #include "CLogger.h"
 #include "CPluginWindow.h"
 #include "CServerSettings.h"
+#include "CSoundMixerUsingXpsdk.h"
 #include "CThreadPriority.h"
 #include "CThreadSync.h"
 #include "CUserInterfaceObjectXp.h"
@@ -239,6 +240,7 @@ int start(char* outName, char* outSig, char* outDesc) {
 
     g_pThreadSync = new CThreadSync();
     theUserInterface.initialize(g_theWindow, g_pThreadSync);
+    CSoundMixerUsingXpsdk::lookUpFunctions();
 
     // Anything slow that start sets off runs on the client thread.
     g_pMainThread = new CJoinableThread(&CPlugin::runClient);
@@ -299,6 +301,8 @@ void stop() {
     // The tracker's senders run the plug-in's code too; their transfers are
     // aborted above, so they end at once.
     CClientInterface::joinSenders();
+    // X-Plane would report a sound's end into unloaded code.
+    CSoundMixerUsingXpsdk::stopAll();
     g_pClient = nullptr;
     g_clientModule.reset();
     // The window is a widget, so the widget library destroys it, with its

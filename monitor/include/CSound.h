@@ -26,6 +26,10 @@ public:
     virtual void play(unsigned int id) = 0;
     virtual ~CSound();
 
+    // The interface sounds, by id: file names in the sound directory.
+    static constexpr unsigned int kInterfaceSounds = 3;
+    static const char* interfaceSoundFile(unsigned int id);
+
     void enable();
     void disable();
     void setPath(const std::string& path);
@@ -39,6 +43,9 @@ public:
     bool isPathSet() const { return m_bPathSet; }
 
 protected:
+    // Where a sound played by name lies (see play()).
+    std::string fileFor(const std::string& name, bool common) const;
+
     std::unique_ptr<CLogger> m_pLogger;
     // Given by the creator and kept; the player does not use it.
     unsigned int* m_pHandle;

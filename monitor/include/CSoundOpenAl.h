@@ -1,6 +1,8 @@
-// The sound player on OpenAL: three interface sounds kept loaded, any other
-// WAV file loaded when it is played. OpenAL is opened when the player is
-// made; without it, or without a device, the player logs why and is silent.
+// The sound player on OpenAL, for X-Plane without a mixer of its own for
+// plug-ins (X-Plane 11, and 12 before 12.04): three interface sounds kept
+// loaded, any other WAV file loaded when it is played. OpenAL is opened when
+// the player is made; without it, or without a device, the player logs why
+// and is silent. The player's context is current only while it works.
 #pragma once
 
 #include <initializer_list>
@@ -35,9 +37,8 @@ public:
     bool isPlaying() const;
 
 private:
-    static constexpr int kInterfaceSounds = 3;
-
     struct tOpenAl;
+    struct tContextScope;
 
     void initOpenAL();
     void closeOpenAL();

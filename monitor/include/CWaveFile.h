@@ -1,9 +1,12 @@
 // Reading the sounds' WAV files: uncompressed PCM, 8 or 16 bits, mono or
-// stereo, as OpenAL takes them.
+// stereo, as OpenAL takes them, and as 16-bit samples for the simulator's
+// mixer. Both players read their files here.
 #pragma once
 
 #include <string>
 #include <vector>
+
+#include "CSoundMixer.h"
 
 struct tWaveData {
     int channels = 0;
@@ -18,3 +21,8 @@ struct tWaveData {
 // A data chunk cut short by a damaged file gives the frames that are there.
 bool parseWave(const std::string& bytes, tWaveData& out, std::string& why);
 bool readWaveFile(const std::string& path, tWaveData& out, std::string& why);
+// The frames as 16-bit samples in the machine's byte order, 8-bit ones
+// widened, for a mixer that takes nothing else.
+void pcmFromWave(const tWaveData& wave, tPcmSound& out);
+// readWaveFile, then pcmFromWave; false as above.
+bool readPcmSound(const std::string& path, tPcmSound& out, std::string& why);

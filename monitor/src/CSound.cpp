@@ -22,6 +22,16 @@ CSound::CSound(unsigned int* handle, const std::string& path, const std::string&
 
 CSound::~CSound() = default;
 
+const char* CSound::interfaceSoundFile(unsigned int id) {
+    static const char* const kFiles[kInterfaceSounds] = {"snd_btn_click.wav",
+                                                         "snd_btn_disabled.wav", "snd_error.wav"};
+    return id < kInterfaceSounds ? kFiles[id] : nullptr;
+}
+
+std::string CSound::fileFor(const std::string& name, bool common) const {
+    return common ? m_path + "/" + name : m_path + "/" + m_language + "/" + name;
+}
+
 void CSound::enable() {
     m_pLogger->debug("Sound enabled.");
     m_bEnabled = true;

@@ -1,6 +1,9 @@
 // Opening the audio device, loading the WAV files and playing them through
 // the one source. OpenAL is the system's, opened when the player starts: a
 // machine without it runs silently, and the plug-in still loads there.
+// OpenAL has one current context for the whole process, which X-Plane 11 and
+// other add-ons use too: the player's context is current only while the
+// player works, and whatever was current before is put back each time.
 #include "CSoundOpenAl.h"
 
 #include <AL/al.h>
@@ -26,12 +29,24 @@ struct CSoundOpenAl::tOpenAl {
     ALCcontext* context = nullptr;
 };
 
-namespace {
+// Makes the player's context current for one use of OpenAL and puts back
+// the one that was current before.
+struct CSoundOpenAl::tContextScope {
+    explicit tContextScope(tOpenAl& openAl) : al(openAl), previous(openAl.alcGetCurrentContext()) {
+        entered = previous == al.context || al.alcMakeContextCurrent(al.context) == ALC_TRUE;
+    }
+    ~tContextScope() {
+        if (previous != al.context) {
+            al.alcMakeContextCurrent(previous);
+        }
+    }
+    tContextScope(const tContextScope&) = delete;
+    tContextScope& operator=(const tContextScope&) = delete;
 
-const char* const kInterfaceSoundFiles[] = {"/snd_btn_click.wav", "/snd_btn_disabled.wav",
-                                            "/snd_error.wav"};
-
-}  // namespace
+    tOpenAl& al;
+    ALCcontext* const previous;
+    bool entered = false;
+};
 
 CSoundOpenAl::CSoundOpenAl(unsigned int* handle, const std::string& path,
                            const std::string& language)
@@ -62,16 +77,22 @@ void CSoundOpenAl::initOpenAL() {
     if (!openDevice()) {
         return;
     }
+    tContextScope scope(*m_al);
+    if (!scope.entered) {
+        m_pLogger->error("init alure: the sound device gave no context");
+        closeDevice();
+        return;
+    }
     m_bDevice = true;
     if (checkError("init OpenAL")) {
         return;
     }
-    m_al->alGenBuffers(kInterfaceSounds, m_buffers);
+    m_al->alGenBuffers(static_cast<ALsizei>(kInterfaceSounds), m_buffers);
     if (checkError("generate buffers")) {
         return;
     }
-    for (int id = 0; id < kInterfaceSounds; ++id) {
-        loadBuffer(m_path + kInterfaceSoundFiles[id], m_buffers[id]);
+    for (unsigned int id = 0; id < kInterfaceSounds; ++id) {
+        loadBuffer(fileFor(interfaceSoundFile(id), true), m_buffers[id]);
     }
     createSource();
     const ALfloat zero[] = {0.0f, 0.0f, 0.0f};
@@ -97,15 +118,15 @@ bool CSoundOpenAl::openDevice() {
         m_pLogger->error("init alure: the OpenAL library lacks functions, sounds stay off");
         return false;
     }
-    // The default device with a context of the player's own, made current
-    // for the process, as the player has always set it up.
+    // The default device with a context of the player's own, current only
+    // while the player uses it.
     m_al->device = m_al->alcOpenDevice(nullptr);
     if (m_al->device == nullptr) {
         m_pLogger->error("init alure: the sound device did not open");
         return false;
     }
     m_al->context = m_al->alcCreateContext(m_al->device, nullptr);
-    if (m_al->context == nullptr || m_al->alcMakeContextCurrent(m_al->context) == ALC_FALSE) {
+    if (m_al->context == nullptr) {
         m_pLogger->error("init alure: the sound device gave no context");
         closeDevice();
         return false;
@@ -115,6 +136,8 @@ bool CSoundOpenAl::openDevice() {
 
 void CSoundOpenAl::closeDevice() {
     if (m_al->context != nullptr) {
+        // Never left current; this only guards against another add-on that
+        // made it current itself.
         if (m_al->alcGetCurrentContext() == m_al->context) {
             m_al->alcMakeContextCurrent(nullptr);
         }
@@ -181,6 +204,7 @@ bool CSoundOpenAl::isPlaying() const {
     if (!m_bDevice || m_source == 0) {
         return false;
     }
+    tContextScope scope(*m_al);
     ALint state = AL_STOPPED;
     m_al->alGetSourcei(m_source, AL_SOURCE_STATE, &state);
     return state == AL_PLAYING;
@@ -205,10 +229,11 @@ void CSoundOpenAl::logException(const char* where) noexcept {
 }
 
 void CSoundOpenAl::play(unsigned int id) {
-    if (id >= static_cast<unsigned int>(kInterfaceSounds) || !isEnabled() || !m_bDevice) {
+    if (id >= kInterfaceSounds || !isEnabled() || !m_bDevice) {
         return;
     }
     try {
+        tContextScope scope(*m_al);
         checkSource();
         stopSource();
         m_al->alGetError();
@@ -225,12 +250,12 @@ void CSoundOpenAl::play(unsigned int id) {
 
 void CSoundOpenAl::play(const std::string& name, bool common) {
     try {
-        const std::string file =
-            common ? m_path + "/" + name : m_path + "/" + m_language + "/" + name;
+        const std::string file = fileFor(name, common);
         if (!m_bDevice) {
             m_pLogger->error("load wav: no sound device for " + file);
             return;
         }
+        tContextScope scope(*m_al);
         m_al->alGetError();
         ALuint buffer = AL_NONE;
         m_al->alGenBuffers(1, &buffer);
@@ -270,19 +295,22 @@ void CSoundOpenAl::closeOpenAL() {
     if (!m_bDevice) {
         return;
     }
-    // Buffers still attached to the source cannot be deleted.
-    if (m_source != 0) {
-        stopSource();
-    }
-    for (ALuint& buffer : m_buffers) {
-        if (buffer != 0) {
-            m_al->alDeleteBuffers(1, &buffer);
-            buffer = 0;
+    {
+        tContextScope scope(*m_al);
+        // Buffers still attached to the source cannot be deleted.
+        if (m_source != 0) {
+            stopSource();
         }
-    }
-    if (m_source != 0) {
-        m_al->alDeleteSources(1, &m_source);
-        m_source = 0;
+        for (ALuint& buffer : m_buffers) {
+            if (buffer != 0) {
+                m_al->alDeleteBuffers(1, &buffer);
+                buffer = 0;
+            }
+        }
+        if (m_source != 0) {
+            m_al->alDeleteSources(1, &m_source);
+            m_source = 0;
+        }
     }
     closeDevice();
     m_bDevice = false;

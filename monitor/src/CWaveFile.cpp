@@ -87,6 +87,40 @@ bool readWaveFile(const std::string& path, tWaveData& out, std::string& why) {
         return false;
     }
     file.seekg(0);
-    const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::string bytes((std::istreambuf_iterator<char>(file)),
+                            std::istreambuf_iterator<char>());
     return parseWave(bytes, out, why);
+}
+
+void pcmFromWave(const tWaveData& wave, tPcmSound& out) {
+    out = tPcmSound();
+    out.sampleRate = wave.sampleRate;
+    out.channels = wave.channels;
+    const std::vector<char>& bytes = wave.samples;
+    if (wave.bitsPerSample == 8) {
+        // 8-bit WAV samples are unsigned, centred on 128.
+        out.samples.reserve(bytes.size());
+        for (char byte : bytes) {
+            const int centred = static_cast<int>(static_cast<unsigned char>(byte)) - 128;
+            out.samples.push_back(static_cast<std::int16_t>(centred * 256));
+        }
+        return;
+    }
+    out.samples.reserve(bytes.size() / 2);
+    for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
+        const auto low = static_cast<unsigned char>(bytes[at]);
+        const auto high = static_cast<unsigned char>(bytes[at + 1]);
+        out.samples.push_back(
+            static_cast<std::int16_t>(static_cast<std::uint16_t>(low | high << 8)));
+    }
+}
+
+bool readPcmSound(const std::string& path, tPcmSound& out, std::string& why) {
+    out = tPcmSound();
+    tWaveData wave;
+    if (!readWaveFile(path, wave, why)) {
+        return false;
+    }
+    pcmFromWave(wave, out);
+    return true;
 }

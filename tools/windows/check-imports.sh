@@ -21,6 +21,12 @@ done
 for sdk in XPLM_64.dll XPWidgets_64.dll; do
   echo "$imports" | grep -qx "$sdk" || { echo "  no import from $sdk"; bad=1; }
 done
+# X-Plane 12.04's mixer functions are found by name: an import of one would
+# make X-Plane 11 refuse the DLL.
+if "$objdump" -p "$xpl" | grep -Eq '\bXPLM(PlayPCMOnBus|StopAudio)\b'; then
+  echo "  imports a mixer function that X-Plane 11 lacks"
+  bad=1
+fi
 exports="$("$objdump" -p "$xpl" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' |
   sed -n 's/^\s*\[\s*[0-9]*\] //p' | sort | paste -sd' ')"
 echo "exported: $exports"

@@ -18,7 +18,8 @@ class CCheatDetector;
 class CFlightSimulatorInterfaceUsingXpsdk;
 class CFlightState;
 class CReport;
-class CSoundOpenAl;
+class CSound;
+class CSoundMixerUsingXpsdk;
 class CThreadSync;
 class CUserInterfaceObjectXp;
 
@@ -71,7 +72,8 @@ private:
 
     std::unique_ptr<CClientInterface> m_client;
     std::unique_ptr<CFlightSimulatorInterfaceUsingXpsdk> m_simulator;
-    std::unique_ptr<CSoundOpenAl> m_sound;
+    std::unique_ptr<CSoundMixerUsingXpsdk> m_mixer;
+    std::unique_ptr<CSound> m_sound;
     std::unique_ptr<CCheatDetector> m_cheatDetector;
     std::unique_ptr<Blackbox::CBlackbox> m_blackbox;
     std::unique_ptr<CReport> m_report;

@@ -12,7 +12,9 @@
 #include "CFlightSimulatorInterfaceUsingXpsdk.h"
 #include "CFlightState.h"
 #include "CReport.h"
-#include "CSoundOpenAl.h"
+#include "CSound.h"
+#include "CSoundMixerUsingXpsdk.h"
+#include "CSoundOutput.h"
 #include "CThreadSync.h"
 #include "CUserInterfaceObjectXp.h"
 #include "XPLMGraphics.h"
@@ -186,7 +188,8 @@ void CUserInterfaceXp::startClient() {
     m_client = std::make_unique<CClientInterface>();
     m_simulator = std::make_unique<CFlightSimulatorInterfaceUsingXpsdk>(m_pThreadSync);
     m_simulator->setBookedFlight(m_client.get());
-    m_sound = std::make_unique<CSoundOpenAl>(&m_soundHandle, dataPath + "sound", "en");
+    m_mixer = std::make_unique<CSoundMixerUsingXpsdk>(m_pThreadSync);
+    m_sound = CSoundOutput::makePlayer(&m_soundHandle, dataPath + "sound", "en", m_mixer.get());
     m_cheatDetector = std::make_unique<CCheatDetector>(m_simulator.get(), this);
     m_blackbox = std::make_unique<Blackbox::CBlackbox>(m_sound.get(), &m_simulator->m_aircraftData,
                                                        m_client.get());
@@ -216,6 +219,7 @@ void CUserInterfaceXp::stopClient() {
     m_blackbox.reset();
     m_cheatDetector.reset();
     m_sound.reset();
+    m_mixer.reset();
     m_simulator.reset();
     m_client.reset();
 }

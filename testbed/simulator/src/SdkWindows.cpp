@@ -21,7 +21,7 @@ constexpr const char* kNativePaths = "XPLM_USE_NATIVE_PATHS";
 bool featureExists(const State& s, const std::string& feature) {
     if (feature == kNativeWidgetWindows) {
         // The X-Plane 11 this test bed plays has only legacy widget windows.
-        return s.xplaneMajor >= 12;
+        return s.xplaneVersion >= 12;
     }
     return feature == kNativePaths;
 }
@@ -148,16 +148,6 @@ double Simulator::uiScale() const {
 void Simulator::setDrawing(bool drawing) {
     std::lock_guard<std::mutex> lock(state().mutex);
     state().drawing = drawing;
-}
-
-void Simulator::setXPlaneVersion(int major) {
-    std::lock_guard<std::mutex> lock(state().mutex);
-    state().xplaneMajor = major <= 11 ? 11 : 12;
-}
-
-int Simulator::xplaneVersion() const {
-    std::lock_guard<std::mutex> lock(state().mutex);
-    return state().xplaneMajor;
 }
 
 bool Simulator::isFeatureEnabled(const std::string& feature) const {

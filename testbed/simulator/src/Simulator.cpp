@@ -56,6 +56,7 @@ void dropPluginRegistrations(State& s) {
     for (auto key = s.hotKeys.begin(); key != s.hotKeys.end();) {
         key = key->second.ownedByPlugin ? s.hotKeys.erase(key) : std::next(key);
     }
+    dropPluginSounds(s);
     auto& draws = s.drawCallbacks;
     draws.erase(std::remove_if(draws.begin(), draws.end(),
                                [](const DrawCallback& c) { return c.ownedByPlugin; }),
@@ -165,6 +166,8 @@ void runOneFrame() {
         hook(frameSeconds);
     }
     runFlightLoops(xplm_FlightLoop_Phase_AfterFlightModel, frameSeconds);
+    // X-Plane's audio update: sounds start and end here, drawn or not.
+    updateSound(frameSeconds);
     if (!drawing) {
         order.clear();
     }
@@ -247,7 +250,6 @@ void Simulator::reset() {
     s.enabledFeatures.clear();
     s.uiScale = 1.0;
     s.drawing = true;
-    s.xplaneMajor = 12;
     s.paintingWindow = nullptr;
     s.simulatorSeconds = 0.0;
     s.loopNumber = 0;
@@ -264,6 +266,7 @@ void Simulator::reset() {
     s.frameHook = nullptr;
     s.fixedFrameSeconds = 0.0;
     s.messagesSent.clear();
+    resetSound(s);
     s.dataRefMisuses.clear();
     s.threadViolations.clear();
     s.sdkMisuses.clear();

@@ -19,6 +19,7 @@
 #include "XPLMDisplay.h"
 #include "XPLMMenus.h"
 #include "XPLMProcessing.h"
+#include "XPLMSound.h"
 #include "XPLMUtilities.h"
 #include "XPStandardWidgets.h"
 #include "XPWidgetDefs.h"
@@ -154,6 +155,21 @@ struct DrawCallback {
     uint64_t serial = 0;  // tells a re-registration from the original
 };
 
+// A sound X-Plane's mixer holds, from XPLMPlayPCMOnBus until its end.
+struct SoundChannel {
+    const unsigned char* buffer = nullptr;
+    uint32_t bytes = 0;
+    int rateHz = 0;
+    int channels = 0;
+    bool loop = false;
+    XPLMPCMComplete_f callback = nullptr;
+    void* refcon = nullptr;
+    bool started = false;
+    double playedSeconds = 0.0;
+    size_t record = 0;  // its entry in playedSounds
+    bool ownedByPlugin = false;
+};
+
 using PluginStartFn = int (*)(char*, char*, char*);
 using PluginVoidFn = void (*)();
 using PluginEnableFn = int (*)();
@@ -209,9 +225,6 @@ struct State {
     // nothing at all while a modal dialog or a loading screen is up.
     double uiScale = 1.0;
     bool drawing = true;
-    // The major version of X-Plane the test bed plays: 12, or 11 (no native
-    // widget windows, no sound through X-Plane's mixer).
-    int xplaneMajor = 12;
     // The root widget whose window is being drawn; null in draw callbacks.
     XPWidgetID paintingWindow = nullptr;
 
@@ -237,6 +250,13 @@ struct State {
     std::function<void(double)> frameHook;
     double fixedFrameSeconds = 0.0;
     std::vector<int> messagesSent;
+
+    // The X-Plane played: 12 by default; 11 has no mixer for plug-ins and no
+    // native widget windows.
+    int xplaneVersion = 12;
+    // Sounds (SdkSound.cpp), by channel handle, and every sound played.
+    std::map<void*, SoundChannel> soundChannels;
+    std::vector<PlayedSound> playedSounds;
 
     // What went wrong.
     std::vector<DataRefMisuse> dataRefMisuses;
@@ -308,6 +328,16 @@ void eraseWidget(State& s, XPWidgetID widget);
 
 // A fresh handle for a widget, menu or hot key.
 void* newHandle(State& s);
+
+// X-Plane's audio update at the start of a frame: sounds handed over since
+// the last one start, the others play on for the frame's seconds, and those
+// that have played out report their end. Lock not held.
+void updateSound(double frameSeconds);
+// The mixer's state back to X-Plane 12 with nothing played. Lock held.
+void resetSound(State& s);
+// Sounds the plug-in left playing when it is unloaded: recorded as misuses
+// and dropped, their ends never reported. Lock held.
+void dropPluginSounds(State& s);
 
 // Throws std::logic_error when the caller is not the simulator's thread:
 // driving the simulator from elsewhere would run plug-in callbacks on a thread

@@ -66,6 +66,27 @@ struct DataRefMisuse {
     std::string reason;
 };
 
+// A sound the plug-in handed to X-Plane's mixer with XPLMPlayPCMOnBus.
+struct PlayedSound {
+    enum End { kNotEnded, kCompleted, kStopped, kRefused, kDroppedAtUnload };
+    int bus = 0;
+    int format = 0;
+    int rateHz = 0;
+    int channels = 0;
+    bool loop = false;
+    uint32_t bytes = 0;
+    // pcmChecksum() of the bytes as handed over: tells which file it was.
+    uint32_t checksum = 0;
+    // The frame whose audio update started it; 0 while it waits.
+    uint64_t startFrame = 0;
+    End end = kNotEnded;
+    // The status its completion callback was given.
+    int status = 0;
+};
+
+// FNV-1a over the bytes: the checksum of a played sound.
+uint32_t pcmChecksum(const void* data, size_t bytes);
+
 class Simulator {
 public:
     // There is one simulated X-Plane per process, as there is one X-Plane.
@@ -137,10 +158,7 @@ public:
     // False while X-Plane draws nothing (a modal dialog, a loading screen):
     // flight loops still run, but no draw callback and no window drawing.
     void setDrawing(bool drawing);
-    // The X-Plane the test bed plays: 12 (the default), or 11 (no native
-    // widget windows, no XPLMPlayPCMOnBus). reset() puts 12 back.
-    void setXPlaneVersion(int major);
-    int xplaneVersion() const;
+
     // Whether the plug-in switched a feature on (XPLMEnableFeature).
     bool isFeatureEnabled(const std::string& feature) const;
     // Whether a root widget lives in a modern window (native widget windows
@@ -245,6 +263,17 @@ public:
     std::vector<std::string> spokenTexts() const;
     // Texts drawn during the last complete frame.
     std::vector<DrawnText> lastFrameTexts() const;
+
+    // The X-Plane played, by major version: 12 (the default, and again after
+    // reset()) offers its mixer to plug-ins (XPLMPlayPCMOnBus and
+    // XPLMStopAudio, found through XPLMFindSymbol) and native widget
+    // windows; 11 does neither.
+    void setXPlaneVersion(int major);
+    int xplaneVersion() const;
+    // Every sound handed to the mixer since reset(), oldest first.
+    std::vector<PlayedSound> playedSounds() const;
+    // How many sounds the mixer holds now, waiting to start or playing.
+    int soundsHeld() const;
 
 private:
     Simulator();

@@ -1,0 +1,46 @@
+// The choice of the sound output, made once when the client starts.
+#include "CSoundOutput.h"
+
+#include "CLogger.h"
+#include "CSoundMixer.h"
+#include "CSoundMixerPlayer.h"
+#include "CSoundOpenAl.h"
+
+namespace CSoundOutput {
+
+namespace {
+
+template <typename MakeOpenAl>
+std::unique_ptr<CSound> choose(unsigned int* handle, const std::string& path,
+                               const std::string& language, CSoundMixer* mixer,
+                               MakeOpenAl makeOpenAl) {
+    CLogger logger("CSound");
+    if (mixer != nullptr && mixer->isAvailable()) {
+        logger.debug("Sounds play through X-Plane's mixer, on the cockpit's bus");
+        return std::make_unique<CSoundMixerPlayer>(handle, path, language, mixer);
+    }
+    std::unique_ptr<CSoundOpenAl> player = makeOpenAl();
+    // Without a device the player has said why already, and plays nothing.
+    if (player->hasDevice()) {
+        logger.debug("Sounds play through OpenAL: this X-Plane has no mixer for plug-ins");
+    }
+    return player;
+}
+
+}  // namespace
+
+std::unique_ptr<CSound> makePlayer(unsigned int* handle, const std::string& path,
+                                   const std::string& language, CSoundMixer* mixer) {
+    return choose(handle, path, language, mixer,
+                  [&] { return std::make_unique<CSoundOpenAl>(handle, path, language); });
+}
+
+std::unique_ptr<CSound> makePlayer(unsigned int* handle, const std::string& path,
+                                   const std::string& language, CSoundMixer* mixer,
+                                   std::initializer_list<const char*> openAlNames) {
+    return choose(handle, path, language, mixer, [&] {
+        return std::make_unique<CSoundOpenAl>(handle, path, language, openAlNames);
+    });
+}
+
+}  // namespace CSoundOutput
