@@ -376,6 +376,21 @@ TEST_F(PilotAtTheWindow, SecondFlightInOneSession_startsWithoutTheFirstsRateViol
     EXPECT_TRUE(draws("Flying"));
 }
 
+// X-Plane's ground-speed multiplier is time acceleration too: at 1x and 16x
+// ground speed the client puts the multiplier back to 1 and leaves the rate.
+TEST_F(PilotAtTheWindow, GroundSpeedMultiplied_isSetBackToOne_andTheRateLeftAlone) {
+    startFromTheGate();
+    for (int violation = 1; violation <= 2; ++violation) {
+        SCOPED_TRACE("violation " + std::to_string(violation));
+        sim().setInt("sim/time/ground_speed", 16);
+        ASSERT_TRUE(
+            sim().runUntil([&] { return sim().getInt("sim/time/ground_speed") == 1; }, 10s));
+        EXPECT_EQ(sim().getInt("sim/time/sim_speed"), 1);
+    }
+    EXPECT_TRUE(logged("Set ground speed multiplier to: 1"));
+    EXPECT_TRUE(draws("Flying"));
+}
+
 TEST_F(PilotAtTheWindow, AutoLogin_atStart_thenOptionsSavedForTheNextStart) {
     writeSettings("AutoLogin = 1\n\n[login]\nUser = demo\nPassword = demo\n");
     loadPlugin();

@@ -197,6 +197,7 @@ void Simulator::reset() {
     for (auto& ref : s.dataRefs) {
         ref->value = ref->initial;
     }
+    s.hiddenDataRefs.clear();
     s.widgets.clear();
     s.menus.clear();
     s.hotKeys.clear();

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -52,6 +53,9 @@ struct DataRefValue {
 
 struct DataRef {
     std::string name;
+    // The name X-Plane 12 lists as replaced by this one, which still answers
+    // with the same value; empty when none.
+    std::string formerName;
     int types = 0;
     bool writable = false;
     int arraySize = 0;  // 0 for scalars
@@ -128,6 +132,8 @@ struct State {
 
     std::vector<std::unique_ptr<DataRef>> dataRefs;  // handles are these addresses
     std::unordered_map<std::string, DataRef*> dataRefsByName;
+    // Names XPLMFindDataRef does not find, as an older X-Plane lacks them.
+    std::set<std::string> hiddenDataRefs;
 
     // Handles of widgets, menus and hot keys come from one counter and are
     // never reused, so a stale or mixed-up id is always recognised.

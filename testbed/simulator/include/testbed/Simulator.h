@@ -128,6 +128,9 @@ public:
     std::vector<float> getFloatArray(const std::string& name) const;
     std::string getBytes(const std::string& name) const;
     std::vector<DataRefMisuse> dataRefMisuses() const;
+    // XPLMFindDataRef no longer finds the name, as in an older X-Plane that
+    // lacks it; the calls above still reach it. Until reset().
+    void hideDataRef(const std::string& name);
     // Whether the part behind a failure dataref ("sim/operation/failures/
     // rel_...") is failed now. X-Plane reads these as a failure mode: only
     // 6 (inoperative) fails the part at once; 1 (mean time until failure)
