@@ -1,8 +1,28 @@
-// Inter-plug-in messages of the X-Plane SDK, as far as the plug-in uses them.
+// The plug-in's identity, features and messages of the X-Plane SDK, as far as
+// the plug-in uses them.
 #ifndef XPLMPlugin_h
 #define XPLMPlugin_h
 
 #include "XPLMDefs.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+XPLM_API XPLMPluginID XPLMGetMyID(void);
+// Each buffer holds at least 256 bytes, or is NULL when not wanted.
+XPLM_API void XPLMGetPluginInfo(XPLMPluginID inPlugin, char* outName, char* outFilePath,
+                                char* outSignature, char* outDescription);
+
+// Features by name, e.g. "XPLM_USE_NATIVE_PATHS". Asking whether an unknown
+// feature is enabled is an error.
+XPLM_API int XPLMHasFeature(const char* inFeature);
+XPLM_API int XPLMIsFeatureEnabled(const char* inFeature);
+XPLM_API void XPLMEnableFeature(const char* inFeature, int inEnable);
+
+#ifdef __cplusplus
+}
+#endif
 
 #define XPLM_MSG_PLANE_CRASHED 101
 

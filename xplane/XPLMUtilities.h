@@ -8,6 +8,12 @@
 extern "C" {
 #endif
 
+// X-Plane's own folder, ending in a separator; the buffer holds at least 512
+// bytes.
+XPLM_API void XPLMGetSystemPath(char* outSystemPath);
+// A line for X-Plane's Log.txt, flushed at once.
+XPLM_API void XPLMDebugString(const char* inString);
+
 XPLM_API void XPLMSpeakString(const char* inString);
 
 #ifdef __cplusplus

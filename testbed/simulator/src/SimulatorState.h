@@ -174,6 +174,15 @@ struct State {
     double fixedFrameSeconds = 0.0;
     std::vector<int> messagesSent;
 
+    // X-Plane's system services (SdkSystem.cpp): its folder while a plug-in
+    // runs, the plug-in's file, the features it enabled, its Log.txt, and
+    // the plug-in's working folder, which is never X-Plane's.
+    std::string systemFolder;
+    std::string pluginFile;
+    std::set<std::string> enabledFeatures;
+    std::string xplaneLog;
+    std::string workingFolder;
+
     // What went wrong.
     std::vector<DataRefMisuse> dataRefMisuses;
     std::vector<std::string> threadViolations;
@@ -233,6 +242,13 @@ void eraseWidget(State& s, XPWidgetID widget);
 
 // A fresh handle for a widget, menu or hot key.
 void* newHandle(State& s);
+
+// A fresh, empty folder under the system's temporary folder for the plug-in
+// to run in; the one made before is removed, and the last one at exit.
+// Empty, with why in *error, when none can be made.
+std::string makeWorkingFolder(std::string* error);
+// Forgets the features, the log and the plug-in's file; the lock held.
+void resetSystemServices(State& s);
 
 // Throws std::logic_error when the caller is not the simulator's thread:
 // driving the simulator from elsewhere would run plug-in callbacks on a thread

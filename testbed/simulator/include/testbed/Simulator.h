@@ -64,11 +64,23 @@ public:
     // is loaded.
     void reset();
 
-    // The X-Plane root folder: the working folder while a plug-in runs, as
-    // in X-Plane. Created when missing. Unset, the plug-in runs in the
-    // process's working folder; unloading restores the folder of before.
+    // The X-Plane root folder, which XPLMGetSystemPath names. Created when
+    // missing. Unset, the process's working folder at the load is X-Plane's.
     void setRootFolder(const std::string& path);
     const std::string& rootFolder() const;
+    // The working folder while a plug-in runs: never the root, since X-Plane
+    // does not promise its own folder (on macOS it is "/"), but a fresh,
+    // empty folder made at each load. It stays after the unload, for a test
+    // to look into, until the next load or the end of the process; the
+    // process's own working folder comes back at the unload.
+    std::string workingFolder() const;
+
+    // What the plug-in enabled with XPLMEnableFeature since it was loaded.
+    // The features X-Plane knows: "XPLM_USE_NATIVE_PATHS" and
+    // "XPLM_USE_NATIVE_WIDGET_WINDOWS".
+    bool isFeatureEnabled(const std::string& name) const;
+    // Everything XPLMDebugString wrote to X-Plane's Log.txt since reset().
+    std::string xplaneLog() const;
 
     // Loads the plug-in binary (dlopen), calls XPluginStart and then
     // XPluginEnable. On failure returns false and says why in *error.
