@@ -59,9 +59,9 @@ public:
     static Simulator& instance();
 
     // Resets every piece of simulator state (datarefs to their initial
-    // values, widgets, menus, hot keys, captured texts, violations, frame
-    // rate 0); the root folder stays. Throws std::logic_error when a plug-in
-    // is loaded.
+    // values and all found again, widgets, menus, hot keys, captured texts,
+    // Log.txt, features, violations, frame rate 0); the root folder stays.
+    // Throws std::logic_error when a plug-in is loaded.
     void reset();
 
     // The X-Plane root folder, which XPLMGetSystemPath names. Created when
