@@ -55,6 +55,7 @@ public:
     bool setFailure(int, bool) override { return true; }
     bool checkFailure(int) override { return true; }
     bool setSimulationRate(int) override { return true; }
+    bool setGroundSpeedMultiplier(int) override { return true; }
     int setMenuRestrictions() override { return 0; }
     bool enableTextMessages(bool) override { return true; }
     bool displayText(const char*, int, bool) override { return true; }

@@ -11,6 +11,11 @@ extern "C" {
 // The address of an SDK function by name, or NULL where this X-Plane lacks
 // it: how functions newer than the oldest supported X-Plane are reached.
 XPLM_API void* XPLMFindSymbol(const char* inString);
+// X-Plane's own folder, ending in a separator; the buffer holds at least 512
+// bytes.
+XPLM_API void XPLMGetSystemPath(char* outSystemPath);
+// A line for X-Plane's Log.txt, flushed at once.
+XPLM_API void XPLMDebugString(const char* inString);
 
 XPLM_API void XPLMSpeakString(const char* inString);
 

@@ -20,4 +20,7 @@ public:
     // the new one. An empty text on success, else why it failed; the
     // temporary file is gone either way.
     static std::string replace(const std::string& fileName, const std::string& data);
+    // Moves a file to a new name, replacing a file there. An empty text on
+    // success, else why it failed.
+    static std::string rename(const std::string& from, const std::string& to);
 };

@@ -1,12 +1,15 @@
-// Writing the debug log: the once-per-process header, the line prefixes, the
-// time stamps and the open-append-close of every line under one lock.
+// Writing the debug log: the header, the line prefixes, the time stamps and
+// the open-append-close of every line under one lock; a fresh log for each
+// run of the plug-in, and the support lines for X-Plane's Log.txt.
 #include "CLogger.h"
 
-#include <boost/algorithm/string/replace.hpp>
 #include <atomic>
+#include <boost/algorithm/string/replace.hpp>
 #include <cstdio>
 #include <ctime>
 #include <mutex>
+#include <set>
+#include <vector>
 
 #include "CClientConfig.h"
 #include "CFileAccess.h"
@@ -21,14 +24,57 @@ namespace {
 std::mutex g_logMutex;
 
 const char* const kLogFileName = "quelby_debug.txt";
+const char* const kPreviousLogFileName = "quelby_debug.old.txt";
+
+// Lines logged between beginNewLog() and startNewLog(), whole and stamped;
+// guarded by the log lock. A start that never reaches startNewLog holds no
+// more than this many.
+// Made on first use and never destroyed, like the lock: loggers live in
+// static objects too.
+bool g_newLogPending = false;
+std::vector<std::string>& heldLines() {
+    static auto* const lines = new std::vector<std::string>();
+    return *lines;
+}
+constexpr std::size_t kMaxHeldLines = 200;
+
+std::mutex g_supportMutex;
+struct tSupportState {
+    CLogger::SupportSink sink;
+    std::set<std::string> causesSaid;
+};
+tSupportState& supportState() {
+    static auto* const support = new tSupportState();
+    return *support;
+}
+
+// The log's folder, or nothing: a line written while the plug-in is unloaded
+// (a verbose logger's "Delete:") comes after stop ended the settings, and
+// X-Plane's folder is unknown then; the working folder is not X-Plane's.
+bool logFolder(std::string& folder) {
+    const CClientConfig* config = CClientConfig::existingInstance();
+    if (config == nullptr) {
+        return false;
+    }
+    folder = config->getLogPath();
+    return true;
+}
 
 std::atomic<bool> g_fileEnabled{true};
-
-bool fileEnabled() { return g_fileEnabled.load(std::memory_order_relaxed); }
 
 std::string& serverUrl() {
     static std::string url = std::string("http://") + kPrimaryServerHost + kRequestPath;
     return url;
+}
+
+bool fileEnabled() { return g_fileEnabled.load(std::memory_order_relaxed); }
+
+std::vector<std::string> headerLines() {
+    return {
+        "----------------------------------",        "---------Quelby Log-----------",
+        std::string("- Version: ") + kClientVersion, "- Server: " + serverUrl(),
+        "- Max Data: " + std::to_string(kMaxData),
+    };
 }
 
 }  // namespace
@@ -54,17 +100,16 @@ void CLogger::initialize() noexcept {
     try {
         {
             std::lock_guard<std::mutex> lock(g_logMutex);
-            if (!bInitialized) {
+            // A new log writes its header itself, before the held lines.
+            if (!bInitialized && !g_newLogPending) {
                 // One lock for the whole block keeps other threads' lines out of it.
-                const std::string header[] = {
-                    "----------------------------------",        "---------Quelby Log-----------",
-                    std::string("- Version: ") + kClientVersion, "- Server: " + serverUrl(),
-                    "- Max Data: " + std::to_string(kMaxData),
-                };
-                for (const std::string& line : header) {
-                    appendLocked(line);
+                bool written = true;
+                for (const std::string& line : headerLines()) {
+                    written = appendLocked(line) && written;
                 }
-                bInitialized = true;
+                // A log that could not be written yet gets its header with
+                // its first line that can.
+                bInitialized = written;
             }
         }
         if (m_bVerbose) {
@@ -120,24 +165,113 @@ void CLogger::writeToFile(const std::string& text) const noexcept {
     }
 }
 
-void CLogger::appendLocked(const std::string& text) const {
-    // A line written while the plug-in is unloaded (a verbose logger's
-    // "Delete:") comes after stop ended the settings: it goes to the default
-    // folder rather than make settings that nothing would delete.
-    const CClientConfig* config = CClientConfig::existingInstance();
-    const std::string fileName =
-        (config != nullptr ? config->getLogPath() : CClientConfig::defaultLogPath()) +
-        kLogFileName;
-    std::FILE* file = CFileAccess::open(fileName, "a");
+bool CLogger::appendLocked(const std::string& text) const {
+    std::string folder;
+    if (!logFolder(folder)) {
+        return false;
+    }
+    if (g_newLogPending && heldLines().size() >= kMaxHeldLines) {
+        return false;
+    }
+    std::FILE* file = nullptr;
+    if (!g_newLogPending) {
+        file = CFileAccess::open(folder + kLogFileName, "a");
+        if (file == nullptr) {
+            return false;  // a line that cannot be written costs no formatting
+        }
+    }
+    const std::string stamp = getTime();
+    std::string line = stamp + " " + text + "\n";
+    if (text.find('\n') != std::string::npos) {
+        line.pop_back();
+        boost::algorithm::replace_all(line, "\n", "\n" + stamp + " " + m_name + " --> ");
+        line += "\n";
+    }
     if (file == nullptr) {
-        return;  // a line that cannot be written costs no formatting
+        heldLines().push_back(std::move(line));
+        return true;
     }
-    std::string line = text;
-    if (line.find('\n') != std::string::npos) {
-        boost::algorithm::replace_all(line, "\n", "\n" + getTime() + " " + m_name + " --> ");
+    const bool written = std::fputs(line.c_str(), file) >= 0;
+    return std::fclose(file) == 0 && written;
+}
+
+std::string CLogger::logFileName() {
+    std::string folder;
+    logFolder(folder);
+    return folder + kLogFileName;
+}
+
+std::string CLogger::previousLogFileName() {
+    std::string folder;
+    logFolder(folder);
+    return folder + kPreviousLogFileName;
+}
+
+void CLogger::beginNewLog() {
+    std::lock_guard<std::mutex> lock(g_logMutex);
+    g_newLogPending = true;
+    heldLines().clear();
+    bInitialized = false;
+}
+
+std::string CLogger::startNewLog() {
+    std::lock_guard<std::mutex> lock(g_logMutex);
+    std::vector<std::string> held;
+    held.swap(heldLines());
+    g_newLogPending = false;
+    bInitialized = false;
+    std::string folder;
+    if (!logFolder(folder)) {
+        return "no folder for the log";
     }
-    std::fprintf(file, "%s %s\n", getTime().c_str(), line.c_str());
-    std::fclose(file);
+    const std::string current = folder + kLogFileName;
+    // Only a log that is there is kept. One that cannot be moved aside is
+    // continued rather than lost.
+    std::string failure;
+    if (std::FILE* existing = CFileAccess::open(current, "rb")) {
+        std::fclose(existing);
+        failure = CFileAccess::rename(current, folder + kPreviousLogFileName);
+    }
+    std::FILE* file = CFileAccess::open(current, failure.empty() ? "w" : "a");
+    if (file == nullptr) {
+        return "cannot create " + current + (failure.empty() ? "" : " (" + failure + ")");
+    }
+    bool written = true;
+    for (const std::string& line : headerLines()) {
+        written = std::fprintf(file, "%s %s\n", getTime().c_str(), line.c_str()) >= 0 && written;
+    }
+    for (const std::string& line : held) {
+        written = std::fputs(line.c_str(), file) >= 0 && written;
+    }
+    written = std::fclose(file) == 0 && written;
+    if (!written) {
+        return "cannot write " + current;
+    }
+    bInitialized = true;
+    if (!failure.empty()) {
+        return "cannot keep the previous log as " + folder + kPreviousLogFileName + ": " + failure;
+    }
+    return std::string();
+}
+
+void CLogger::setSupportSink(SupportSink sink) {
+    std::lock_guard<std::mutex> lock(g_supportMutex);
+    supportState().sink = std::move(sink);
+    supportState().causesSaid.clear();
+}
+
+bool CLogger::support(const std::string& cause, const std::string& text) noexcept {
+    try {
+        std::lock_guard<std::mutex> lock(g_supportMutex);
+        tSupportState& support = supportState();
+        if (!support.sink || !support.causesSaid.insert(cause).second) {
+            return false;
+        }
+        support.sink("Quelby: " + text + "\n");
+        return true;
+    } catch (...) {
+        return false;
+    }
 }
 
 void CLogger::setServerUrl(const std::string& url) {
@@ -145,11 +279,15 @@ void CLogger::setServerUrl(const std::string& url) {
     serverUrl() = url;
 }
 
-void CLogger::setFileEnabled(bool enabled) { g_fileEnabled.store(enabled, std::memory_order_relaxed); }
+void CLogger::setFileEnabled(bool enabled) {
+    g_fileEnabled.store(enabled, std::memory_order_relaxed);
+}
 
 bool CLogger::isFileEnabled() { return fileEnabled(); }
 
 void CLogger::resetForTests() {
     std::lock_guard<std::mutex> lock(g_logMutex);
     bInitialized = false;
+    g_newLogPending = false;
+    heldLines().clear();
 }

@@ -191,6 +191,55 @@ void copyOut(char* out, const std::string& text) {
     std::snprintf(out, 256, "%s", text.c_str());
 }
 
+// Every file is found from the folders X-Plane names: its working folder is
+// no promise (on macOS it is "/"). On the simulator's thread, at start,
+// before the client thread reads any path; no file is touched here.
+void findFilesThroughXPlane() {
+    // Without it macOS names folders in the old colon form.
+    const char* const kNativePaths = "XPLM_USE_NATIVE_PATHS";
+    if (XPLMHasFeature(kNativePaths) != 0) {
+        XPLMEnableFeature(kNativePaths, 1);
+    }
+    // X-Plane asks for 512 and 256 bytes at least and writes whole paths;
+    // a pilot's folder may be deeper than that.
+    constexpr std::size_t kPathBytes = 4096;
+    std::unique_ptr<char[]> xplaneFolder(new char[kPathBytes]());
+    std::unique_ptr<char[]> pluginFile(new char[kPathBytes]());
+    XPLMGetSystemPath(xplaneFolder.get());
+    XPLMGetPluginInfo(XPLMGetMyID(), nullptr, pluginFile.get(), nullptr, nullptr);
+    xplaneFolder[kPathBytes - 1] = '\0';
+    pluginFile[kPathBytes - 1] = '\0';
+    // Lines of the start are held until the client thread begins the new log.
+    CLogger::beginNewLog();
+    const std::string problem =
+        CClientConfig::instance()->useXPlaneFolders(xplaneFolder.get(), pluginFile.get());
+    if (!problem.empty()) {
+        CLogger("CPlugin", false).error(problem);
+    }
+}
+
+// Support lines reach X-Plane's Log.txt on the simulator's thread, whichever
+// thread says them; the first names the plug-in and its debug log.
+void startSupportLines(CThreadSync* threadSync) {
+    CLogger::setSupportSink([threadSync](const std::string& line) {
+        threadSync->post([line] { XPLMDebugString(line.c_str()); });
+    });
+    CLogger::support("start", std::string("Quelby Client ") + kClientVersion +
+                                  " started; its debug log is " + CLogger::logFileName());
+}
+
+// The debug log starts afresh on the client thread; a folder that takes no
+// log takes no settings and no kept report either, and the pilot is told.
+void startLog() {
+    const std::string failure = CLogger::startNewLog();
+    CClientConfig::instance()->setXPlaneFolderWritable(failure.empty());
+    if (!failure.empty()) {
+        CLogger::support("folder", "cannot write to X-Plane's folder " +
+                                       CClientConfig::instance()->getIniPath() + " (" + failure +
+                                       "): no debug log, settings or kept report is saved");
+    }
+}
+
 }  // namespace
 
 namespace CPlugin {
@@ -198,7 +247,9 @@ namespace CPlugin {
 int start(char* outName, char* outSig, char* outDesc) {
     copyOut(outName, "Quelby Client");
     copyOut(outSig, "quelbyclient");
-    copyOut(outDesc, std::string("Client plugin for Quelby. (") + kHomepageHost + ")");
+    copyOut(outDesc, std::string("Client plugin for Quelby. ") + kClientVersion + " (" +
+                         kHomepageHost + ")");
+    findFilesThroughXPlane();
 
     g_bEndClient = false;
     CClientInterface::abortTransfers(false);
@@ -239,6 +290,7 @@ int start(char* outName, char* outSig, char* outDesc) {
         XPlaneHotkeyCallback, reinterpret_cast<void*>(intptr_t{1}));
 
     g_pThreadSync = new CThreadSync();
+    startSupportLines(g_pThreadSync);
     theUserInterface.initialize(g_theWindow, g_pThreadSync);
     CSoundMixerUsingXpsdk::lookUpFunctions();
 
@@ -303,6 +355,8 @@ void stop() {
     CClientInterface::joinSenders();
     // X-Plane would report a sound's end into unloaded code.
     CSoundMixerUsingXpsdk::stopAll();
+    // No thread of the plug-in is left to say a support line.
+    CLogger::setSupportSink(nullptr);
     g_pClient = nullptr;
     g_clientModule.reset();
     // The window is a widget, so the widget library destroys it, with its
@@ -348,6 +402,7 @@ void runClient() {
     CCallbackGuard::run(g_clientFailed, "runClient", [] {
         // The log's header names the website in use, so it is read first.
         CLogger::setServerUrl(CServerSettings::displayUrl(CServerSettings::load().hostInUse()));
+        startLog();
         g_clientModule = std::make_unique<CClientModule>(theUserInterface, nullptr);
         g_pClient = g_clientModule.get();
         // Files, the sound device and the automatic login are the client

@@ -127,8 +127,9 @@ public:
 
 private:
     // Builds and appends the rules of a document just read; result says
-    // whether reading it worked.
-    void addRules(const pugi::xml_document& document, const pugi::xml_parse_result& result);
+    // whether reading it worked. False when the document holds no rules
+    // element at all.
+    bool addRules(const pugi::xml_document& document, const pugi::xml_parse_result& result);
     // The aircraft record's flight time in whole seconds, as the simulator
     // interface counts it.
     int flightTimeS() const;

@@ -1,5 +1,6 @@
 // Guards a booked flight against fuel added in the air, an aircraft moved
-// faster than it can fly, and a simulation rate above the route's limit.
+// faster than it can fly, and time accelerated beyond the route's limit
+// (X-Plane's simulation rate times its ground-speed multiplier).
 #pragma once
 
 #include <memory>
@@ -47,8 +48,11 @@ public:
     bool setLastFuel();
     // Whether the aircraft moved farther than allowed in timeDiffMs.
     bool checkPositionChange(int timeDiffMs);
-    // Holds the rate to the route's limit; true after too many violations.
+    // Holds the time acceleration to the route's limit (the rate set back to
+    // it, the ground-speed multiplier to 1); true after too many violations.
     bool checkSimrate();
+    // The simulation rate times the ground-speed multiplier.
+    int timeAcceleration() const;
 
     const std::string& getAbortReason() const { return m_abortReason; }
     int getSimRateViolations() const { return m_simRateViolations; }

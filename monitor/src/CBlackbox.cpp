@@ -3,6 +3,7 @@
 #include "CBlackbox.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <pugixml.hpp>
 
@@ -10,6 +11,7 @@
 #include "BlackboxEvents.h"
 #include "CClientConfig.h"
 #include "CClientInterface.h"
+#include "CFileAccess.h"
 #include "CFlightState.h"
 #include "CIniParser.h"
 #include "CLogger.h"
@@ -98,8 +100,28 @@ CBlackbox::~CBlackbox() = default;
 
 void CBlackbox::parseXml() {
     m_pLogger->debug("parse blackbox.xml");
+    // Read through the file seam: the data folder's name is UTF-8, which the
+    // parser's own file opening does not take on every system.
+    const std::string fileName = m_dataPath + kRuleFileName;
+    std::string text;
+    std::FILE* file = CFileAccess::open(fileName, "rb");
+    if (file == nullptr) {
+        m_pLogger->error("parsing blackbox.xml failed: " + fileName + " was not found");
+        CLogger::support("rules", "flight recorder rules left out: " + fileName +
+                                      " is missing; no events are recorded");
+        return;
+    }
+    char buffer[4096];
+    std::size_t got = 0;
+    while ((got = std::fread(buffer, 1, sizeof(buffer), file)) > 0) {
+        text.append(buffer, got);
+    }
+    std::fclose(file);
     pugi::xml_document document;
-    addRules(document, document.load_file((m_dataPath + kRuleFileName).c_str()));
+    if (!addRules(document, document.load_buffer(text.data(), text.size()))) {
+        CLogger::support("rules", "flight recorder rules left out: " + fileName +
+                                      " is broken; no events are recorded");
+    }
 }
 
 void CBlackbox::parseXmlText(const char* text, std::size_t size) {
@@ -107,15 +129,15 @@ void CBlackbox::parseXmlText(const char* text, std::size_t size) {
     addRules(document, document.load_buffer(text, size));
 }
 
-void CBlackbox::addRules(const pugi::xml_document& document, const pugi::xml_parse_result& result) {
+bool CBlackbox::addRules(const pugi::xml_document& document, const pugi::xml_parse_result& result) {
     if (!result) {
         m_pLogger->error(std::string("parsing blackbox.xml failed: ") + result.description());
-        return;
+        return false;
     }
     const pugi::xml_node root = document.child("blackbox");
     if (!root) {
         m_pLogger->warn("blackbox.xml has no blackbox element: no rules");
-        return;
+        return false;
     }
     // The rules' description lines are long; they are built only to be written.
     const bool debug =
@@ -147,6 +169,7 @@ void CBlackbox::addRules(const pugi::xml_document& document, const pugi::xml_par
         }
         m_events.push_back(std::move(rule));
     }
+    return true;
 }
 
 void CBlackbox::init() {

@@ -1,7 +1,9 @@
 // The cheat detector's three checks: fuel raised in flight, a position jump
-// and the simulation rate, with the quiet corrections and the aborts.
+// and the time acceleration (simulation rate times X-Plane's ground-speed
+// multiplier), with the quiet corrections and the aborts.
 #include "CCheatDetector.h"
 
+#include <algorithm>
 #include <boost/format.hpp>
 #include <cmath>
 
@@ -142,7 +144,7 @@ bool CCheatDetector::checkPositionChange(int timeDiffMs) {
     tagAircraftData& data = m_pSimulator->m_aircraftData;
     const double distanceNm = haversineNm(data.dLastCheckedLatitude, data.dLastCheckedLongitude,
                                           data.dLatitude, data.dLongitude);
-    int rate = std::max(m_lastSimRate, static_cast<int>(data.nSimulationRate));
+    int rate = std::max(m_lastSimRate, timeAcceleration());
     if (rate < 2) {
         rate = 1;
     }
@@ -154,14 +156,20 @@ bool CCheatDetector::checkPositionChange(int timeDiffMs) {
                            "TimeDiff: %i LastSR: %i SR: %i") %
              data.dLastCheckedLongitude % data.dLastCheckedLatitude % data.dLongitude %
              data.dLatitude % distanceNm % allowedNm % timeDiffMs % m_lastSimRate %
-             data.nSimulationRate)
+             timeAcceleration())
                 .str());
         return true;
     }
     data.dLastCheckedLatitude = data.dLatitude;
     data.dLastCheckedLongitude = data.dLongitude;
-    m_lastSimRate = data.nSimulationRate;
+    m_lastSimRate = timeAcceleration();
     return false;
+}
+
+int CCheatDetector::timeAcceleration() const {
+    // A multiplier below 1 (a broken reading) slows nothing down.
+    const int groundSpeed = std::max(1, m_pSimulator->m_nGroundSpeedMultiplier);
+    return m_pSimulator->m_aircraftData.nSimulationRate * groundSpeed;
 }
 
 bool CCheatDetector::checkSimrate() {
@@ -170,7 +178,7 @@ bool CCheatDetector::checkSimrate() {
     if (client == nullptr) {
         return false;
     }
-    const int rate = m_pSimulator->m_aircraftData.nSimulationRate;
+    const int rate = timeAcceleration();
     const int allowedRate = client->m_route.Simrate;
     const bool limited = recordInt(client->m_log.FlightType) != kPositioningFlightType;
     // The report never shows more than the route allows.
@@ -178,7 +186,14 @@ bool CCheatDetector::checkSimrate() {
         client->m_report.Simrate = rate > allowedRate && limited ? allowedRate : rate;
     }
     if (rate > allowedRate && limited) {
-        m_pSimulator->setSimulationRate(allowedRate);
+        // The multiplier goes rather than a rate the pilot did not choose: at
+        // 1x and 16x ground speed the rate stays 1.
+        if (m_pSimulator->m_nGroundSpeedMultiplier > 1) {
+            m_pSimulator->setGroundSpeedMultiplier(1);
+        }
+        if (m_pSimulator->m_aircraftData.nSimulationRate > allowedRate) {
+            m_pSimulator->setSimulationRate(allowedRate);
+        }
         ++m_simRateViolations;
     }
     return m_simRateViolations > kMaxSimRateViolations;

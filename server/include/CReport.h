@@ -121,7 +121,9 @@ public:
     // when uploaded.
     int writeReport(bool manual);
     // Writes the backup and seals it. Returns 1, or 0 (logged) when the files
-    // could not be written, in which case the previous files stay as they were.
+    // could not be written, in which case the previous files stay as they were
+    // and the report is kept in memory instead: offered, loaded and uploaded
+    // as a backup on disk would be, until it is deleted or the plug-in stops.
     int createBackup();
     // The code of the report file as it is on disk now: three characters.
     std::string calcBackupCode();
@@ -181,6 +183,9 @@ public:
 
 private:
     bool finishInterruptedBackup();
+    // Keeps the report file's text that could not be saved, says so loudly
+    // and returns 0.
+    int keepUnsavedBackup(const std::string& fileText);
     void writePenaltySlots() const;
     void readPenaltySlots();
 
@@ -197,6 +202,8 @@ private:
     bool m_bHaveAircraftBeforeReport = false;
     // The last code computed, as a terminated text.
     char m_backupCode[4] = {0};
+    // A backup whose report file could not be saved; empty when none.
+    std::string m_unsavedBackup;
 
     bool m_bTrackerEnabled = true;
     std::vector<tquelby_position_logs> m_failedPositionLogs;

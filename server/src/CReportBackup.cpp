@@ -119,14 +119,16 @@ int CReport::createBackup() {
     }
     ini->writeStringToConfig(kSection, kPendingCodeKey, digestOf(fileText));
     if (!ini->saveConfigFile()) {
-        return 0;
+        ini->writeStringToConfig(kSection, kPendingCodeKey, "0");
+        return keepUnsavedBackup(fileText);
     }
     backupStepDone(1);
     if (!ini->saveReportFile()) {
         ini->writeStringToConfig(kSection, kPendingCodeKey, "0");
         ini->saveConfigFile();
-        return 0;
+        return keepUnsavedBackup(fileText);
     }
+    m_unsavedBackup.clear();
     backupStepDone(2);
     ini->writeStringToConfig(kSection, kBackupKey, "1");
     std::snprintf(m_backupCode, sizeof(m_backupCode), "%s", calcBackupCode().c_str());
@@ -142,6 +144,17 @@ int CReport::createBackup() {
     backupStepDone(3);
     m_pLogger->debug("Report-Backup has been created.");
     return 1;
+}
+
+int CReport::keepUnsavedBackup(const std::string& fileText) {
+    m_unsavedBackup = fileText;
+    const std::string fileName = CIniParser::instance()->getBackupReportFilename();
+    m_pLogger->error("Report-Backup could not be saved to " + fileName +
+                     "! The report stays in memory: upload it from the window before X-Plane "
+                     "quits, or it is lost");
+    CLogger::support("report", "a flight report could not be saved to " + fileName +
+                                   "; it stays uploadable from the window until X-Plane quits");
+    return 0;
 }
 
 std::string CReport::backupCodeOf(const std::string& fileText) {
@@ -194,10 +207,18 @@ bool CReport::finishInterruptedBackup() {
 
 bool CReport::isBackupReport() {
     finishInterruptedBackup();
-    return CIniParser::instance()->getBoolFromConfig(kSection, kBackupKey);
+    return !m_unsavedBackup.empty() ||
+           CIniParser::instance()->getBoolFromConfig(kSection, kBackupKey);
 }
 
 int CReport::loadBackup() {
+    if (!m_unsavedBackup.empty()) {
+        // Never on disk, so nobody could edit it: there is no code to check.
+        if (!CIniParser::instance()->loadReportText(m_unsavedBackup)) {
+            return 0;
+        }
+        return restoreBackup();
+    }
     if (!checkBackupCode()) {
         m_pLogger->warn("Report-Backup could not be loaded. Wrong code!");
         return 0;
@@ -233,6 +254,7 @@ int CReport::restoreBackup() {
 }
 
 int CReport::deleteBackup() {
+    m_unsavedBackup.clear();
     CIniParser* ini = CIniParser::instance();
     ini->writeStringToConfig(kSection, kBackupKey, "0");
     ini->writeStringToConfig(kSection, kCodeKey, "0");

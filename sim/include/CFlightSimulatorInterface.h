@@ -27,6 +27,11 @@ public:
     int m_nCurrentFuelKg = 0;
     // In-flight refuellings taken back in this flight.
     int m_nRefuelCount = 0;
+    // X-Plane's ground-speed multiplier at the last read (1 when off): the
+    // aircraft covers that many times the distance, which is time
+    // acceleration as much as the simulation rate. Kept beside the record,
+    // which is a file format with no room for it.
+    int m_nGroundSpeedMultiplier = 1;
 
     CFlightSimulatorInterface();
     virtual ~CFlightSimulatorInterface();
@@ -54,6 +59,7 @@ public:
     virtual bool setFailure(int which, bool silent) = 0;
     virtual bool checkFailure(int which) = 0;
     virtual bool setSimulationRate(int rate) = 0;
+    virtual bool setGroundSpeedMultiplier(int multiplier) = 0;
     virtual int setMenuRestrictions() = 0;
     virtual bool enableTextMessages(bool enabled) = 0;
     virtual bool displayText(const char* text, int seconds, bool flag) = 0;

@@ -57,6 +57,10 @@ public:
         kNumSlots
     };
     static const char* const kDataRefNames[kNumSlots];
+    // The name X-Plane 10 and 11 knew for a slot whose name X-Plane 12
+    // replaced, read only where X-Plane lacks the current one; null for the
+    // other slots.
+    static const char* formerDataRefName(int slot);
     // The flight timer never advances more than this between two reads.
     static constexpr double kMaxFlightTimeStepS = 600.0;
 
@@ -73,6 +77,7 @@ public:
     bool setFailure(int which, bool silent) override;
     bool checkFailure(int which) override;
     bool setSimulationRate(int rate) override;
+    bool setGroundSpeedMultiplier(int multiplier) override;
     int setMenuRestrictions() override;
     bool enableTextMessages(bool enabled) override;
     bool displayText(const char* text, int seconds, bool flag) override;

@@ -104,9 +104,18 @@ const char* const CFlightSimulatorInterfaceUsingXpsdk::kDataRefNames[kNumSlots] 
     "sim/version/sim_build_string",
     "sim/version/xplm_build_string",
     "sim/cockpit/misc/compass_indicated",
-    "sim/flightmodel2/controls/flap_handle_deploy_ratio",
+    "sim/cockpit2/controls/flap_system_deploy_ratio",
     "sim/aircraft/parts/acf_gear_deploy",
 };
+
+const char* CFlightSimulatorInterfaceUsingXpsdk::formerDataRefName(int slot) {
+    switch (slot) {
+        case kFlapHandle:
+            return "sim/flightmodel2/controls/flap_handle_deploy_ratio";
+        default:
+            return nullptr;
+    }
+}
 
 CFlightSimulatorInterfaceUsingXpsdk::CFlightSimulatorInterfaceUsingXpsdk(CThreadSync* threadSync)
     : m_pLogger(std::make_unique<CLogger>("CFlightSimulatorInterfaceUsingXpsdk")),
@@ -120,12 +129,17 @@ bool CFlightSimulatorInterfaceUsingXpsdk::connect() {
     XPLMDataRef found[kNumSlots] = {};
     std::string simulatorBuild;
     std::string interfaceBuild;
+    std::string formerNamesRead;
     if (!onSimulator([&] {
             found[kLatitude] = XPLMFindDataRef(kDataRefNames[kLatitude]);
             if (found[kLatitude] != nullptr) {
                 for (int slot = kLongitude; slot < kNumSlots; ++slot) {
                     if (kDataRefNames[slot] != nullptr) {
                         found[slot] = XPLMFindDataRef(kDataRefNames[slot]);
+                    }
+                    if (found[slot] == nullptr && formerDataRefName(slot) != nullptr) {
+                        found[slot] = XPLMFindDataRef(formerDataRefName(slot));
+                        formerNamesRead += std::string(" ") + formerDataRefName(slot);
                     }
                 }
                 simulatorBuild = readBuildString(found[kSimBuild]);
@@ -137,6 +151,9 @@ bool CFlightSimulatorInterfaceUsingXpsdk::connect() {
     if (found[kLatitude] == nullptr) {
         m_pLogger->warn("Couldn't connect to X-Plane");
         return false;
+    }
+    if (!formerNamesRead.empty()) {
+        m_pLogger->debug("An X-Plane before 12: reading" + formerNamesRead);
     }
     std::memcpy(m_dataRefs, found, sizeof(m_dataRefs));
     m_simulatorBuild = simulatorBuild;
@@ -234,6 +251,8 @@ void CFlightSimulatorInterfaceUsingXpsdk::readSnapshot() {
         data.bLandingLights = XPLMGetDatai(m_dataRefs[kLandingLights]) != 0;
     }
     data.nSimulationRate = XPLMGetDatai(m_dataRefs[kSimSpeed]);
+    m_nGroundSpeedMultiplier =
+        m_dataRefs[kTimeGroundSpeed] != nullptr ? XPLMGetDatai(m_dataRefs[kTimeGroundSpeed]) : 1;
     data.nHeightAglFt = static_cast<int>(XPLMGetDataf(m_dataRefs[kRadioAltimeter]));
     data.dAltitudeFt = XPLMGetDataf(m_dataRefs[kElevation]) * kFeetPerMetre;
     data.nGroundElevationFt =
@@ -353,6 +372,15 @@ bool CFlightSimulatorInterfaceUsingXpsdk::setSimulationRate(int rate) {
     constexpr int kLength = static_cast<int>(sizeof(kText)) - 1;
     const int skip = rate < 0 ? 0 : (rate > kLength ? kLength : rate);
     m_pLogger->debug(kText + skip);
+    return true;
+}
+
+bool CFlightSimulatorInterfaceUsingXpsdk::setGroundSpeedMultiplier(int multiplier) {
+    if (!m_bConnected || m_dataRefs[kTimeGroundSpeed] == nullptr ||
+        !onSimulator([&] { XPLMSetDatai(m_dataRefs[kTimeGroundSpeed], multiplier); })) {
+        return false;
+    }
+    m_pLogger->debug("Set ground speed multiplier to: " + std::to_string(multiplier));
     return true;
 }
 

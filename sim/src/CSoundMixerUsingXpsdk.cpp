@@ -11,18 +11,25 @@
 #include "CCallbackGuard.h"
 #include "CLogger.h"
 #include "CThreadSync.h"
-#include "XPLMSound.h"
 #include "XPLMUtilities.h"
 
 namespace {
 
-// X-Plane 12.04's mixer functions, reached only through these pointers: the
-// plug-in must still load in X-Plane 11.50, which has neither.
-using tPlayPcmOnBus = FMOD_CHANNEL* (*)(void* audioBuffer, uint32_t bufferSize,
-                                        FMOD_SOUND_FORMAT soundFormat, int freqHz, int numChannels,
-                                        int loop, XPLMAudioBus audioType,
-                                        XPLMPCMComplete_f inCallback, void* inRefcon);
-using tStopAudio = FMOD_RESULT (*)(FMOD_CHANNEL* fmodChannel);
+// X-Plane 12.04's mixer functions (SDK 4.0), reached only through these
+// pointers: the plug-in must still load in X-Plane 11.50, which has neither,
+// and it is built with the SDK of 11.50, which declares neither. Their types
+// are X-Plane's, spelt here: FMOD's result and sample format are enumerations
+// of int size, its channel an opaque pointer.
+struct tFmodChannel;
+using tFmodResult = int;
+constexpr tFmodResult kFmodOk = 0;        // FMOD_OK
+constexpr int kFmodSoundFormatPcm16 = 2;  // FMOD_SOUND_FORMAT_PCM16
+constexpr int kAudioInterior = 7;         // xplm_AudioInterior: heard in the cockpit
+using tPcmComplete = void (*)(void* inRefcon, tFmodResult status);
+using tPlayPcmOnBus = tFmodChannel* (*)(void* audioBuffer, uint32_t bufferSize, int soundFormat,
+                                        int freqHz, int numChannels, int loop, int audioType,
+                                        tPcmComplete inCallback, void* inRefcon);
+using tStopAudio = tFmodResult (*)(tFmodChannel* fmodChannel);
 
 struct tMixerFunctions {
     tPlayPcmOnBus playPcmOnBus = nullptr;
@@ -33,7 +40,7 @@ struct tMixerFunctions {
 // reports its end.
 struct tHeldSound {
     std::shared_ptr<const tPcmSound> sound;
-    FMOD_CHANNEL* channel = nullptr;
+    tFmodChannel* channel = nullptr;
 };
 
 // Written on the simulator's thread while the plug-in starts, read there.
@@ -54,9 +61,9 @@ std::vector<std::unique_ptr<tHeldSound>>::iterator findHeld(const void* refcon) 
 // X-Plane's report that a sound ended, on the simulator's thread, once per
 // sound. The refcon is only compared, never followed: a report for a sound
 // already let go finds nothing.
-void onSoundEnded(void* refcon, FMOD_RESULT status) {
+void onSoundEnded(void* refcon, tFmodResult status) {
     CCallbackGuard::run(g_endFailed, "onSoundEnded", [&] {
-        if (status != FMOD_OK) {
+        if (status != kFmodOk) {
             g_refusals.fetch_add(1, std::memory_order_relaxed);
         }
         const auto held = findHeld(refcon);
@@ -71,13 +78,13 @@ void stopHeld() {
     if (g_functions.stopAudio == nullptr) {
         return;
     }
-    std::vector<FMOD_CHANNEL*> channels;
+    std::vector<tFmodChannel*> channels;
     for (const auto& held : g_held) {
         if (held->channel != nullptr) {
             channels.push_back(held->channel);
         }
     }
-    for (FMOD_CHANNEL* channel : channels) {
+    for (tFmodChannel* channel : channels) {
         g_functions.stopAudio(channel);
     }
 }
@@ -95,9 +102,9 @@ void startSound(const std::shared_ptr<const tPcmSound>& sound) {
     g_held.push_back(std::move(held));
     const auto bytes = static_cast<uint32_t>(sound->samples.size() * sizeof(std::int16_t));
     // X-Plane only reads the samples; its signature is not const.
-    FMOD_CHANNEL* channel = g_functions.playPcmOnBus(
-        const_cast<std::int16_t*>(sound->samples.data()), bytes, FMOD_SOUND_FORMAT_PCM16,
-        sound->sampleRate, sound->channels, 0, xplm_AudioInterior, onSoundEnded, refcon);
+    tFmodChannel* channel = g_functions.playPcmOnBus(
+        const_cast<std::int16_t*>(sound->samples.data()), bytes, kFmodSoundFormatPcm16,
+        sound->sampleRate, sound->channels, 0, kAudioInterior, onSoundEnded, refcon);
     const auto found = findHeld(refcon);
     if (found == g_held.end()) {
         return;  // refused, and its end reported already

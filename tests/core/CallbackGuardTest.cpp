@@ -19,7 +19,7 @@ size_t count(const std::string& text, const std::string& what) {
 
 TEST(CallbackGuardTest, Exception_returnsSafeValue_andIsLoggedOncePerFlag) {
     quelby_test::ScratchFolder folder("quelby-guard");
-    quelby_test::WorkingFolder cwd(folder.path());
+    const quelby_test::LogInto logInto(folder.path());
     std::atomic<bool> reported{false};
     EXPECT_EQ(CCallbackGuard::run(reported, "cb", -1, [] { return 7; }), 7);
     EXPECT_FALSE(reported.load()) << "a callback that did not throw was reported";

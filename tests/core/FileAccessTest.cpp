@@ -103,4 +103,19 @@ TEST_F(FileAccessTest, CreateEmpty_makesAMissingFile_andLeavesAnExistingOneAlone
     EXPECT_NE(CFileAccess::createEmpty(m_xplane + "no such folder/x.ini"), "");
 }
 
+TEST_F(FileAccessTest, Rename_replacesTheFileAtTheNewName_orFailsAndKeepsBoth) {
+    useSimulatorFolder();
+    const std::string log = m_xplane + u8"d\u00e9bogue.txt";
+    const std::string previous = m_xplane + u8"d\u00e9bogue.old.txt";
+    quelby_test::writeFile(log, "this run\n");
+    quelby_test::writeFile(previous, "the run before, longer than this one\n");
+    EXPECT_EQ(CFileAccess::rename(log, previous), "");
+    EXPECT_FALSE(quelby_test::fileExists(log));
+    EXPECT_EQ(quelby_test::readFile(previous), "this run\n");
+
+    EXPECT_NE(CFileAccess::rename(log, previous), "") << "a missing file cannot move";
+    EXPECT_NE(CFileAccess::rename(previous, m_xplane + "no such folder/x.txt"), "");
+    EXPECT_EQ(quelby_test::readFile(previous), "this run\n");
+}
+
 }  // namespace

@@ -38,13 +38,14 @@ protected:
     void TearDown() override {
         CClientConfig::instance()->restoreDefaults();
         CLogger::resetForTests();
+        CLogger::setSupportSink(nullptr);
     }
 
     // The log's lines without their time stamps; a line without one fails.
-    Lines texts() const {
+    Lines texts(const char* fileName = "quelby_debug.txt") const {
         static const std::regex stamp(R"(\d{2}\.\d{2}\.\d{2} - \d{2}:\d{2}:\d{2} )");
         Lines result;
-        std::istringstream in(quelby_test::readFile(m_folder.file("quelby_debug.txt")));
+        std::istringstream in(quelby_test::readFile(m_folder.file(fileName)));
         for (std::string line; std::getline(in, line);) {
             EXPECT_TRUE(std::regex_match(line.substr(0, 20), stamp))
                 << "no time stamp: " << line.substr(0, 80);
@@ -151,6 +152,88 @@ TEST_F(LoggerTest, TwoThreadsLoggingAtOnce_writeWholeSeparateLines) {
     EXPECT_EQ(next[0], kLinesPerThread);
     EXPECT_EQ(next[1], kLinesPerThread);
     EXPECT_EQ(initAndDelete, 4);
+}
+
+TEST_F(LoggerTest, NewLog_keepsThePreviousBesideIt_andLinesOfTheStartFollowTheHeader) {
+    { CLogger("CFirstRun", false).debug("first run"); }
+    CLogger::beginNewLog();
+    {
+        CLogger logger("CStart", false);
+        logger.debug("during the start");
+        logger.warn("two\nlines");
+    }
+    // Held while the start runs: the simulator's thread touches no file.
+    EXPECT_EQ(texts(), withHeader({"Debug: [CFirstRun] first run"}));
+
+    EXPECT_EQ(CLogger::startNewLog(), "");
+    { CLogger("CClient", false).debug("after the start"); }
+    EXPECT_EQ(texts("quelby_debug.old.txt"), withHeader({"Debug: [CFirstRun] first run"}));
+    EXPECT_EQ(texts(), withHeader({"Debug: [CStart] during the start", "Warn: [CStart] two",
+                                   "CStart --> lines", "Debug: [CClient] after the start"}));
+
+    // The next start keeps only the run before it.
+    CLogger::beginNewLog();
+    EXPECT_EQ(CLogger::startNewLog(), "");
+    EXPECT_EQ(texts("quelby_debug.old.txt"),
+              withHeader({"Debug: [CStart] during the start", "Warn: [CStart] two",
+                          "CStart --> lines", "Debug: [CClient] after the start"}));
+    EXPECT_EQ(texts(), kHeader);
+    EXPECT_EQ(CLogger::logFileName(), m_folder.file("quelby_debug.txt"));
+    EXPECT_EQ(CLogger::previousLogFileName(), m_folder.file("quelby_debug.old.txt"));
+}
+
+TEST_F(LoggerTest, NewLog_inAFolderThatTakesNoFile_saysWhy_andLaterLinesAreDropped) {
+    const std::string missing = m_folder.file("missing");
+    CClientConfig::instance()->setLogPath(missing);
+    CLogger::beginNewLog();
+    const std::string failure = CLogger::startNewLog();
+    EXPECT_NE(failure.find("cannot create " + missing + "/quelby_debug.txt"), std::string::npos)
+        << failure;
+    EXPECT_NO_THROW(CLogger("CClient", false).error("nowhere"));
+    EXPECT_FALSE(quelby_test::fileExists(missing + "/quelby_debug.txt"));
+}
+
+TEST_F(LoggerTest, WithoutSettings_noLineLandsInTheWorkingFolder) {
+    // After the plug-in's stop X-Plane's folder is unknown; the working
+    // folder is not X-Plane's.
+    quelby_test::ScratchFolder working("quelby-working");
+    const quelby_test::WorkingFolder inside(working.path());
+    CClientConfig::destroyInstance();
+    CLogger::resetForTests();
+    { CLogger("CLate").error("after the stop"); }
+    EXPECT_FALSE(quelby_test::fileExists(working.file("quelby_debug.txt")));
+    EXPECT_EQ(CClientConfig::existingInstance(), nullptr);
+}
+
+TEST_F(LoggerTest, SupportLines_oncePerCause_prefixed_andSaidAgainForANewSink) {
+    std::vector<std::string> said;
+    const auto sink = [&](const std::string& line) { said.push_back(line); };
+    EXPECT_FALSE(CLogger::support("rules", "no sink, nobody hears it"));
+
+    CLogger::setSupportSink(sink);
+    struct Step {
+        const char* cause;
+        const char* text;
+        bool saidNow;
+    };
+    const Step steps[] = {
+        {"rules", "rule file missing", true},
+        {"website", "no answer at login", true},
+        {"rules", "rule file missing again", false},
+        {"website", "no answer at login", false},
+    };
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.text);
+        EXPECT_EQ(CLogger::support(step.cause, step.text), step.saidNow);
+    }
+    EXPECT_EQ(said, (Lines{"Quelby: rule file missing\n", "Quelby: no answer at login\n"}));
+
+    // A new run of the plug-in sets its sink anew and says its causes again.
+    CLogger::setSupportSink(sink);
+    EXPECT_TRUE(CLogger::support("rules", "rule file missing"));
+    EXPECT_EQ(said.size(), 3u);
+    // Support lines are X-Plane's, not the debug log's.
+    EXPECT_FALSE(quelby_test::fileExists(m_folder.file("quelby_debug.txt")));
 }
 
 }  // namespace

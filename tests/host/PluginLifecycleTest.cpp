@@ -56,9 +56,8 @@ protected:
 };
 
 TEST_F(PluginLifecycleTest, Start_describesThePlugin_andBuildsTheHiddenWindowWithItsAreas) {
-    EXPECT_EQ(sim().pluginDescription().rfind("Client plugin for Quelby. (", 0), 0u)
-        << sim().pluginDescription();
-    EXPECT_EQ(sim().pluginDescription().back(), ')');
+    // What the Plugin Admin shows: the version too, for a pilot asking for help.
+    EXPECT_EQ(sim().pluginDescription(), "Client plugin for Quelby. v2.0.10b (www.quelby.net)");
     EXPECT_FALSE(windowVisible());
     EXPECT_EQ(sim().widgetProperty(window, xpProperty_MainWindowHasCloseBoxes), 1);
 
@@ -158,7 +157,7 @@ TEST_F(PluginLifecycleTest,
         << log();
 }
 
-TEST_F(PluginLifecycleTest, EachRun_opensItsPartOfTheLogWithAHeader) {
+TEST_F(PluginLifecycleTest, EachRun_startsTheLogAfreshWithAHeader_keepingThePreviousRunBesideIt) {
     // The client thread writes the first lines; start itself writes none.
     ASSERT_TRUE(
         sim().runUntil([&] { return log().find("Init: CClient") != std::string::npos; }, 5000ms));
@@ -168,18 +167,24 @@ TEST_F(PluginLifecycleTest, EachRun_opensItsPartOfTheLogWithAHeader) {
     EXPECT_NE(log().find("---------Quelby Log-----------"), std::string::npos) << log();
     EXPECT_NE(log().find("- Version: v2.0.10b"), std::string::npos) << log();
 
-    // A second run in the same simulator session appends under a header of its own.
     sim().unloadPlugin();
+    const std::string firstRun = log();
     std::string error;
     ASSERT_TRUE(sim().loadPlugin(quelby_test::pluginPath(), &error)) << error;
     ASSERT_TRUE(sim().runUntil(
         [&] {
             const std::string again = log();
-            return again.find("---------Quelby Log-----------", again.find("Init: CClient")) !=
-                   std::string::npos;
+            return again != firstRun && again.find("Init: CClient") != std::string::npos;
         },
         5000ms))
         << log();
+    EXPECT_EQ(quelby_test::readFile(root.file("quelby_debug.old.txt")), firstRun);
+    const std::string secondRun = log();
+    EXPECT_EQ(secondRun.find("---------Quelby Log-----------"),
+              secondRun.rfind("---------Quelby Log-----------"))
+        << "one header, one run: " << secondRun;
+    EXPECT_EQ(secondRun.find("Simulator thread: "), std::string::npos)
+        << "the first run's stop is in the previous log";
 }
 
 // The log's header names the website in use: the primary unless the

@@ -17,6 +17,7 @@
 #include "CClientConfig.h"
 #include "CClientInterface.h"
 #include "CIniParser.h"
+#include "CLogger.h"
 #include "CSingleton.h"
 #include "CSound.h"
 #include "TestSupport.h"
@@ -389,27 +390,43 @@ TEST_F(CBlackboxTest, BadRules_areLeftOutWithALogLine_andTheOthersKept) {
     EXPECT_EQ(logged(), (std::vector<std::string>{"Fast", "Slow"}));
 }
 
-TEST_F(CBlackboxTest, BrokenOrMissingFile_givesNoRules) {
+// Without rules the recorder is off; X-Plane's log says why, once.
+TEST_F(CBlackboxTest, BrokenOrMissingFile_givesNoRules_andOneSupportLine) {
     const char* const failed = "Error: [CBlackbox] parsing blackbox.xml failed: ";
-    const std::pair<const char*, const char*> cases[] = {
-        {nullptr, "Error: [CBlackbox] parsing blackbox.xml failed: File was not found"},
-        {"", failed},
-        {"<blackbox><event text=\"x\"/>", failed},
-        {"gear down, flaps 30", failed},
-        {"<rules><startflight text=\"x\"/></rules>", "blackbox.xml has no blackbox element"},
+    const std::string path = m_folder.file("blackbox.xml");
+    const std::string missingLine = failed + path + " was not found";
+    struct Case {
+        const char* file;
+        std::string logLine;
+        const char* why;
+    } const cases[] = {
+        {nullptr, missingLine, " is missing"},
+        {"", failed, " is broken"},
+        {"<blackbox><event text=\"x\"/>", failed, " is broken"},
+        {"gear down, flaps 30", failed, " is broken"},
+        {"<rules><startflight text=\"x\"/></rules>", "blackbox.xml has no blackbox element",
+         " is broken"},
     };
-    for (const auto& [file, logLine] : cases) {
-        SCOPED_TRACE(file != nullptr ? file : "no file");
-        std::remove(m_folder.file("blackbox.xml").c_str());
-        if (file != nullptr) writeRuleFile(file);
-        const int before = countInLog(logLine);
+    std::vector<std::string> said;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file != nullptr ? c.file : "no file");
+        said.clear();
+        CLogger::setSupportSink([&](const std::string& line) { said.push_back(line); });
+        std::remove(path.c_str());
+        if (c.file != nullptr) writeRuleFile(c.file);
+        const int before = countInLog(c.logLine);
         build();
         EXPECT_EQ(recorder->getNumEvents(), 0u);
-        EXPECT_EQ(countInLog(logLine), before + 1) << log();
+        EXPECT_EQ(countInLog(c.logLine), before + 1) << log();
         recorder->init();
         recorder->check();
         EXPECT_TRUE(recorder->getFlightData().empty());
+        // A second recorder in the same run says nothing new.
+        build();
+        EXPECT_EQ(said, (std::vector<std::string>{"Quelby: flight recorder rules left out: " +
+                                                  path + c.why + "; no events are recorded\n"}));
     }
+    CLogger::setSupportSink(nullptr);
 }
 
 TEST_F(CBlackboxTest, ShippedRuleFile_buildsEveryRule_andWarnsOfGearUpOnFinal) {

@@ -195,6 +195,53 @@ TEST_F(CheatDetectorTest, SimRateAboveTheRoutesLimit_isSetBackAndTheSeventhAbort
               "The maximum allowed simrate has been exceeded too many times, flight aborted!");
 }
 
+// X-Plane's ground-speed multiplier accelerates time as the rate does: the
+// two multiply, and the multiplier goes back to 1 before a rate the pilot
+// did not choose is touched. The route allows 4.
+TEST_F(CheatDetectorTest, GroundSpeedMultiplier_countsAsTimeAcceleration) {
+    struct Case {
+        int rate;
+        int groundSpeed;
+        bool violation;
+        int rateSet;         // 0: left alone
+        int groundSpeedSet;  // 0: left alone
+    } const cases[] = {
+        {1, 16, true, 0, 1},                       // real time at 16x the distance
+        {2, 2, false, 0, 0},                       // 4 in all: allowed
+        {2, 4, true, 0, 1},                        // 8 in all
+        {8, 2, true, 4, 1},   {8, 1, true, 4, 0},  // the rate alone, as before
+        {1, 0, false, 0, 0},                       // a broken reading counts as 1
+        {1, -3, false, 0, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE("rate " + std::to_string(c.rate) + ", ground speed " +
+                     std::to_string(c.groundSpeed));
+        detector.startFlight();
+        client.m_report.Simrate = 0;
+        simulator.rateSet = 0;
+        simulator.groundSpeedSet = 0;
+        simulator.m_aircraftData.nSimulationRate = c.rate;
+        simulator.m_nGroundSpeedMultiplier = c.groundSpeed;
+        checkAfter(1000);
+        EXPECT_EQ(detector.getSimRateViolations(), c.violation ? 1 : 0);
+        EXPECT_EQ(simulator.rateSet, c.rateSet);
+        EXPECT_EQ(simulator.groundSpeedSet, c.groundSpeedSet);
+        EXPECT_LE(client.m_report.Simrate, 4) << "the report shows at most the allowed rate";
+    }
+    EXPECT_TRUE(userInterface.reasons.empty());
+}
+
+TEST_F(CheatDetectorTest, GroundSpeedMultiplied_covers16TimesTheDistance_withoutAPositionAbort) {
+    // 16x ground speed at real time: 30 nm in 1 s is 6 nm/s x 16 allowed.
+    constexpr double thirtyNmDeg = 30.0 / 60.0;
+    simulator.m_aircraftData.nSimulationRate = 1;
+    simulator.m_nGroundSpeedMultiplier = 16;
+    simulator.m_aircraftData.dLatitude += thirtyNmDeg;
+    checkAfter(1000);
+    EXPECT_TRUE(userInterface.reasons.empty());
+    EXPECT_EQ(simulator.m_aircraftData.dLastCheckedLatitude, simulator.m_aircraftData.dLatitude);
+}
+
 TEST_F(CheatDetectorTest, PositioningFlight_mayRunAtAnyRate) {
     std::strcpy(client.m_log.FlightType, "2");
     simulator.m_aircraftData.nSimulationRate = 16;

@@ -7,7 +7,9 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "CLogger.h"
 #include "FinishedFlightTest.h"
 
 namespace {
@@ -69,6 +71,44 @@ TEST_F(ReportBackupTest, NoConnection_leavesABackupSealedByItsCode_untilItIsDele
     EXPECT_EQ(reportFile().find("Tarvex_Reports"), std::string::npos);
     NextRun next;
     EXPECT_FALSE(next.report.isBackupReport());
+}
+
+// X-Plane's folder takes no file: the report stays in memory, offered and
+// uploadable as a kept one until the plug-in stops, and X-Plane's log says
+// so once.
+TEST_F(ReportBackupTest, UnsavableBackup_staysUploadableWhileThePluginRuns_andIsSaidOnce) {
+    std::vector<std::string> said;
+    CLogger::setSupportSink([&](const std::string& line) { said.push_back(line); });
+    CSingleton<CIniParser>::destroyInstance();
+    CClientConfig::instance()->setIniPath(m_folder.file("no such folder"));
+
+    endFlightWithoutUpload();
+    const tTarvex_Reports firstReport = client.m_report;
+    const tagAircraftData firstFlight = simulator.m_aircraftData;
+    EXPECT_NE(log().find("Report-Backup could not be saved to " +
+                         m_folder.file("no such folder/quelby_report.ini") +
+                         "! The report stays in memory"),
+              std::string::npos)
+        << log();
+    ASSERT_EQ(said.size(), 1u);
+    EXPECT_EQ(said[0].rfind("Quelby: a flight report could not be saved to ", 0), 0u) << said[0];
+
+    // The pilot logs in again later in the same run.
+    ASSERT_TRUE(report.isBackupReport());
+    client.m_report = tTarvex_Reports{};
+    simulator.m_aircraftData.reset();
+    ASSERT_EQ(report.loadBackup(), 1);
+    EXPECT_TRUE(sameBytes(client.m_report, firstReport));
+    EXPECT_TRUE(sameBytes(simulator.m_aircraftData, firstFlight));
+
+    // The upload fails again: kept again, not said again.
+    ASSERT_EQ(report.writeReport(true), 0);
+    EXPECT_TRUE(report.isBackupReport());
+    EXPECT_EQ(said.size(), 1u);
+
+    ASSERT_EQ(report.deleteBackup(), 1);
+    EXPECT_FALSE(report.isBackupReport());
+    CLogger::setSupportSink(nullptr);
 }
 
 TEST_F(ReportBackupTest, Code_isTakenFromTwoDigitsOfTheFilesMd5) {

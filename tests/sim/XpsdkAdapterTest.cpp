@@ -5,7 +5,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <functional>
+#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -93,7 +95,8 @@ TEST_F(XpsdkAdapterTest, GetEverything_fillsRecordInClientUnitsAndTheClock_inOne
     sim().setFloat("sim/aircraft/weight/acf_m_max", 78000.7f);
     sim().setFloat("sim/aircraft/weight/acf_m_empty", 42000.2f);
     sim().setInt("sim/aircraft/engine/acf_num_engines", 2);
-    sim().setFloat("sim/flightmodel2/controls/flap_handle_deploy_ratio", 0.25f);
+    sim().setFloat("sim/cockpit2/controls/flap_system_deploy_ratio", 0.25f);
+    sim().setInt("sim/time/ground_speed", 16);
     std::vector<float> gear(10, 0.0f);
     sim().setFloatArray("sim/aircraft/parts/acf_gear_deploy", gear);
     sim().setFloat("sim/time/zulu_time_sec", 5 * 3600 + 7 * 60 + 30);
@@ -107,6 +110,7 @@ TEST_F(XpsdkAdapterTest, GetEverything_fillsRecordInClientUnitsAndTheClock_inOne
     EXPECT_FLOAT_EQ(d.fHeading, 251.5f);
     EXPECT_TRUE(d.bLandingLights);
     EXPECT_EQ(d.nSimulationRate, 2);
+    EXPECT_EQ(adapter.m_nGroundSpeedMultiplier, 16);
     EXPECT_EQ(d.nHeightAglFt, 1234);
     EXPECT_NEAR(d.dAltitudeFt, 3281.0, 0.01);
     EXPECT_EQ(d.nGroundElevationFt, static_cast<int>(3281.0 - 1234.9f));
@@ -213,6 +217,70 @@ TEST_F(XpsdkAdapterTest, SimulationRate_isWritten_andLoggedWithItsSkippedLetters
     EXPECT_NE(text.find("Xpsdk] et Simulation Rate to: \n"), std::string::npos) << text;
     EXPECT_NE(text.find("Xpsdk] \n"), std::string::npos) << text;
     EXPECT_EQ(sim().getInt("sim/time/sim_speed"), 1000);
+}
+
+TEST_F(XpsdkAdapterTest, GroundSpeedMultiplier_isWrittenInOneJob_andLogged) {
+    sim().setInt("sim/time/ground_speed", 16);
+    ASSERT_TRUE(onClient([&] { return adapter.setGroundSpeedMultiplier(1); }));
+    EXPECT_EQ(lastJobs, 1u);
+    EXPECT_EQ(sim().getInt("sim/time/ground_speed"), 1);
+    EXPECT_NE(log().find("Set ground speed multiplier to: 1"), std::string::npos) << log();
+}
+
+// An X-Plane before 12 lacks the flap's current name: the former one is read,
+// and the log says so.
+TEST_F(XpsdkAdapterTest, FlapName_missingInAnOlderXPlane_isReadUnderItsFormerName) {
+    sim().hideDataRef("sim/cockpit2/controls/flap_system_deploy_ratio");
+    CFlightSimulatorInterfaceUsingXpsdk older{&sync};
+    ASSERT_TRUE(onClient([&] { return older.connect(); }));
+    sim().setFloat("sim/cockpit2/controls/flap_system_deploy_ratio", 0.5f);
+    ASSERT_TRUE(onClient([&] { return older.getEverything(); }));
+    EXPECT_FLOAT_EQ(older.m_aircraftData.fFlapsRatio, 0.5f);
+    EXPECT_NE(log().find("An X-Plane before 12: reading "
+                         "sim/flightmodel2/controls/flap_handle_deploy_ratio"),
+              std::string::npos)
+        << log();
+    // X-Plane 12 itself: the current name, and no such line.
+    EXPECT_EQ(log().find("before 12"), log().rfind("before 12"));
+}
+
+std::map<std::string, std::string> publishedDataRefs(const std::string& list) {
+    std::map<std::string, std::string> entries;
+    std::ifstream in(list);
+    for (std::string line; std::getline(in, line);) {
+        const auto tab = line.find('\t');
+        if (tab != std::string::npos) {
+            entries[line.substr(0, tab)] = line;
+        }
+    }
+    return entries;
+}
+
+// Every name the adapter looks up first is X-Plane 12's current one, and every
+// former name is one an older X-Plane knew.
+TEST(XpsdkAdapterNames, FirstChoices_areCurrentInXPlane12_formerOnesKnownToXPlane10) {
+    const std::string folder = std::string(QUELBY_SOURCE_DIR) + "/../shared/xplane/";
+    const auto current = publishedDataRefs(folder + "DataRefs-12.1.txt");
+    const auto older = publishedDataRefs(folder + "DataRefs-10.41.txt");
+    if (current.empty() || older.empty()) {
+        GTEST_SKIP() << "no published dataref lists at " << folder;
+    }
+    int formerNames = 0;
+    for (int slot = 0; slot < CFlightSimulatorInterfaceUsingXpsdk::kNumSlots; ++slot) {
+        const char* name = CFlightSimulatorInterfaceUsingXpsdk::kDataRefNames[slot];
+        if (name == nullptr) continue;
+        SCOPED_TRACE(name);
+        const auto found = current.find(name);
+        ASSERT_NE(found, current.end()) << "not in X-Plane 12's list";
+        EXPECT_EQ(found->second.find("REPLACED"), std::string::npos) << found->second;
+        EXPECT_EQ(found->second.find("DEPRECATED"), std::string::npos) << found->second;
+        if (const char* former = CFlightSimulatorInterfaceUsingXpsdk::formerDataRefName(slot)) {
+            ++formerNames;
+            EXPECT_NE(older.find(former), older.end()) << former << " unknown to X-Plane 10";
+            EXPECT_EQ(older.count(name), 0u) << "X-Plane 10 has the current name already";
+        }
+    }
+    EXPECT_EQ(formerNames, 1) << "the flap handle's";
 }
 
 TEST_F(XpsdkAdapterTest, Failures_failThePartNow_andSpeakAfterTheJob) {

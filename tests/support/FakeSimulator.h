@@ -37,6 +37,10 @@ public:
         rateSet = rate;
         return true;
     }
+    bool setGroundSpeedMultiplier(int multiplier) override {
+        groundSpeedSet = multiplier;
+        return true;
+    }
     int setMenuRestrictions() override { return 0; }
     bool enableTextMessages(bool) override { return true; }
     bool displayText(const char* text, int, bool) override {
@@ -58,6 +62,7 @@ public:
     int reads = 0;
     int tankWrites = 0;
     int rateSet = 0;
+    int groundSpeedSet = 0;
     std::string shown;
     std::vector<int> failuresSet;
     std::vector<int> failuresChecked;

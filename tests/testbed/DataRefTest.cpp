@@ -81,12 +81,13 @@ TEST_F(TestbedTest, DataRefTable_matchesXPlanePublishedNamesTypesSizesAndWritabi
 }
 
 TEST_F(TestbedTest, DataRefTable_holdsTheAdapterVocabulary_andNothingUnknownIsFound) {
-    // The adapter's 33 slots (slot 8 empty), and the VR switch the window follows.
-    EXPECT_EQ(sim().dataRefTable().size(), 33u);
+    // The adapter's 33 slots (slot 8 empty), the flap's name before X-Plane
+    // 12, and the VR switch the window follows.
+    EXPECT_EQ(sim().dataRefTable().size(), 34u);
     for (const char* name :
          {"sim/flightmodel/position/latitude", "sim/time/ground_speed",
-          "sim/aircraft/overflow/acf_num_tanks", "sim/operation/failures/rel_engfir3",
-          "sim/aircraft/parts/acf_gear_deploy"}) {
+          "sim/cockpit2/controls/flap_system_deploy_ratio", "sim/aircraft/overflow/acf_num_tanks",
+          "sim/operation/failures/rel_engfir3", "sim/aircraft/parts/acf_gear_deploy"}) {
         EXPECT_NE(XPLMFindDataRef(name), nullptr) << name;
     }
     EXPECT_EQ(XPLMFindDataRef("sim/flightmodel/position/latitud"), nullptr);

@@ -1,10 +1,11 @@
 // Faults injected into a flight (position jump, fuel added, simulation rate,
-// crash, clock jump) each show in the datarefs once; the model takes over
+// ground-speed multiplier, crash, clock jump) each show in the datarefs once; the model takes over
 // what the plug-in writes, holds and pauses, and flies with the real plug-in loaded.
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "FlightRecording.h"
@@ -106,6 +107,45 @@ TEST_F(FlightFaultTest, SimulationRateRaised_showsOnce_andTheModelFliesThatMuchF
     const double after = model.progress().simulatedSeconds;
     sim().runFrames(1);
     EXPECT_NEAR(model.progress().simulatedSeconds - after, kFrameSimSeconds, 1e-9);
+}
+
+TEST_F(FlightFaultTest,
+       GroundSpeedMultiplied_coversThatMuchDistance_whileClocksAndFuelRunAsBefore) {
+    sim().setFixedFrameSeconds(kFrameSeconds);
+    for (int frame = 0; frame < kMaxFrames && model.phase() != FlightPhase::Cruise; ++frame) {
+        sim().runFrames(1);
+    }
+    ASSERT_EQ(model.phase(), FlightPhase::Cruise) << model.progressLine();
+    const auto frameStep = [&] {
+        const testbed::FlightProgress before = model.progress();
+        const double zuluBefore = sim().getFloat("sim/time/zulu_time_sec");
+        sim().runFrames(1);
+        const testbed::FlightProgress after = model.progress();
+        return std::make_tuple(after.distanceFlownNm - before.distanceFlownNm,
+                               after.simulatedSeconds - before.simulatedSeconds,
+                               sim().getFloat("sim/time/zulu_time_sec") - zuluBefore,
+                               before.fuelKg - after.fuelKg);
+    };
+    const auto [normalNm, normalSeconds, normalZulu, normalBurnKg] = frameStep();
+    model.setGroundSpeedMultiplier(16);
+    EXPECT_EQ(sim().getInt("sim/time/ground_speed"), 16);
+    const auto [fastNm, fastSeconds, fastZulu, fastBurnKg] = frameStep();
+    // The plug-in puts it back: the model follows.
+    sim().setInt("sim/time/ground_speed", 1);
+    const auto [backNm, backSeconds, backZulu, backBurnKg] = frameStep();
+    // The speed may still change a little from frame to frame.
+    const double meanNm = (normalNm + backNm) / 2.0;
+    EXPECT_NEAR(fastNm, 16 * meanNm, 0.01 * 16 * meanNm);
+    EXPECT_NEAR(backNm, normalNm, 0.01 * normalNm);
+    for (const double seconds : {fastSeconds, backSeconds}) {
+        EXPECT_NEAR(seconds, normalSeconds, 1e-9);
+    }
+    for (const double zulu : {fastZulu, backZulu}) {
+        EXPECT_NEAR(zulu, normalZulu, 0.01);
+    }
+    for (const double burnKg : {fastBurnKg, backBurnKg}) {
+        EXPECT_NEAR(burnKg, normalBurnKg, 0.01);
+    }
 }
 
 TEST_F(FlightFaultTest, Crash_sendsTheCrashMessageOnce_andTheAircraftStopsWhereItIs) {

@@ -55,7 +55,7 @@ inline Sample readSample(const testbed::FlightModel& model, int frame) {
     s.onGround = sim.getInt("sim/flightmodel/failures/onground_any") != 0;
     s.parkingBrake = sim.getFloat("sim/flightmodel/controls/parkbrake") != 0.0f;
     s.landingLights = sim.getInt("sim/cockpit/electrical/landing_lights_on") != 0;
-    s.flaps = sim.getFloat("sim/flightmodel2/controls/flap_handle_deploy_ratio");
+    s.flaps = sim.getFloat("sim/cockpit2/controls/flap_system_deploy_ratio");
     s.gear = sim.getFloatArray("sim/aircraft/parts/acf_gear_deploy")[0];
     s.tanksKg = sim.getFloatArray("sim/flightmodel/weight/m_fuel");
     s.fuelKg = std::accumulate(s.tanksKg.begin(), s.tanksKg.end(), 0.0);

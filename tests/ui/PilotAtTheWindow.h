@@ -36,10 +36,8 @@ protected:
         sim().setFrameRate(120);
         ASSERT_TRUE(site.start());
         site.seedDemo();
-        namespace fs = std::filesystem;
-        const fs::path data = fs::path(root.path()) / "Resources/plugins/Quelby";
-        fs::create_directories(data);
-        fs::copy(fs::path(QUELBY_SOURCE_DIR) / "data", data, fs::copy_options::recursive);
+        // Installed as a pilot installs it: the data beside its platform folder.
+        installed = testbed::installPluginFolder(QUELBY_PLUGIN_PATH, root.path()).u8string();
     }
 
     void TearDown() override {
@@ -68,7 +66,7 @@ protected:
 
     void loadPlugin() {
         std::string error;
-        ASSERT_TRUE(sim().loadPlugin(QUELBY_PLUGIN_PATH, &error)) << error;
+        ASSERT_TRUE(sim().loadPlugin(installed, &error)) << error;
         ASSERT_TRUE(sim().clickMenuItem("Quelby", "Show Client"));
         // The texts of the last frame drawn before are no longer on screen.
         sim().runFrames(1);
@@ -189,6 +187,8 @@ protected:
     }
 
     ScratchFolder root{"quelby-pilot"};
+    // The plug-in binary inside root's Resources/plugins.
+    std::string installed;
     testbed::WindowDriver window{sim(), "Quelby Client"};
     testbed::Website site;
     std::unique_ptr<testbed::FlightModel> model;

@@ -1,6 +1,9 @@
 // Whole flights through the pilot's window of the real plug-in: login, the
 // checks before the flight, fuelling, the flight flown by the test bed's
 // flight model, the report pages, and what the stand-in website received.
+#include <signal.h>
+#include <sys/resource.h>
+
 #include <cmath>
 #include <string>
 #include <utility>
@@ -246,6 +249,52 @@ TEST_F(PilotAtTheWindow, Overweight_atConfirmFlight_eachChangeIsAWayOut) {
     ASSERT_TRUE(waitForText("Flying"));
 }
 
+// No file may grow, as on a full disk; as root, permissions would not stop
+// this process.
+class FilesRefused {
+public:
+    FilesRefused() {
+        signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_old);
+        rlimit none = m_old;
+        none.rlim_cur = 0;
+        setrlimit(RLIMIT_FSIZE, &none);
+    }
+    ~FilesRefused() { setrlimit(RLIMIT_FSIZE, &m_old); }
+
+private:
+    rlimit m_old{};
+};
+
+// The upload fails while X-Plane's folder takes no file: the report is held
+// in memory, offered at the next login like a kept one and uploaded from
+// there, and X-Plane's log says it was not saved.
+TEST_F(PilotAtTheWindow, FailedUploadWhileNoFileCanBeSaved_keepsTheReportInMemory_untilUploaded) {
+    site.injectFailure("writereport", testbed::Failure::httpError(503), 1);
+    startFromTheGate();
+    flyToTheGate();
+    {
+        const FilesRefused refused;
+        press("End flight");
+        ASSERT_TRUE(window.waitForTextBeginning("Your most recent flight report could not be", 20s))
+            << window.drawnTextsLine();
+    }
+    EXPECT_FALSE(contains(readFile(root.file("quelby_report.ini")), "Tarvex_Reports"))
+        << "the report reached the disk after all";
+    ASSERT_TRUE(sim().runUntil(
+        [&] { return contains(sim().xplaneLog(), "Quelby: a flight report could not be saved"); },
+        10s))
+        << sim().xplaneLog();
+    ASSERT_EQ(site.requests("writereport").size(), 1u);
+
+    press("Upload saved Report");
+    ASSERT_TRUE(waitForText("Home - News", 30s));
+    const auto reports = site.requests("writereport");
+    ASSERT_EQ(reports.size(), 2u);
+    EXPECT_EQ(field(reports[1], "ManualUpload"), "1");
+    EXPECT_EQ(field(reports[1], "Arr"), "EDDS");
+}
+
 // Typed fuel that is no quantity is refused on the fuel screen and nothing
 // reaches the tanks; a pilot flying in pounds gets the fuel "Change" offers in
 // pounds.
@@ -373,6 +422,21 @@ TEST_F(PilotAtTheWindow, SecondFlightInOneSession_startsWithoutTheFirstsRateViol
     sim().runFrames(120);
     EXPECT_FALSE(
         said("The maximum allowed simrate has been exceeded too many times, flight aborted!"));
+    EXPECT_TRUE(draws("Flying"));
+}
+
+// X-Plane's ground-speed multiplier is time acceleration too: at 1x and 16x
+// ground speed the client puts the multiplier back to 1 and leaves the rate.
+TEST_F(PilotAtTheWindow, GroundSpeedMultiplied_isSetBackToOne_andTheRateLeftAlone) {
+    startFromTheGate();
+    for (int violation = 1; violation <= 2; ++violation) {
+        SCOPED_TRACE("violation " + std::to_string(violation));
+        sim().setInt("sim/time/ground_speed", 16);
+        ASSERT_TRUE(
+            sim().runUntil([&] { return sim().getInt("sim/time/ground_speed") == 1; }, 10s));
+        EXPECT_EQ(sim().getInt("sim/time/sim_speed"), 1);
+    }
+    EXPECT_TRUE(logged("Set ground speed multiplier to: 1"));
     EXPECT_TRUE(draws("Flying"));
 }
 

@@ -231,6 +231,9 @@ protected:
     bool menuFuelFigures();
     void fuelNoticeLine();
     void markWarningControls();
+    // A red line on the login and home screens while X-Plane's folder takes
+    // no files: settings and kept reports are then lost at the stop.
+    void folderNotice();
     // The "Version" block of the version screens.
     void drawVersions();
     CLogger& logger();

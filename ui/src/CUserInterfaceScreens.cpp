@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "CClientConfig.h"
 #include "CClientInterface.h"
 #include "CFlightSimulatorInterface.h"
 #include "CFlightState.h"
@@ -46,6 +47,8 @@ constexpr int kFailed[3] = {255, 0, 0};
 // A line under a screen's fields that says why an entry was refused.
 constexpr int kNoticeX = 200;
 constexpr int kFuelNoticeY = 332;
+// Between a screen's title and its text.
+constexpr int kFolderNoticeY = 103;
 
 // Report pages: label and value columns, rows 20 pixels apart.
 constexpr int kReportLabelX = 215;
@@ -120,8 +123,19 @@ std::string withoutCarriageReturns(std::string text) {
 
 }  // namespace
 
+void CUserInterface::folderNotice() {
+    if (CClientConfig::instance()->isXPlaneFolderWritable()) {
+        return;
+    }
+    setTextFont(kFontBody);
+    setTextColor(kFailed[0], kFailed[1], kFailed[2]);
+    textOut(kNoticeX, kFolderNoticeY, "Cannot write to X-Plane's folder: nothing is saved.");
+    setTextColor(0, 0, 0);
+}
+
 void CUserInterface::menuLogin() {
     formatText(2, "Login", 0);
+    folderNotice();
     setTextFont(kFontHead);
     setTextColor(0, 0, 0);
     textOut(270, 200, "User:");
@@ -158,6 +172,7 @@ void CUserInterface::markWarningControls() {
 
 void CUserInterface::menuMain() {
     formatText(2, "Home - News", 0);
+    folderNotice();
     if (m_pClient == nullptr) {
         return;
     }

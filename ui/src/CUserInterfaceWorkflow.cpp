@@ -298,6 +298,8 @@ void CUserInterface::login() {
     CUserInterfaceObject* loginButton = m_objectManager.getObjectWithId(kLogin);
     if (!m_pClient->isConnected()) {
         logger().debug("Could not log in. No connection to the database.");
+        CLogger::support("website", "no answer from the website " + m_pClient->getHost() +
+                                        " at login; logging in and flying wait until it answers");
         m_loginNotice = "No connection to the website.";
         if (loginButton != nullptr) loginButton->setStyle(1);
         repaint();

@@ -4,6 +4,11 @@
 // the project declares must have X-Plane's type and value. Built only
 // against an official SDK (XPLANE_SDK_DIR). Macros the two both define must
 // be defined alike, or the compiler warns of the redefinition.
+// The plug-in is built with the SDK of X-Plane 11.50; only this check also
+// reads SDK 4.0's mixer, whose types the test bed and the sound adapter spell
+// on their own.
+#define XPLM400 1
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -16,6 +21,7 @@
 #include "XPLMMenus.h"
 #include "XPLMPlugin.h"
 #include "XPLMProcessing.h"
+#include "XPLMSound.h"
 #include "XPLMUtilities.h"
 #include "XPStandardWidgets.h"
 #include "XPWidgetDefs.h"
@@ -70,5 +76,12 @@ struct SameFunction<R1 (*)(A1...), R2 (*)(A2...)>
                   #name " has not X-Plane's value");
 
 #include QUELBY_SDK_CHECK_LIST
+
+// What the sound adapter passes to the mixer by value: FMOD's enumerations
+// the size of an int, and the values it names.
+static_assert(sizeof(::FMOD_RESULT) == sizeof(int) && sizeof(::FMOD_SOUND_FORMAT) == sizeof(int));
+static_assert(::FMOD_OK == 0 && ::FMOD_SOUND_FORMAT_PCM16 == 2 && ::xplm_AudioInterior == 7);
+static_assert(static_cast<int>(::FMOD_SOUND_FORMAT_PCM16) ==
+              static_cast<int>(own::FMOD_SOUND_FORMAT_PCM16));
 
 }  // namespace

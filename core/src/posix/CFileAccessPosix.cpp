@@ -83,3 +83,10 @@ std::string CFileAccess::replace(const std::string& fileName, const std::string&
     syncFolderOf(fileName);
     return std::string();
 }
+
+std::string CFileAccess::rename(const std::string& from, const std::string& to) {
+    if (::rename(from.c_str(), to.c_str()) != 0) {
+        return errnoText(errno);
+    }
+    return std::string();
+}

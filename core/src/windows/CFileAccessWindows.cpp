@@ -50,13 +50,19 @@ std::string CFileAccess::replace(const std::string& fileName, const std::string&
     }
     // Replaces an existing file in one step, and returns only once the
     // rename is on the disk.
-    if (failure.empty() &&
-        !MoveFileExW(wideTemp.c_str(), wide(fileName).c_str(),
-                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    if (failure.empty() && !MoveFileExW(wideTemp.c_str(), wide(fileName).c_str(),
+                                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
         failure = "cannot replace it: " + lastErrorText();
     }
     if (!failure.empty()) {
         DeleteFileW(wideTemp.c_str());
     }
     return failure;
+}
+
+std::string CFileAccess::rename(const std::string& from, const std::string& to) {
+    if (!MoveFileExW(wide(from).c_str(), wide(to).c_str(), MOVEFILE_REPLACE_EXISTING)) {
+        return lastErrorText();
+    }
+    return std::string();
 }

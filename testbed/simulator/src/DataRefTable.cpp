@@ -112,7 +112,10 @@ std::vector<std::unique_ptr<DataRef>> makeDataRefTable() {
     table.push_back(byteString("sim/version/sim_build_string", ro, 256, "Oct  5 2015 23:29:08"));
     table.push_back(byteString("sim/version/xplm_build_string", ro, 256, "Oct  5 2015 23:27:51"));
     table.push_back(scalarFloat("sim/cockpit/misc/compass_indicated", rw, 249.0f));
-    table.push_back(scalarFloat("sim/flightmodel2/controls/flap_handle_deploy_ratio", rw, 0.0f));
+    // X-Plane 12 lists the flight model's flap name as replaced by this one;
+    // X-Plane 10 and 11 have only the old one, which 12 still answers.
+    table.push_back(scalarFloat("sim/cockpit2/controls/flap_system_deploy_ratio", rw, 0.0f));
+    table.back()->formerName = "sim/flightmodel2/controls/flap_handle_deploy_ratio";
     // Nose and two main gears down and locked; the other slots are unused.
     table.push_back(floatArray("sim/aircraft/parts/acf_gear_deploy", rw, 10, {1.0f, 1.0f, 1.0f}));
 

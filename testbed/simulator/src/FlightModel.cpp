@@ -29,13 +29,14 @@ constexpr const char* kIndicatedAirspeed = "sim/flightmodel/position/indicated_a
 constexpr const char* kGroundSpeed = "sim/flightmodel/position/groundspeed";
 constexpr const char* kOnGround = "sim/flightmodel/failures/onground_any";
 constexpr const char* kCompass = "sim/cockpit/misc/compass_indicated";
-constexpr const char* kFlapHandle = "sim/flightmodel2/controls/flap_handle_deploy_ratio";
+constexpr const char* kFlapHandle = "sim/cockpit2/controls/flap_system_deploy_ratio";
 constexpr const char* kGearDeploy = "sim/aircraft/parts/acf_gear_deploy";
 constexpr const char* kLandingLights = "sim/cockpit/electrical/landing_lights_on";
 constexpr const char* kFuel = "sim/flightmodel/weight/m_fuel";
 constexpr const char* kZulu = "sim/time/zulu_time_sec";
 constexpr const char* kLocal = "sim/time/local_time_sec";
 constexpr const char* kSimSpeed = "sim/time/sim_speed";
+constexpr const char* kGroundSpeedMultiplier = "sim/time/ground_speed";
 constexpr const char* kEngines = "sim/aircraft/engine/acf_num_engines";
 
 constexpr int kTanks = 9;
@@ -170,6 +171,9 @@ struct FlightModel::Impl {
     double utcOffsetSeconds = 0.0;
     std::vector<float> tanksKg;
     int engines = 2;
+    // X-Plane's ground-speed multiplier: the aircraft covers that many times
+    // the distance while the clocks and the fuel run as always.
+    int groundSpeedMultiplier = 1;
 
     double realSeconds = 0.0;
     double simulatedSeconds = 0.0;
@@ -567,7 +571,7 @@ struct FlightModel::Impl {
 
     // Along the great circle to the arrival gate; the taxi-in stops on it.
     void move(double dt) {
-        const double stepNm = groundSpeedKts() * dt / 3600.0;
+        const double stepNm = groundSpeedKts() * dt / 3600.0 * groundSpeedMultiplier;
         if (stepNm <= 0.0) {
             return;
         }
@@ -719,6 +723,7 @@ struct FlightModel::Impl {
         const double real = std::clamp(frameRealSeconds, 0.0, kMaxFrameRealSeconds);
         // What the plug-in wrote during the last frame: its fuel, its rate.
         const int simRate = std::max(1, sim().getInt(kSimSpeed));
+        groundSpeedMultiplier = std::max(1, sim().getInt(kGroundSpeedMultiplier));
         tanksKg = sim().getFloatArray(kFuel);
         double scale = inTaxiOverspeed(phaseSeconds) ? 1.0 : flight.timeScale;
         // The last feet before the wheels touch go at nearly real time: the
@@ -825,6 +830,10 @@ void FlightModel::addFuel(int tank, double kg) {
 }
 
 void FlightModel::setSimulationRate(int rate) { Simulator::instance().setInt(kSimSpeed, rate); }
+
+void FlightModel::setGroundSpeedMultiplier(int multiplier) {
+    Simulator::instance().setInt(kGroundSpeedMultiplier, multiplier);
+}
 
 void FlightModel::crash() {
     m->enter(FlightPhase::Crashed);

@@ -68,6 +68,9 @@ XPLM_API XPLMDataRef XPLMFindDataRef(const char* inDataRefName) {
         recordSdkMisuse(call.s, "XPLMFindDataRef: null name");
         return nullptr;
     }
+    if (call.s.hiddenDataRefs.count(inDataRefName) != 0) {
+        return nullptr;
+    }
     const auto found = call.s.dataRefsByName.find(inDataRefName);
     return found == call.s.dataRefsByName.end() ? nullptr : found->second;
 }

@@ -1,8 +1,7 @@
 // X-Plane's windows as a pilot meets them: the modern window behind a root
 // widget (native widget windows), its positioning modes (on the screen,
 // popped out into an OS window of its own, in the VR headset), the UI scale,
-// the drawing of every shown window's widgets each drawn frame, and the
-// optional features a plug-in switches on.
+// and the drawing of every shown window's widgets each drawn frame.
 #include <algorithm>
 
 #include "SimulatorState.h"
@@ -16,16 +15,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* kNativeWidgetWindows = "XPLM_USE_NATIVE_WIDGET_WINDOWS";
-constexpr const char* kNativePaths = "XPLM_USE_NATIVE_PATHS";
-
-bool featureExists(const State& s, const std::string& feature) {
-    if (feature == kNativeWidgetWindows) {
-        // The X-Plane 11 this test bed plays has only legacy widget windows.
-        return s.xplaneVersion >= 12;
-    }
-    return feature == kNativePaths;
-}
-
 // Moves a widget and everything inside it. Lock held.
 void shiftTree(State& s, XPWidgetID widget, int dx, int dy) {
     const auto found = s.widgets.find(widget);
@@ -94,12 +83,9 @@ void paint(XPWidgetID widget, XPWidgetID window) {
 
 }  // namespace
 
-bool featureEnabled(const State& s, const std::string& feature) {
-    return std::find(s.enabledFeatures.begin(), s.enabledFeatures.end(), feature) !=
-           s.enabledFeatures.end();
+bool makesNativeWindow(const State& s) {
+    return s.enabledFeatures.count(kNativeWidgetWindows) != 0;
 }
-
-bool makesNativeWindow(const State& s) { return featureEnabled(s, kNativeWidgetWindows); }
 
 void drawWidgetWindows() {
     State& s = state();
@@ -148,11 +134,6 @@ double Simulator::uiScale() const {
 void Simulator::setDrawing(bool drawing) {
     std::lock_guard<std::mutex> lock(state().mutex);
     state().drawing = drawing;
-}
-
-bool Simulator::isFeatureEnabled(const std::string& feature) const {
-    std::lock_guard<std::mutex> lock(state().mutex);
-    return featureEnabled(state(), feature);
 }
 
 bool Simulator::isNativeWindow(XPWidgetID root) const {
@@ -204,30 +185,6 @@ double Simulator::simulatorSeconds() const {
 }  // namespace testbed
 
 extern "C" {
-
-XPLM_API int XPLMHasFeature(const char* inFeature) {
-    SdkCall call("XPLMHasFeature");
-    return inFeature != nullptr && featureExists(call.s, inFeature) ? 1 : 0;
-}
-
-XPLM_API int XPLMIsFeatureEnabled(const char* inFeature) {
-    SdkCall call("XPLMIsFeatureEnabled");
-    return inFeature != nullptr && featureEnabled(call.s, inFeature) ? 1 : 0;
-}
-
-XPLM_API void XPLMEnableFeature(const char* inFeature, int inEnable) {
-    SdkCall call("XPLMEnableFeature");
-    if (inFeature == nullptr || !featureExists(call.s, inFeature)) {
-        recordSdkMisuse(call.s, std::string("XPLMEnableFeature: no feature ") +
-                                    (inFeature != nullptr ? inFeature : "(null)"));
-        return;
-    }
-    auto& enabled = call.s.enabledFeatures;
-    enabled.erase(std::remove(enabled.begin(), enabled.end(), inFeature), enabled.end());
-    if (inEnable != 0) {
-        enabled.emplace_back(inFeature);
-    }
-}
 
 WIDGET_API XPLMWindowID XPGetWidgetUnderlyingWindow(XPWidgetID inWidget) {
     SdkCall call("XPGetWidgetUnderlyingWindow");

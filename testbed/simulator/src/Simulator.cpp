@@ -74,7 +74,6 @@ void dropPluginRegistrations(State& s) {
         window =
             s.widgets.count(window->second.root) == 0 ? s.windows.erase(window) : std::next(window);
     }
-    s.enabledFeatures.clear();
 }
 
 // Undoes a load that did not complete. Lock not held.
@@ -97,7 +96,7 @@ void abandonLoad(void* library, const std::string& workingFolder) {
         s.pluginActive = false;
     }
     if (!workingFolder.empty()) {
-        // The folder may have gone; the process then keeps the root as its folder.
+        // The folder may have gone; the process then stays in the plug-in's.
         std::error_code ec;
         fs::current_path(fs::u8path(workingFolder), ec);
     }
@@ -240,6 +239,7 @@ void Simulator::reset() {
     for (auto& ref : s.dataRefs) {
         ref->value = ref->initial;
     }
+    s.hiddenDataRefs.clear();
     s.widgets.clear();
     s.menus.clear();
     s.hotKeys.clear();
@@ -247,7 +247,6 @@ void Simulator::reset() {
     s.flightLoops.clear();
     s.commands.clear();
     s.windows.clear();
-    s.enabledFeatures.clear();
     s.uiScale = 1.0;
     s.drawing = true;
     s.paintingWindow = nullptr;
@@ -274,6 +273,7 @@ void Simulator::reset() {
     s.pluginName.clear();
     s.pluginSignature.clear();
     s.pluginDescription.clear();
+    resetSystemServices(s);
 }
 
 void Simulator::setRootFolder(const std::string& path) {
@@ -310,12 +310,25 @@ bool Simulator::loadPlugin(const std::string& xplPath, std::string* error) {
     // Made absolute before the working folder changes under it.
     const std::string absolutePath = fs::absolute(fs::u8path(xplPath), ec).u8string();
     const std::string previousFolder = fs::current_path(ec).u8string();
+    // Unset, the folder the simulator was started in is X-Plane's.
+    const std::string systemFolder = root.empty() ? previousFolder : root;
     if (!root.empty()) {
         fs::create_directories(fs::u8path(root), ec);
-        if (!ec) fs::current_path(fs::u8path(root), ec);
         if (ec) {
-            return fail("cannot enter the root folder " + root);
+            return fail("cannot make the root folder " + root);
         }
+    }
+    // X-Plane promises no working folder (on macOS it is "/"): the plug-in
+    // runs in a fresh one of its own, so that a file it finds through the
+    // working folder is never in X-Plane's.
+    std::string why;
+    const std::string workingFolder = makeWorkingFolder(&why);
+    if (workingFolder.empty()) {
+        return fail(why);
+    }
+    fs::current_path(fs::u8path(workingFolder), ec);
+    if (ec) {
+        return fail("cannot enter the working folder " + workingFolder);
     }
 
     {
@@ -323,8 +336,15 @@ bool Simulator::loadPlugin(const std::string& xplPath, std::string* error) {
         // static constructors run inside dlopen.
         std::lock_guard<std::mutex> lock(s.mutex);
         s.pluginActive = true;
+        s.systemFolder = systemFolder;
+        s.pluginFile = absolutePath;
+        s.workingFolder = workingFolder;
+        // Features are the plug-in's own: a new start has none enabled.
+        s.enabledFeatures.clear();
+        s.pluginName.clear();
+        s.pluginSignature.clear();
+        s.pluginDescription.clear();
     }
-    std::string why;
     void* library = openPluginModule(absolutePath, why);
     if (library == nullptr) {
         abandonLoad(nullptr, previousFolder);

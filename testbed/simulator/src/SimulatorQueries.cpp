@@ -81,8 +81,16 @@ std::vector<std::pair<std::string, int>> Simulator::dataRefTable() const {
     std::vector<std::pair<std::string, int>> table;
     for (const auto& ref : state().dataRefs) {
         table.emplace_back(ref->name, ref->types);
+        if (!ref->formerName.empty()) {
+            table.emplace_back(ref->formerName, ref->types);
+        }
     }
     return table;
+}
+
+void Simulator::hideDataRef(const std::string& name) {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().hiddenDataRefs.insert(name);
 }
 
 int Simulator::dataRefArraySize(const std::string& name) const {

@@ -13,6 +13,9 @@ State& state() {
         created->dataRefs = makeDataRefTable();
         for (const auto& ref : created->dataRefs) {
             created->dataRefsByName.emplace(ref->name, ref.get());
+            if (!ref->formerName.empty()) {
+                created->dataRefsByName.emplace(ref->formerName, ref.get());
+            }
         }
         return created;
     }();

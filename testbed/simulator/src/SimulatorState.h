@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -55,6 +56,9 @@ struct DataRefValue {
 
 struct DataRef {
     std::string name;
+    // The name X-Plane 12 lists as replaced by this one, which still answers
+    // with the same value; empty when none.
+    std::string formerName;
     int types = 0;
     bool writable = false;
     int arraySize = 0;  // 0 for scalars
@@ -189,6 +193,8 @@ struct State {
 
     std::vector<std::unique_ptr<DataRef>> dataRefs;  // handles are these addresses
     std::unordered_map<std::string, DataRef*> dataRefsByName;
+    // Names XPLMFindDataRef does not find, as an older X-Plane lacks them.
+    std::set<std::string> hiddenDataRefs;
 
     // Handles of widgets, menus and hot keys come from one counter and are
     // never reused, so a stale or mixed-up id is always recognised.
@@ -201,8 +207,6 @@ struct State {
     std::map<XPLMFlightLoopID, FlightLoop> flightLoops;  // creation order
     std::map<XPLMCommandRef, Command> commands;
     std::map<XPLMWindowID, UnderlyingWindow> windows;
-    // Features the plug-in switched on with XPLMEnableFeature.
-    std::vector<std::string> enabledFeatures;
 
     // The plug-in. While pluginActive, registrations belong to it and are
     // dropped when it is unloaded.
@@ -257,6 +261,14 @@ struct State {
     // Sounds (SdkSound.cpp), by channel handle, and every sound played.
     std::map<void*, SoundChannel> soundChannels;
     std::vector<PlayedSound> playedSounds;
+    // X-Plane's system services (SdkSystem.cpp): its folder while a plug-in
+    // runs, the plug-in's file, the features it enabled, its Log.txt, and
+    // the plug-in's working folder, which is never X-Plane's.
+    std::string systemFolder;
+    std::string pluginFile;
+    std::set<std::string> enabledFeatures;
+    std::string xplaneLog;
+    std::string workingFolder;
 
     // What went wrong.
     std::vector<DataRefMisuse> dataRefMisuses;
@@ -314,8 +326,6 @@ void dispatchDirectAllCallbacks(XPWidgetID widget, int message, intptr_t param1,
 // one phase, and the drawing of every shown window's widgets.
 void runFlightLoops(int phase, double frameSeconds);
 void drawWidgetWindows();
-// Whether the plug-in switched the feature on. Lock held.
-bool featureEnabled(const State& s, const std::string& feature);
 // Whether a root widget made now lives in a modern window. Lock held.
 bool makesNativeWindow(const State& s);
 // Adds the time spent in plug-in code to the frame's total. Lock not held.
@@ -338,6 +348,12 @@ void resetSound(State& s);
 // Sounds the plug-in left playing when it is unloaded: recorded as misuses
 // and dropped, their ends never reported. Lock held.
 void dropPluginSounds(State& s);
+// A fresh, empty folder under the system's temporary folder for the plug-in
+// to run in; the one made before is removed, and the last one at exit.
+// Empty, with why in *error, when none can be made.
+std::string makeWorkingFolder(std::string* error);
+// Forgets the features, the log and the plug-in's file; the lock held.
+void resetSystemServices(State& s);
 
 // Throws std::logic_error when the caller is not the simulator's thread:
 // driving the simulator from elsewhere would run plug-in callbacks on a thread

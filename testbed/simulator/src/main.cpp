@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -342,6 +343,12 @@ int run(const Options& options) {
 
     sim.unloadPlugin();
     std::printf("XPluginStop:    %.3f ms\n", milliseconds(sim.lastStopDuration()));
+    // What a pilot would send with a support request.
+    std::printf("X-Plane's Log.txt:\n");
+    std::istringstream xplaneLog(sim.xplaneLog());
+    for (std::string line; std::getline(xplaneLog, line);) {
+        std::printf("  %s\n", line.c_str());
+    }
 
     const auto misuses = sim.dataRefMisuses();
     std::printf("dataref misuses: %zu\n", misuses.size());

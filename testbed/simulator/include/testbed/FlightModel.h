@@ -1,6 +1,7 @@
 // The test bed's flight model: flies a described flight gate to gate by
 // moving the simulator's datarefs once per frame, and injects the faults the
-// client must notice (position jump, fuel added, simulation rate, crash, clock jump).
+// client must notice (position jump, fuel added, simulation rate, ground-speed
+// multiplier, crash, clock jump).
 //
 // Time. The model advances simulated time by real time x the flight's time
 // scale x X-Plane's simulation rate ("sim/time/sim_speed", which stays 1
@@ -96,6 +97,9 @@ public:
     void addFuel(int tank, double kg);
     // Sets "sim/time/sim_speed"; the model then flies that much faster.
     void setSimulationRate(int rate);
+    // Sets "sim/time/ground_speed"; the model then covers that many times
+    // the distance, its clocks and fuel running as before.
+    void setGroundSpeedMultiplier(int multiplier);
     // Sends the plane-crashed message (101) to the plug-in; the aircraft
     // stops where it is, clocks running.
     void crash();

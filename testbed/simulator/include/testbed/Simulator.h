@@ -93,16 +93,28 @@ public:
     static Simulator& instance();
 
     // Resets every piece of simulator state (datarefs to their initial
-    // values, widgets, menus, hot keys, captured texts, violations, frame
-    // rate 0); the root folder stays. Throws std::logic_error when a plug-in
-    // is loaded.
+    // values and all found again, widgets, menus, hot keys, captured texts,
+    // Log.txt, features, violations, frame rate 0); the root folder stays.
+    // Throws std::logic_error when a plug-in is loaded.
     void reset();
 
-    // The X-Plane root folder: the working folder while a plug-in runs, as
-    // in X-Plane. Created when missing. Unset, the plug-in runs in the
-    // process's working folder; unloading restores the folder of before.
+    // The X-Plane root folder, which XPLMGetSystemPath names. Created when
+    // missing. Unset, the process's working folder at the load is X-Plane's.
     void setRootFolder(const std::string& path);
     const std::string& rootFolder() const;
+    // The working folder while a plug-in runs: never the root, since X-Plane
+    // does not promise its own folder (on macOS it is "/"), but a fresh,
+    // empty folder made at each load. It stays after the unload, for a test
+    // to look into, until the next load or the end of the process; the
+    // process's own working folder comes back at the unload.
+    std::string workingFolder() const;
+
+    // What the plug-in enabled with XPLMEnableFeature since it was loaded.
+    // The features X-Plane knows: "XPLM_USE_NATIVE_PATHS" and
+    // "XPLM_USE_NATIVE_WIDGET_WINDOWS".
+    bool isFeatureEnabled(const std::string& name) const;
+    // Everything XPLMDebugString wrote to X-Plane's Log.txt since reset().
+    std::string xplaneLog() const;
 
     // Loads the plug-in binary (dlopen), calls XPluginStart and then
     // XPluginEnable. On failure returns false and says why in *error.
@@ -159,8 +171,6 @@ public:
     // flight loops still run, but no draw callback and no window drawing.
     void setDrawing(bool drawing);
 
-    // Whether the plug-in switched a feature on (XPLMEnableFeature).
-    bool isFeatureEnabled(const std::string& feature) const;
     // Whether a root widget lives in a modern window (native widget windows
     // were enabled when it was made).
     bool isNativeWindow(XPWidgetID root) const;
@@ -199,6 +209,9 @@ public:
     std::vector<float> getFloatArray(const std::string& name) const;
     std::string getBytes(const std::string& name) const;
     std::vector<DataRefMisuse> dataRefMisuses() const;
+    // XPLMFindDataRef no longer finds the name, as in an older X-Plane that
+    // lacks it; the calls above still reach it. Until reset().
+    void hideDataRef(const std::string& name);
     // Whether the part behind a failure dataref ("sim/operation/failures/
     // rel_...") is failed now. X-Plane reads these as a failure mode: only
     // 6 (inoperative) fails the part at once; 1 (mean time until failure)
