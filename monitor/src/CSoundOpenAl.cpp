@@ -2,8 +2,11 @@
 // the one source. OpenAL is the system's, opened when the player starts: a
 // machine without it runs silently, and the plug-in still loads there.
 // OpenAL has one current context for the whole process, which X-Plane 11 and
-// other add-ons use too: the player's context is current only while the
-// player works, and whatever was current before is put back each time.
+// other add-ons use too. Where OpenAL has contexts per thread
+// (ALC_EXT_thread_local_context, as OpenAL Soft does) the player's context is
+// current on the client thread alone, and no other thread ever sees it;
+// elsewhere it is the process's current context only while the player works,
+// and whatever was current before is put back each time.
 #include "CSoundOpenAl.h"
 
 #include <AL/al.h>
@@ -14,12 +17,13 @@
 #include "CWaveFile.h"
 
 // Every OpenAL function the player calls, taken from the library by name.
-#define QUELBY_OPENAL_FUNCTIONS(X)                                                          \
-    X(alcOpenDevice) X(alcCloseDevice) X(alcCreateContext) X(alcDestroyContext)              \
-    X(alcMakeContextCurrent) X(alcGetCurrentContext) X(alGetError) X(alGenBuffers)           \
-    X(alDeleteBuffers) X(alBufferData) X(alGenSources) X(alDeleteSources) X(alIsSource)      \
-    X(alSourcef) X(alSource3f) X(alSourcei) X(alGetSourcei) X(alSourcePlay) X(alSourceStop)  \
-    X(alListenerfv)
+#define QUELBY_OPENAL_FUNCTIONS(X)                                                               \
+    X(alcOpenDevice)                                                                             \
+    X(alcCloseDevice) X(alcCreateContext) X(alcDestroyContext) X(alcMakeContextCurrent)          \
+        X(alcGetCurrentContext) X(alGetError) X(alGenBuffers) X(alDeleteBuffers) X(alBufferData) \
+            X(alGenSources) X(alDeleteSources) X(alIsSource) X(alSourcef) X(alSource3f)          \
+                X(alSourcei) X(alGetSourcei) X(alSourcePlay) X(alSourceStop) X(alListenerfv)     \
+                    X(alcIsExtensionPresent) X(alcGetProcAddress)
 
 struct CSoundOpenAl::tOpenAl {
 #define QUELBY_OPENAL_POINTER(name) decltype(&::name) name = nullptr;
@@ -27,17 +31,31 @@ struct CSoundOpenAl::tOpenAl {
 #undef QUELBY_OPENAL_POINTER
     ALCdevice* device = nullptr;
     ALCcontext* context = nullptr;
+    // The thread's own context, where OpenAL has it.
+    ALCboolean (*alcSetThreadContext)(ALCcontext*) = nullptr;
+    ALCcontext* (*alcGetThreadContext)() = nullptr;
+
+    bool hasThreadContext() const {
+        return alcSetThreadContext != nullptr && alcGetThreadContext != nullptr;
+    }
+    ALCcontext* current() const {
+        return hasThreadContext() ? alcGetThreadContext() : alcGetCurrentContext();
+    }
+    bool makeCurrent(ALCcontext* which) const {
+        return (hasThreadContext() ? alcSetThreadContext(which) : alcMakeContextCurrent(which)) ==
+               ALC_TRUE;
+    }
 };
 
 // Makes the player's context current for one use of OpenAL and puts back
 // the one that was current before.
 struct CSoundOpenAl::tContextScope {
-    explicit tContextScope(tOpenAl& openAl) : al(openAl), previous(openAl.alcGetCurrentContext()) {
-        entered = previous == al.context || al.alcMakeContextCurrent(al.context) == ALC_TRUE;
+    explicit tContextScope(tOpenAl& openAl) : al(openAl), previous(openAl.current()) {
+        entered = previous == al.context || al.makeCurrent(al.context);
     }
     ~tContextScope() {
         if (previous != al.context) {
-            al.alcMakeContextCurrent(previous);
+            al.makeCurrent(previous);
         }
     }
     tContextScope(const tContextScope&) = delete;
@@ -50,8 +68,8 @@ struct CSoundOpenAl::tContextScope {
 
 CSoundOpenAl::CSoundOpenAl(unsigned int* handle, const std::string& path,
                            const std::string& language)
-    : CSoundOpenAl(handle, path, language, {"libopenal.so.1", "libopenal.so", "OpenAL32.dll",
-                                            "soft_oal.dll"}) {}
+    : CSoundOpenAl(handle, path, language,
+                   {"libopenal.so.1", "libopenal.so", "OpenAL32.dll", "soft_oal.dll"}) {}
 
 CSoundOpenAl::CSoundOpenAl(unsigned int* handle, const std::string& path,
                            const std::string& language,
@@ -109,7 +127,7 @@ bool CSoundOpenAl::openDevice() {
         return false;
     }
     bool complete = true;
-#define QUELBY_OPENAL_LOAD(name)                                                     \
+#define QUELBY_OPENAL_LOAD(name)                                                   \
     m_al->name = reinterpret_cast<decltype(m_al->name)>(m_library->symbol(#name)); \
     complete = complete && m_al->name != nullptr;
     QUELBY_OPENAL_FUNCTIONS(QUELBY_OPENAL_LOAD)
@@ -117,6 +135,12 @@ bool CSoundOpenAl::openDevice() {
     if (!complete) {
         m_pLogger->error("init alure: the OpenAL library lacks functions, sounds stay off");
         return false;
+    }
+    if (m_al->alcIsExtensionPresent(nullptr, "ALC_EXT_thread_local_context") == ALC_TRUE) {
+        m_al->alcSetThreadContext = reinterpret_cast<ALCboolean (*)(ALCcontext*)>(
+            m_al->alcGetProcAddress(nullptr, "alcSetThreadContext"));
+        m_al->alcGetThreadContext = reinterpret_cast<ALCcontext* (*)()>(
+            m_al->alcGetProcAddress(nullptr, "alcGetThreadContext"));
     }
     // The default device with a context of the player's own, current only
     // while the player uses it.
@@ -138,6 +162,9 @@ void CSoundOpenAl::closeDevice() {
     if (m_al->context != nullptr) {
         // Never left current; this only guards against another add-on that
         // made it current itself.
+        if (m_al->hasThreadContext() && m_al->alcGetThreadContext() == m_al->context) {
+            m_al->alcSetThreadContext(nullptr);
+        }
         if (m_al->alcGetCurrentContext() == m_al->context) {
             m_al->alcMakeContextCurrent(nullptr);
         }

@@ -20,9 +20,14 @@ std::unique_ptr<CSound> choose(unsigned int* handle, const std::string& path,
         return std::make_unique<CSoundMixerPlayer>(handle, path, language, mixer);
     }
     std::unique_ptr<CSoundOpenAl> player = makeOpenAl();
-    // Without a device the player has said why already, and plays nothing.
+    // Without a device the player has said why in its own log already, and
+    // plays nothing; X-Plane's log hears it once too.
     if (player->hasDevice()) {
         logger.debug("Sounds play through OpenAL: this X-Plane has no mixer for plug-ins");
+    } else {
+        CLogger::support("sound",
+                         "sounds are off: this X-Plane has no mixer for plug-ins and "
+                         "no OpenAL sound device opened (see the debug log)");
     }
     return player;
 }
