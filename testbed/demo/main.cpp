@@ -24,6 +24,7 @@
 
 #include "DemoSite.h"
 #include "XPLMDisplay.h"
+#include "XPLMSound.h"
 #include "testbed/Flight.h"
 #include "testbed/FlightModel.h"
 #include "testbed/PluginFolder.h"
@@ -545,7 +546,25 @@ private:
             fail("the kept report is still there after its upload");
         }
 
+        // The sounds went the way this X-Plane offers: its own mixer in 12,
+        // OpenAL in 11 (which the test bed has not).
+        std::size_t mixed = 0;
+        for (const testbed::PlayedSound& sound : sim().playedSounds()) {
+            mixed += sound.bus == xplm_AudioInterior ? 1 : 0;
+        }
+        const std::string log = readFile(m_root / "quelby_debug.txt");
+        const bool saysOpenAl = log.find("Sounds play through OpenAL") != std::string::npos ||
+                                log.find("init alure:") != std::string::npos;
+        std::printf("  sounds through X-Plane's mixer, on the cockpit's bus: %zu%s\n", mixed,
+                    saysOpenAl ? "; the plug-in's log names OpenAL" : "");
+        if (xplane12() ? mixed == 0 || saysOpenAl : mixed != 0 || !saysOpenAl) {
+            fail(xplane12() ? "no sound went through X-Plane 12's mixer"
+                            : "a sound took a way X-Plane 11 does not have");
+        }
+
         sim().unloadPlugin();
+        std::printf("  X-Plane's Log.txt:\n");
+        printIndented(sim().xplaneLog());
         const auto misuses = sim().dataRefMisuses();
         const auto violations = sim().threadViolations();
         if (!misuses.empty() || !violations.empty()) {

@@ -39,12 +39,13 @@ struct Options {
     double timeoutSeconds = 900.0;
     std::string loginUser;  // empty: no login
     std::string loginPassword;
+    int xplane = 12;
 };
 
 const char* const kUsage =
     "usage: quelby-testbed [--plugin PATH] [--root DIR] [--frames N] [--rate HZ] [--show]\n"
     "                      [--flight FILE [--time-scale X] [--progress S] [--timeout S]]\n"
-    "                      [--login USER:PASSWORD]\n"
+    "                      [--login USER:PASSWORD] [--xplane 11|12]\n"
     "  --plugin PATH   plug-in binary (default: Quelby/lin_x64/Quelby.xpl of this build)\n"
     "  --root DIR      X-Plane root folder (default: a fresh temporary folder, removed at exit)\n"
     "  --frames N      frames to run (default 100; with --flight, until arrived)\n"
@@ -56,7 +57,9 @@ const char* const kUsage =
     "  --timeout S     give up when not arrived after S real seconds (default 900)\n"
     "  --login U:P     show the window and log in as U with password P; fails unless\n"
     "                  the home screen follows (the website is the one quelby.ini\n"
-    "                  in the root folder names)\n";
+    "                  in the root folder names)\n"
+    "  --xplane 11|12  the X-Plane played (default 12; 11 has no mixer for plug-ins and\n"
+    "                  no native widget windows)\n";
 
 // The executable lands in <build>/testbed/simulator/, the plug-in in
 // <build>/Quelby/lin_x64/.
@@ -88,6 +91,13 @@ int parseOptions(int argc, char** argv, Options& options) {
             return -1;
         } else if (arg == "--show") {
             options.show = true;
+        } else if (arg == "--xplane") {
+            const char* text = value();
+            if (text == nullptr || (std::strcmp(text, "11") != 0 && std::strcmp(text, "12") != 0)) {
+                std::cerr << "quelby-testbed: --xplane takes 11 or 12\n" << kUsage;
+                return 2;
+            }
+            options.xplane = std::atoi(text);
         } else if (arg == "--login") {
             const char* text = value();
             const char* colon = text != nullptr ? std::strchr(text, ':') : nullptr;
@@ -291,6 +301,7 @@ int run(const Options& options) {
     std::printf("plug-in:        %s\n", pluginToLoad.c_str());
     std::printf("root folder:    %s%s\n", root.c_str(), removeRoot ? " (removed at exit)" : "");
     sim.setRootFolder(root);
+    sim.setXPlaneVersion(options.xplane);
     sim.setFrameRate(options.framesPerSecond);
     if (model) {
         // At the gate before the plug-in starts, as X-Plane loads the aircraft first.
