@@ -3,8 +3,6 @@
 // log, and one for each feature that is off, saying why, once however often
 // it happens. A folder that takes no file is said there and on the screens.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 
 #include <chrono>
 #include <filesystem>
@@ -12,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "FilesRefused.h"
 #include "TestSupport.h"
 #include "testbed/PluginFolder.h"
 #include "testbed/Simulator.h"
@@ -117,22 +116,7 @@ TEST_F(PluginSupportLinesTest, StartRulesAndWebsite_eachSaidOnce_inXPlanesLog) {
     EXPECT_TRUE(waitForLine(rules)) << sim().xplaneLog();
 }
 
-// No file may grow, as on a full disk; as root, permissions would not stop
-// this process.
-class FilesRefused {
-public:
-    FilesRefused() {
-        signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_old);
-        rlimit none = m_old;
-        none.rlim_cur = 0;
-        setrlimit(RLIMIT_FSIZE, &none);
-    }
-    ~FilesRefused() { setrlimit(RLIMIT_FSIZE, &m_old); }
-
-private:
-    rlimit m_old{};
-};
+using quelby_test::FilesRefused;
 
 TEST_F(PluginSupportLinesTest, FolderTakingNoFile_isSaidOnceInXPlanesLog_andOnTheLoginScreen) {
     {

@@ -1,8 +1,6 @@
 // Whole flights through the pilot's window of the real plug-in: login, the
 // checks before the flight, fuelling, the flight flown by the test bed's
 // flight model, the report pages, and what the stand-in website received.
-#include <signal.h>
-#include <sys/resource.h>
 
 #include <cmath>
 #include <string>
@@ -10,6 +8,7 @@
 #include <vector>
 
 #include "CruiseRefueller.h"
+#include "FilesRefused.h"
 #include "PilotAtTheWindow.h"
 
 namespace {
@@ -249,22 +248,7 @@ TEST_F(PilotAtTheWindow, Overweight_atConfirmFlight_eachChangeIsAWayOut) {
     ASSERT_TRUE(waitForText("Flying"));
 }
 
-// No file may grow, as on a full disk; as root, permissions would not stop
-// this process.
-class FilesRefused {
-public:
-    FilesRefused() {
-        signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_old);
-        rlimit none = m_old;
-        none.rlim_cur = 0;
-        setrlimit(RLIMIT_FSIZE, &none);
-    }
-    ~FilesRefused() { setrlimit(RLIMIT_FSIZE, &m_old); }
-
-private:
-    rlimit m_old{};
-};
+using quelby_test::FilesRefused;
 
 // The upload fails while X-Plane's folder takes no file: the report is held
 // in memory, offered at the next login like a kept one and uploaded from
