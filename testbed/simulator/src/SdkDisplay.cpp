@@ -122,16 +122,21 @@ XPLM_API void XPLMDrawString(float* inColorRGB, int inXOffset, int inYOffset, co
         recordSdkMisuse(call.s, std::string("XPLMDrawString outside a draw callback: ") + inChar);
         return;
     }
-    testbed::DrawnText drawn;
+    auto& texts = call.s.currentFrameTexts;
+    if (call.s.currentFrameCount == texts.size()) {
+        texts.emplace_back();
+    }
+    testbed::DrawnText& drawn = texts[call.s.currentFrameCount++];
     drawn.x = inXOffset;
     drawn.y = inYOffset;
-    drawn.text = inChar;
+    drawn.text.assign(inChar);
     drawn.font = inFontID;
     drawn.window = call.s.paintingWindow;
     if (inColorRGB != nullptr) {
         std::copy_n(inColorRGB, 3, drawn.rgb);
+    } else {
+        std::fill_n(drawn.rgb, 3, 0.0f);
     }
-    call.s.currentFrameTexts.push_back(std::move(drawn));
 }
 
 XPLM_API void XPLMGetFontDimensions(XPLMFontID /*inFontID*/, int* outCharWidth, int* outCharHeight,

@@ -143,7 +143,7 @@ void runOneFrame() {
         drawing = s.drawing;
         s.lastFrameStart = now;
         s.haveFrameStart = true;
-        s.currentFrameTexts.clear();
+        s.currentFrameCount = 0;
         // X-Plane calls the "before" callbacks of a phase, draws the phase,
         // then calls the "after" ones, each group in registration order.
         for (int wantsBefore : {1, 0}) {
@@ -214,7 +214,8 @@ void runOneFrame() {
     // room, so that the recording does not add its own allocations to the
     // cost of a plug-in that draws.
     s.lastFrameTexts.swap(s.currentFrameTexts);
-    s.currentFrameTexts.clear();
+    s.lastFrameCount = s.currentFrameCount;
+    s.currentFrameCount = 0;
     ++s.frameCount;
 }
 
@@ -261,6 +262,8 @@ void Simulator::reset() {
     s.drawDurations.clear();
     s.currentFrameTexts.clear();
     s.lastFrameTexts.clear();
+    s.currentFrameCount = 0;
+    s.lastFrameCount = 0;
     s.spokenTexts.clear();
     s.frameHook = nullptr;
     s.fixedFrameSeconds = 0.0;

@@ -442,7 +442,8 @@ std::vector<std::string> Simulator::spokenTexts() const {
 
 std::vector<DrawnText> Simulator::lastFrameTexts() const {
     std::lock_guard<std::mutex> lock(state().mutex);
-    return state().lastFrameTexts;
+    const auto& texts = state().lastFrameTexts;
+    return {texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(state().lastFrameCount)};
 }
 
 }  // namespace testbed

@@ -248,8 +248,13 @@ struct State {
     bool haveFrameStart = false;
     std::chrono::steady_clock::time_point lastFrameStart;
     std::vector<std::chrono::nanoseconds> drawDurations;
+    // The texts drawn, the first ...Count of each list: the entries behind
+    // them keep their strings' room for the frames to come, so that the
+    // recording costs a plug-in that draws no allocation of its own.
     std::vector<DrawnText> currentFrameTexts;
     std::vector<DrawnText> lastFrameTexts;
+    size_t currentFrameCount = 0;
+    size_t lastFrameCount = 0;
     std::vector<std::string> spokenTexts;
     std::function<void(double)> frameHook;
     double fixedFrameSeconds = 0.0;
