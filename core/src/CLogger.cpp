@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <ctime>
 #include <mutex>
+#include <new>
 #include <set>
 #include <vector>
 
@@ -30,12 +31,18 @@ const char* const kPreviousLogFileName = "quelby_debug.old.txt";
 // guarded by the log lock. A start that never reaches startNewLog holds no
 // more than this many.
 // Made on first use and never destroyed, like the lock: loggers live in
-// static objects too.
-bool g_newLogPending = false;
-std::vector<std::string>& heldLines() {
-    static auto* const lines = new std::vector<std::string>();
-    return *lines;
+// static objects too. The object sits in the library's own storage, not on
+// the heap, so unloading the plug-in leaves nothing behind; what it holds is
+// given back when the log starts and when the plug-in stops.
+template <typename T>
+T& neverDestroyed() {
+    alignas(T) static unsigned char storage[sizeof(T)];
+    static T* const object = new (storage) T();
+    return *object;
 }
+
+bool g_newLogPending = false;
+std::vector<std::string>& heldLines() { return neverDestroyed<std::vector<std::string>>(); }
 constexpr std::size_t kMaxHeldLines = 200;
 
 std::mutex g_supportMutex;
@@ -43,10 +50,7 @@ struct tSupportState {
     CLogger::SupportSink sink;
     std::set<std::string> causesSaid;
 };
-tSupportState& supportState() {
-    static auto* const support = new tSupportState();
-    return *support;
-}
+tSupportState& supportState() { return neverDestroyed<tSupportState>(); }
 
 // The log's folder, or nothing: a line written while the plug-in is unloaded
 // (a verbose logger's "Delete:") comes after stop ended the settings, and
@@ -210,7 +214,7 @@ std::string CLogger::previousLogFileName() {
 void CLogger::beginNewLog() {
     std::lock_guard<std::mutex> lock(g_logMutex);
     g_newLogPending = true;
-    heldLines().clear();
+    std::vector<std::string>().swap(heldLines());
     bInitialized = false;
 }
 
@@ -257,7 +261,7 @@ std::string CLogger::startNewLog() {
 void CLogger::setSupportSink(SupportSink sink) {
     std::lock_guard<std::mutex> lock(g_supportMutex);
     supportState().sink = std::move(sink);
-    supportState().causesSaid.clear();
+    std::set<std::string>().swap(supportState().causesSaid);
 }
 
 bool CLogger::support(const std::string& cause, const std::string& text) noexcept {
@@ -289,5 +293,5 @@ void CLogger::resetForTests() {
     std::lock_guard<std::mutex> lock(g_logMutex);
     bInitialized = false;
     g_newLogPending = false;
-    heldLines().clear();
+    std::vector<std::string>().swap(heldLines());
 }
