@@ -2,7 +2,10 @@
 // effect happens on the client thread.
 #include "CClientModule.h"
 
+#include <string>
+
 #include "CFlightSimulatorInterface.h"
+#include "CLogger.h"
 #include "CObjectManager.h"
 #include "CSound.h"
 #include "CUserInterface.h"
@@ -59,7 +62,15 @@ void CClientModule::checkButtonEvent() {
     // The handler runs without the lock so that the simulator's thread can
     // post meanwhile; an event posted while it runs is dropped below.
     CUserInterfaceObject* pObject = m_ui.getObjectManager().getObjectWithId(id);
-    if (pObject != nullptr && !pObject->isActive()) {
+    // A press can arrive from a control that the client has hidden while the
+    // simulator's thread has not yet taken it off the screen: a second click
+    // on "Fly!" would otherwise act on the screen after it.
+    const bool offScreen = pObject != nullptr && !m_ui.getObjectManager().isShown(id);
+    if (offScreen) {
+        m_pLogger->debug("Press on a control the screen no longer shows ignored (ID=" +
+                         std::to_string(id) + ")");
+    }
+    if (pObject != nullptr && (!pObject->isActive() || offScreen)) {
         std::lock_guard<std::mutex> lock(m_lock);
         m_nButtonEvent = -1;
         return;
@@ -67,6 +78,9 @@ void CClientModule::checkButtonEvent() {
     if (pObject != nullptr && m_ui.getSound() != nullptr) {
         m_ui.getSound()->play(0u);
     }
+    // The pilot pressed after typing: what the press changes in the fields
+    // (a fuel figure loaded, a screen filled) may replace the typing.
+    m_ui.getObjectManager().acceptPilotEdits();
     m_ui.buttonEvent(id);
     std::lock_guard<std::mutex> lock(m_lock);
     m_nButtonEvent = -1;

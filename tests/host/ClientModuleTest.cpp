@@ -70,6 +70,30 @@ TEST_F(ClientModuleTest, PressOnAControl_clicksOnlyWhenActive_hotKeysNever) {
     EXPECT_EQ(sound.interfacePlayed.size(), 1u) << "a hot key clicked";
 }
 
+TEST_F(ClientModuleTest, PressOnAControlTheClientHasHidden_isIgnored_untilShownAgain) {
+    quelby_test::SilentSound sound;
+    CUserInterface::tSubsystems subsystems;
+    subsystems.sound = &sound;
+    ui.setSubsystems(subsystems);
+    // The same id on two screens: shown on either, the press counts.
+    ui.add(8);
+    CUserInterfaceObject* onOtherScreen = ui.add(8);
+    ui.getObjectManager().show(8, false);
+
+    // The simulator's thread still draws the button: the click reached the
+    // mailbox after the client had moved on to the next screen.
+    client.buttonEvent(8);
+    client.checkMessages();
+    EXPECT_TRUE(ui.events.empty()) << "a press on a hidden control reached the workflow";
+    EXPECT_TRUE(sound.interfacePlayed.empty());
+    EXPECT_EQ(client.pendingButtonEvent(), -1);
+
+    onOtherScreen->setShown(true);
+    client.buttonEvent(8);
+    client.checkMessages();
+    EXPECT_EQ(ui.events, std::vector<int>{8});
+}
+
 TEST_F(ClientModuleTest, CrashMessage_waitsForTheSimulatorThenMarksTheRecord) {
     client.setAircraftCrashed();
     client.checkMessages();  // no simulator interface yet: the crash is kept

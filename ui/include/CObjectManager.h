@@ -23,6 +23,10 @@ public:
     CUserInterfaceObject* getObjectWithCaptionSlave(CUserInterfaceObject* start,
                                                     const char* caption) const;
     void show(int id, bool visible);
+    // Whether the current screen shows a control with this id, as the
+    // client last set it: the simulator's thread may still draw a control
+    // that the client has already hidden.
+    bool isShown(int id) const;
     void showLayer(int layer, bool hideOthers);
 
     void enable(int id);
@@ -32,6 +36,13 @@ public:
     double getValue(int id);
     void setCheckBox(int id, bool checked);
     bool getCheckBox(int id);
+    // As the control's own: false, leaving the argument alone, when there is
+    // no such control or the window could not be read.
+    bool readText(int id, std::string& text);
+    bool readCheckBox(int id, bool& checked);
+    // Every field's typing so far is known to the client (a press of the
+    // pilot's comes after the typing before it).
+    void acceptPilotEdits();
     void setComboBox(int id, const std::vector<std::string>& entries, const std::string& selected);
     std::string getComboBox(int id);
     void setProgressBar(int id, double fraction);

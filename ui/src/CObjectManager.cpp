@@ -58,6 +58,15 @@ void CObjectManager::show(int id, bool visible) {
     }
 }
 
+bool CObjectManager::isShown(int id) const {
+    for (CUserInterfaceObject* object = m_pFirst; object != nullptr; object = object->getNext()) {
+        if (object->getId() == id && object->isShown()) {
+            return true;
+        }
+    }
+    return false;
+}
+
 void CObjectManager::showLayer(int layer, bool hideOthers) {
     for (CUserInterfaceObject* object = m_pFirst; object != nullptr; object = object->getNext()) {
         if (object->getLayer() == layer || object->getLayer() == kAlwaysShownLayer) {
@@ -91,6 +100,19 @@ void CObjectManager::setCheckBox(int id, bool checked) {
     orNull(getObjectWithId(id)).setCheckBox(checked);
 }
 bool CObjectManager::getCheckBox(int id) { return orNull(getObjectWithId(id)).getCheckBox(); }
+bool CObjectManager::readText(int id, std::string& text) {
+    CUserInterfaceObject* object = getObjectWithId(id);
+    return object != nullptr && object->readText(text);
+}
+bool CObjectManager::readCheckBox(int id, bool& checked) {
+    CUserInterfaceObject* object = getObjectWithId(id);
+    return object != nullptr && object->readCheckBox(checked);
+}
+void CObjectManager::acceptPilotEdits() {
+    for (CUserInterfaceObject* object = m_pFirst; object != nullptr; object = object->getNext()) {
+        object->acceptPilotEdits();
+    }
+}
 void CObjectManager::setComboBox(int id, const std::vector<std::string>& entries,
                                  const std::string& selected) {
     (void)selected;
