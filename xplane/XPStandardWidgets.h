@@ -27,5 +27,6 @@ enum {
 enum { xpMsg_PushButtonPressed = 1300, xpMsg_ButtonStateChanged = 1301 };
 
 enum { xpProperty_PasswordMode = 1404 };
+enum { xpMsg_TextFieldChanged = 1400 };
 
 #endif

@@ -94,6 +94,11 @@ int XPlaneWindowCallback(XPWidgetMessage message, XPWidgetID widget, intptr_t pa
     return CCallbackGuard::run(g_widgetFailed, "XPlaneWindowCallback", 0, [&] {
         if (message == xpMessage_CloseButtonPushed) {
             theUserInterface.hideMainWindow();
+        } else if (message == xpMsg_TextFieldChanged) {
+            if (CUserInterfaceObjectXp* field =
+                    theUserInterface.getObjectWithXpId(reinterpret_cast<XPWidgetID>(param1))) {
+                field->notePilotEdit();
+            }
         } else if (message == xpMsg_PushButtonPressed) {
             CUserInterfaceObjectXp* object =
                 theUserInterface.getObjectWithXpId(reinterpret_cast<XPWidgetID>(param1));

@@ -28,6 +28,15 @@ public:
     virtual void setCheckBox(bool checked);
     virtual void show();
     virtual void hide();
+    // The text or the tick as the window holds it now; false, leaving the
+    // argument alone, when the window could not be read (the plug-in is
+    // stopping): an unread field is not an empty one.
+    virtual bool readText(std::string& text);
+    virtual bool readCheckBox(bool& checked);
+    // What the pilot has typed so far is known to the client: a text the
+    // client sets from now on may replace it. A text set before the pilot's
+    // typing was seen never does.
+    virtual void acceptPilotEdits() {}
 
     // No platform control stands behind these on X-Plane.
     std::string getComboBox() const;

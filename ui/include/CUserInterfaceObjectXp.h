@@ -5,7 +5,9 @@
 // from there; on the simulator's thread both happen at once.
 #pragma once
 
+#include <atomic>
 #include <functional>
+#include <string>
 
 #include "CThreadSync.h"
 #include "CUserInterfaceObject.h"
@@ -27,6 +29,13 @@ public:
     void setCheckBox(bool checked) override;
     void show() override;
     void hide() override;
+    bool readText(std::string& text) override;
+    bool readCheckBox(bool& checked) override;
+    void acceptPilotEdits() override;
+    // The pilot changed the field's text (X-Plane's text-field message); on
+    // the simulator's thread. A text the client set before it saw this
+    // change is then not written over it.
+    void notePilotEdit();
     // X-Plane greys an inactive control out and sends it no clicks.
     void activate() override;
     void deactivate() override;
@@ -48,5 +57,13 @@ private:
     static bool read(const std::function<void()>& job);
 
     static CThreadSync* s_pThreadSync;
+    // True while the plug-in itself sets a field's text, in case X-Plane
+    // reports that change as typing too; the simulator's thread only.
+    static bool s_bSettingText;
     XPWidgetID m_xpId = nullptr;
+    // The pilot's changes to the text, counted on the simulator's thread,
+    // and the count the client had seen when it last read the field or
+    // took the pilot's edits as known (the client thread's).
+    std::atomic<unsigned> m_pilotEdits{0};
+    unsigned m_editsSeen = 0;
 };

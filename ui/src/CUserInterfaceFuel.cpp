@@ -63,8 +63,16 @@ std::string wholeNumber(float value) {
 }  // namespace
 
 void CUserInterface::setFuelEditBox(bool loadInitial, bool readTanks) {
-    if (m_pSimulator == nullptr) {
+    if (!prepareFuelFigures(loadInitial, readTanks)) {
         return;
+    }
+    const std::unique_ptr<CWidgetBatch> batch = beginWidgetBatch();
+    fillFuelFields();
+}
+
+bool CUserInterface::prepareFuelFigures(bool loadInitial, bool readTanks) {
+    if (m_pSimulator == nullptr) {
+        return false;
     }
     if (readTanks) {
         m_pSimulator->getAircraftTanks();
@@ -73,7 +81,13 @@ void CUserInterface::setFuelEditBox(bool loadInitial, bool readTanks) {
         m_pSimulator->setStandardFuel(getInitialFuelKg());
         m_bInitialFuelLoaded = true;
     }
-    const std::unique_ptr<CWidgetBatch> batch = beginWidgetBatch();
+    return true;
+}
+
+void CUserInterface::fillFuelFields() {
+    if (m_pSimulator == nullptr) {
+        return;
+    }
     if (m_bSimpleFuel) {
         const float additionalKg =
             static_cast<float>(m_pSimulator->getTotalFuelKg() - getInitialFuelKg());
@@ -118,7 +132,11 @@ bool CUserInterface::readEnteredFuel() {
     // leaves the tanks as they were.
     std::vector<float> entered;
     for (int field : fields) {
-        const std::string text = m_objectManager.getText(field);
+        std::string text;
+        if (!m_objectManager.readText(field, text)) {
+            // The window is going: nothing typed is known, nothing is written.
+            return false;
+        }
         float quantity = 0.0f;
         if (!parseFuelEntry(text, quantity)) {
             const std::string notice = "\"" + text.substr(0, 12) +

@@ -27,6 +27,14 @@ void CUserInterfaceObject::setText(const char*) {}
 double CUserInterfaceObject::getValue() { return 0.0; }
 bool CUserInterfaceObject::getCheckBox() { return false; }
 void CUserInterfaceObject::setCheckBox(bool) {}
+bool CUserInterfaceObject::readText(std::string& text) {
+    text = getText();
+    return true;
+}
+bool CUserInterfaceObject::readCheckBox(bool& checked) {
+    checked = getCheckBox();
+    return true;
+}
 void CUserInterfaceObject::show() {}
 void CUserInterfaceObject::hide() {}
 std::string CUserInterfaceObject::getComboBox() const { return std::string(); }

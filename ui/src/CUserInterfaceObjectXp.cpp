@@ -1,6 +1,7 @@
 // Binds a control to an X-Plane widget: buttons, text fields and check boxes.
 #include "CUserInterfaceObjectXp.h"
 
+#include <cstdio>
 #include <string>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include "XPWidgets.h"
 
 CThreadSync* CUserInterfaceObjectXp::s_pThreadSync = nullptr;
+bool CUserInterfaceObjectXp::s_bSettingText = false;
 
 CUserInterfaceObjectXp::CUserInterfaceObjectXp(int x, int y, int width, int height, int kind,
                                                const char* caption, int option,
@@ -68,22 +70,61 @@ bool CUserInterfaceObjectXp::read(const std::function<void()>& job) {
 }
 
 const char* CUserInterfaceObjectXp::getText() {
-    m_szText[0] = '\0';
-    if (m_nKind == TextField && m_xpId != nullptr) {
-        char* text = m_szText;
-        const XPWidgetID widget = m_xpId;
-        read([text, widget] { XPGetWidgetDescriptor(widget, text, kTextSize - 1); });
-        m_szText[kTextSize - 1] = '\0';
+    std::string text;
+    if (!readText(text)) {
+        text.clear();
     }
+    std::snprintf(m_szText, kTextSize, "%s", text.c_str());
     return m_szText;
 }
 
+bool CUserInterfaceObjectXp::readText(std::string& text) {
+    if (m_nKind != TextField || m_xpId == nullptr) {
+        text.clear();
+        return true;
+    }
+    char fieldText[kTextSize] = {0};
+    unsigned editsSeen = m_editsSeen;
+    const XPWidgetID widget = m_xpId;
+    std::atomic<unsigned>* const edits = &m_pilotEdits;
+    if (!read([&fieldText, &editsSeen, widget, edits] {
+            XPGetWidgetDescriptor(widget, fieldText, kTextSize - 1);
+            editsSeen = edits->load(std::memory_order_relaxed);
+        })) {
+        return false;
+    }
+    fieldText[kTextSize - 1] = '\0';
+    // What was read includes every change typed so far.
+    m_editsSeen = editsSeen;
+    text = fieldText;
+    return true;
+}
+
 void CUserInterfaceObjectXp::setText(const char* text) {
-    if (m_xpId != nullptr) {
-        const XPWidgetID widget = m_xpId;
-        change([widget, value = std::string(text != nullptr ? text : "")] {
-            XPSetWidgetDescriptor(widget, value.c_str());
-        });
+    if (m_xpId == nullptr) {
+        return;
+    }
+    const XPWidgetID widget = m_xpId;
+    const unsigned editsSeen = m_editsSeen;
+    std::atomic<unsigned>* const edits = &m_pilotEdits;
+    change([widget, editsSeen, edits, value = std::string(text != nullptr ? text : "")] {
+        // Typed after the client decided on this text: the typing stays.
+        if (edits->load(std::memory_order_relaxed) != editsSeen) {
+            return;
+        }
+        s_bSettingText = true;
+        XPSetWidgetDescriptor(widget, value.c_str());
+        s_bSettingText = false;
+    });
+}
+
+void CUserInterfaceObjectXp::acceptPilotEdits() {
+    m_editsSeen = m_pilotEdits.load(std::memory_order_relaxed);
+}
+
+void CUserInterfaceObjectXp::notePilotEdit() {
+    if (!s_bSettingText) {
+        m_pilotEdits.fetch_add(1, std::memory_order_relaxed);
     }
 }
 
@@ -100,15 +141,24 @@ double CUserInterfaceObjectXp::getValue() {
 }
 
 bool CUserInterfaceObjectXp::getCheckBox() {
+    bool checked = false;
+    return readCheckBox(checked) && checked;
+}
+
+bool CUserInterfaceObjectXp::readCheckBox(bool& checked) {
     if (m_xpId == nullptr) {
+        checked = false;
+        return true;
+    }
+    bool ticked = false;
+    const XPWidgetID widget = m_xpId;
+    if (!read([&ticked, widget] {
+            ticked = XPGetWidgetProperty(widget, xpProperty_ButtonState, nullptr) == 1;
+        })) {
         return false;
     }
-    bool checked = false;
-    const XPWidgetID widget = m_xpId;
-    read([&checked, widget] {
-        checked = XPGetWidgetProperty(widget, xpProperty_ButtonState, nullptr) == 1;
-    });
-    return checked;
+    checked = ticked;
+    return true;
 }
 
 void CUserInterfaceObjectXp::setCheckBox(bool checked) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <sstream>
+#include <utility>
 
 #include "CBlackbox.h"
 #include "CCheatDetector.h"
@@ -322,10 +323,16 @@ void CUserInterface::login() {
     }
     std::string user;
     std::string password;
+    bool read = false;
     {
         const std::unique_ptr<CWidgetBatch> batch = beginWidgetBatch();
-        user = m_objectManager.getText(kUserField);
-        password = m_objectManager.getText(kPasswordField);
+        read = m_objectManager.readText(kUserField, user) &&
+               m_objectManager.readText(kPasswordField, password);
+    }
+    if (!read) {
+        // The plug-in is stopping: an unread field is no empty login.
+        logger().warn("Login not tried: the login fields could not be read");
+        return;
     }
     const std::string digest = CClientInterface::md5Hex(password.data(), password.size());
     m_pClient->setLoginData(user.c_str(), digest.c_str());
@@ -355,13 +362,22 @@ void CUserInterface::login() {
 }
 
 void CUserInterface::saveOptions() {
+    // Only boxes actually read change an option: one that could not be read
+    // (the plug-in is stopping) keeps its setting, never turns "off".
+    bool allRead = true;
     {
         const std::unique_ptr<CWidgetBatch> batch = beginWidgetBatch();
-        m_bAutoLogin = m_objectManager.getCheckBox(kAutoLoginBox);
-        m_bTracker = m_objectManager.getCheckBox(kTrackerBox);
-        m_bFsMessages = m_objectManager.getCheckBox(kFsMessagesBox);
-        m_bSimpleFuel = m_objectManager.getCheckBox(kSimpleFuelBox);
-        m_bSound = m_objectManager.getCheckBox(kSoundBox);
+        const std::pair<int, bool*> options[] = {{kAutoLoginBox, &m_bAutoLogin},
+                                                 {kTrackerBox, &m_bTracker},
+                                                 {kFsMessagesBox, &m_bFsMessages},
+                                                 {kSimpleFuelBox, &m_bSimpleFuel},
+                                                 {kSoundBox, &m_bSound}};
+        for (const auto& [box, option] : options) {
+            allRead = m_objectManager.readCheckBox(box, *option) && allRead;
+        }
+    }
+    if (!allRead) {
+        logger().warn("Options not all read from the window; those unread keep their settings");
     }
     if (m_pSound != nullptr) {
         m_bSound ? m_pSound->enable() : m_pSound->disable();
@@ -579,9 +595,15 @@ void CUserInterface::endFlight() {
 }
 
 void CUserInterface::submitReport() {
-    const std::string comment = m_objectManager.getText(kCommentField);
-    setRecordText(m_pClient->m_report.Comment64,
-                  CReport::base64_encode(comment, kCommentBytes - 1));
+    std::string comment;
+    if (m_objectManager.readText(kCommentField, comment)) {
+        setRecordText(m_pClient->m_report.Comment64,
+                      CReport::base64_encode(comment, kCommentBytes - 1));
+    } else {
+        // The window is going (the plug-in stops): the report keeps the
+        // comment it had rather than an empty one.
+        logger().warn("Comment not read from the window; the report keeps the one it had");
+    }
     m_pReport->createReport();
     if (m_pReport->writeReport(false) == 1) {
         setMenuLayer(kLayerReportRoute);
