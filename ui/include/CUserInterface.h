@@ -139,6 +139,11 @@ public:
 
     // --- fuel planning ---
     void setFuelEditBox(bool loadInitial, bool readTanks);
+    // setFuelEditBox's two halves: what is read from (and loaded into) the
+    // simulator first, then the fields, which change no simulator value and
+    // so join a screen's batch whole.
+    bool prepareFuelFigures(bool loadInitial, bool readTanks);
+    void fillFuelFields();
     // Takes the entered quantities into the simulator's tanks. An entry that
     // is not a plain quantity (a word, a sign, an exponent, beyond 999999)
     // writes nothing, returns false and leaves the reason in the fuel notice.

@@ -122,6 +122,11 @@ void CUserInterface::setMenuLayer(int layer) {
         repaint();
         return;
     }
+    // A read hands over what a batch holds so far: the fuel figures are read
+    // before the screen's batch begins, so the screen appears with its
+    // fields filled, never for a frame with the figures of before.
+    const bool fuelScreen = layer == kLayerFuelTanks || layer == kLayerFuelSimple;
+    const bool figuresReady = fuelScreen && prepareFuelFigures(true, true);
     const std::unique_ptr<CWidgetBatch> batch = beginWidgetBatch();
     CUserInterfaceUtilities::hideAllObjects(m_objectManager);
     for (const tScreen& screen : kScreens) {
@@ -145,8 +150,8 @@ void CUserInterface::setMenuLayer(int layer) {
         }
         m_bFuelScreenActive = screen.fuelScreen;
     }
-    if (layer == kLayerFuelTanks || layer == kLayerFuelSimple) {
-        setFuelEditBox(true, true);
+    if (figuresReady) {
+        fillFuelFields();
     }
     repaint();
 }

@@ -1,0 +1,99 @@
+// What a pilot's hands do faster than the window changes: a second click
+// before the screen has gone, typing before the client has filled a field,
+// and a screen that must never show for a frame with the figures of before.
+#include <chrono>
+#include <map>
+#include <thread>
+#include <vector>
+
+#include "PilotAtTheWindow.h"
+
+namespace quelby_test {
+namespace {
+
+// The texts of the text fields shown on screen, by widget.
+std::map<XPWidgetID, std::string> shownFields(testbed::Simulator& simulator) {
+    std::map<XPWidgetID, std::string> fields;
+    for (const testbed::WidgetInfo& widget : simulator.widgets()) {
+        if (widget.widgetClass == 4 && simulator.isWidgetShownOnScreen(widget.id)) {
+            fields[widget.id] = widget.descriptor;
+        }
+    }
+    return fields;
+}
+
+TEST_F(PilotAtTheWindow, SecondFlyPress_beforeTheScreenHasGone_doesNotUndoTheStart) {
+    writeSettings();
+    parkAtGate();
+    loadPlugin();
+    logIn();
+    ASSERT_TRUE(waitForText("Home - News"));
+    press("Fly!");
+    ASSERT_TRUE(waitForText("Fuel Up"));
+    press("Fuel Up!");
+    ASSERT_TRUE(waitForText("Confirm Flight"));
+    press("Fly!");
+    // The pilot clicks again while "Fly!" is still drawn. Between frames the
+    // client has time to finish the first press and hand over the hiding of
+    // the button, which only the next frame carries out: a click then lands
+    // on a button that the client's screen no longer shows.
+    int presses = 1;
+    const auto until = std::chrono::steady_clock::now() + 30s;
+    while (!draws("Flying") && std::chrono::steady_clock::now() < until) {
+        sim().runFrames(1);
+        std::this_thread::sleep_for(20ms);
+        if (sim().pressButton("Fly!")) ++presses;
+    }
+    ASSERT_TRUE(draws("Flying"));
+    ASSERT_GT(presses, 1) << "no second click came before the screen changed";
+    sim().runFrames(240);
+    EXPECT_TRUE(draws("Flying")) << "a second \"Fly!\" sent the flight elsewhere";
+    EXPECT_FALSE(buttonShown("Fuel Up!"));
+    EXPECT_TRUE(logged("Press on a control the screen no longer shows ignored"));
+}
+
+TEST_F(PilotAtTheWindow, FuelScreen_showsItsFiguresInTheFrameThatShowsIt) {
+    writeSettings();
+    parkAtGate();
+    loadPlugin();
+    logIn();
+    ASSERT_TRUE(waitForText("Home - News"));
+    press("Fly!");
+    std::vector<std::map<XPWidgetID, std::string>> framesShown;
+    const auto until = std::chrono::steady_clock::now() + 30s;
+    while (framesShown.size() < 120 && std::chrono::steady_clock::now() < until) {
+        sim().runFrames(1);
+        if (buttonShown("Fuel Up!")) framesShown.push_back(shownFields(sim()));
+    }
+    ASSERT_EQ(framesShown.size(), 120u) << "the fuel screen did not stay";
+    const std::map<XPWidgetID, std::string>& settled = framesShown.back();
+    ASSERT_FALSE(settled.empty());
+    for (std::size_t frame = 0; frame < framesShown.size(); ++frame) {
+        ASSERT_EQ(framesShown[frame], settled)
+            << "frame " << frame << " of the fuel screen showed other field texts";
+    }
+}
+
+TEST_F(PilotAtTheWindow, NameTypedBeforeTheClientFillsTheField_isTheOneThatLogsIn) {
+    testbed::Pilot grounded = otherPilot(2, "grounded");
+    grounded.status = "2";
+    site.addPilot(grounded);
+    // The settings remember the demo pilot, whose name the client puts into
+    // the login fields once it has read them.
+    writeSettings();
+    // The pilot types before the first frame: whatever the client hands
+    // over for the window runs after the typing.
+    std::string error;
+    ASSERT_TRUE(sim().loadPlugin(installed, &error)) << error;
+    ASSERT_TRUE(sim().clickMenuItem("Quelby", "Show Client"));
+    type(340, 195, "grounded");
+    type(340, 220, "secret");
+    ASSERT_TRUE(waitForText("Login"));
+    sim().runFrames(60);
+    EXPECT_EQ(fieldText(340, 195), "grounded") << "the client wrote over what the pilot typed";
+    press("Login");
+    EXPECT_TRUE(waitForText("You have been supended by the Quelby Staff"));
+}
+
+}  // namespace
+}  // namespace quelby_test
