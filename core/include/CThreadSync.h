@@ -40,8 +40,8 @@ public:
 
     // Runs job on the simulator's thread after every job handed over before
     // it and waits until it has run: true once it ran; false, without
-    // running it, once shutdown() has been called. On the simulator's thread
-    // it runs at once.
+    // running it, once shutdown() has been called, and false when it threw
+    // (its text is logged). On the simulator's thread it runs at once.
     [[nodiscard]] bool runOnSimulator(const std::function<void()>& job);
     // Hands job over and returns at once; false, dropping it, once shutdown()
     // has been called. Inside a CSimulatorBatch of this thread it joins the

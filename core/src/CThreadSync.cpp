@@ -2,13 +2,60 @@
 // hand over one screen's changes as one job.
 #include "CThreadSync.h"
 
+#include <atomic>
 #include <cstdio>
+#include <exception>
+#include <string>
 #include <utility>
+
+#include "CLogger.h"
 
 namespace {
 
 // The innermost batch of this thread.
 thread_local CSimulatorBatch* t_batch = nullptr;
+
+// A job that fails every frame would fill the log: the first few say it.
+constexpr int kFailuresLogged = 20;
+std::atomic<int> g_failuresLogged{0};
+
+// Runs a job, which never throws past this: an exception's text goes to
+// failure (a job's exception must not end the frame nor the jobs after it).
+void runJob(const std::function<void()>& job, std::string& failure) noexcept {
+    try {
+        job();
+        return;
+    } catch (const std::exception& e) {
+        failure = e.what();
+    } catch (...) {
+    }
+    if (failure.empty()) {
+        failure = "unknown exception";
+    }
+}
+
+void logFailedJob(const std::string& failure) noexcept {
+    const int logged = g_failuresLogged.fetch_add(1, std::memory_order_relaxed);
+    if (logged >= kFailuresLogged) {
+        return;
+    }
+    try {
+        CLogger("CThreadSync", false)
+            .error("A job on the simulator's thread failed: " + failure +
+                   (logged + 1 == kFailuresLogged ? " (further failures are not logged)" : ""));
+    } catch (...) {
+    }
+}
+
+// Runs a job handed over without a caller waiting for it, saying so when
+// it fails.
+void runAndLog(const std::function<void()>& job) noexcept {
+    std::string failure;
+    runJob(job, failure);
+    if (!failure.empty()) {
+        logFailedJob(failure);
+    }
+}
 
 }  // namespace
 
@@ -25,9 +72,13 @@ std::uint64_t CThreadSync::enqueue(std::function<void()> job) {
 }
 
 bool CThreadSync::runOnSimulator(const std::function<void()>& job) {
+    std::string failure;
     if (isSimulatorThread()) {
-        job();
-        return true;
+        runJob(job, failure);
+        if (!failure.empty()) {
+            logFailedJob(failure);
+        }
+        return failure.empty();
     }
     // What this thread's batch holds was asked for first.
     if (CSimulatorBatch* batch = CSimulatorBatch::openFor(this)) {
@@ -35,7 +86,9 @@ bool CThreadSync::runOnSimulator(const std::function<void()>& job) {
     }
     // The caller waits here until the job has run or is dropped at shutdown,
     // so the job may refer to the caller's own variables.
-    const std::uint64_t ticket = enqueue([&job] { job(); });
+    // The failure is written before the job's ticket is marked done and
+    // read only after: the ticket's release and acquire order the two.
+    const std::uint64_t ticket = enqueue([&job, &failure] { runJob(job, failure); });
     if (ticket == 0) {
         return false;
     }
@@ -46,12 +99,21 @@ bool CThreadSync::runOnSimulator(const std::function<void()>& job) {
         // limit makes up for such a signal.
         m_doneCondition.wait_for(lock, std::chrono::milliseconds(2));
     }
-    return m_doneTicket.load(std::memory_order_acquire) >= ticket;
+    if (m_doneTicket.load(std::memory_order_acquire) < ticket) {
+        return false;
+    }
+    if (!failure.empty()) {
+        // Said on this thread: the caller learns of it, and the simulator's
+        // frame writes nothing for it.
+        logFailedJob(failure);
+        return false;
+    }
+    return true;
 }
 
 bool CThreadSync::post(std::function<void()> job) {
     if (isSimulatorThread()) {
-        job();
+        runAndLog(job);
         return true;
     }
     if (CSimulatorBatch* batch = CSimulatorBatch::openFor(this)) {
@@ -77,12 +139,9 @@ void CThreadSync::trywait() {
         std::pair<std::uint64_t, std::function<void()>> next = std::move(m_jobs.front());
         m_jobs.pop_front();
         lock.unlock();
-        try {
-            next.second();
-        } catch (...) {
-            // A job is a handful of simulator calls that do not throw; one
-            // that did must not stop the frame nor the jobs after it.
-        }
+        // A job is a handful of simulator calls that do not throw; one that
+        // did must not stop the frame nor the jobs after it.
+        runAndLog(next.second);
         ++ran;
         m_doneTicket.store(next.first, std::memory_order_release);
         // Taking the lock once, if it is free, orders this with a caller
@@ -170,9 +229,10 @@ void CSimulatorBatch::handOver() {
     jobs.swap(m_jobs);
     // An inner batch's jobs went to the outermost batch already; what is
     // left here is this batch's own.
+    // One change that fails leaves the rest of the screen to be made.
     m_pThreadSync->enqueue([jobs = std::move(jobs)] {
         for (const std::function<void()>& job : jobs) {
-            job();
+            runAndLog(job);
         }
     });
 }

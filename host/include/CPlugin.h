@@ -30,6 +30,9 @@ namespace CPlugin {
 // The client thread ends its pass within about 10 ms once the handshake is
 // shut down; only a slow operation in progress can hold it longer.
 constexpr int kStopJoinBoundMs = 2000;
+// The client thread starts again this long after a failure of its own
+// code, twice as long after each further failure, at most 64 times as long.
+constexpr int kRestartPauseMs = 1000;
 
 // The client thread's name, as the system shows it.
 constexpr const char* kClientThreadName = "quelby-client";

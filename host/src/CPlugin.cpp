@@ -5,12 +5,14 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "CCallbackGuard.h"
 #include "CClientConfig.h"
@@ -410,17 +412,53 @@ void runClient() {
         startLog();
         g_clientModule = std::make_unique<CClientModule>(theUserInterface, nullptr);
         g_pClient = g_clientModule.get();
-        // Files, the sound device and the automatic login are the client
-        // thread's: the simulator never waits for them.
-        theUserInterface.startClient();
-        while (!g_bEndClient) {
-            g_clientModule->checkMessages();
-            if (g_passHookForTests) {
-                g_passHookForTests();
-            }
-            g_clientModule->run();
-        }
     });
+    if (!g_clientModule) {
+        return;
+    }
+    // A failure of the client's own code does not leave the pilot with a
+    // window of dead buttons: the flight is kept, the client made again and
+    // the login screen says why. A client that fails again at once waits
+    // longer each time before it starts again.
+    int failures = 0;
+    bool autoLogin = true;
+    while (!g_bEndClient) {
+        bool failed = false;
+        std::string failure;
+        try {
+            // Files, the sound device and the automatic login are the client
+            // thread's: the simulator never waits for them.
+            theUserInterface.startClient(autoLogin);
+            while (!g_bEndClient) {
+                g_clientModule->checkMessages();
+                if (g_passHookForTests) {
+                    g_passHookForTests();
+                }
+                g_clientModule->run();
+            }
+        } catch (const std::exception& e) {
+            failed = true;
+            failure = e.what();
+        } catch (...) {
+            failed = true;
+        }
+        if (!failed) {
+            break;
+        }
+        if (failure.empty()) {
+            failure = "unknown exception";
+        }
+        CCallbackGuard::run(g_clientFailed, "runClient",
+                            [&] { theUserInterface.clientFailed(failure); });
+        CCallbackGuard::run(g_clientFailed, "runClient", [] { theUserInterface.stopClient(); });
+        autoLogin = false;
+        const auto pause = std::chrono::milliseconds(kRestartPauseMs << std::min(failures, 6));
+        ++failures;
+        const auto until = std::chrono::steady_clock::now() + pause;
+        while (!g_bEndClient && std::chrono::steady_clock::now() < until) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
     // Made here, so they go here, whether the loop ended or failed.
     CCallbackGuard::run(g_clientFailed, "runClient", [] { theUserInterface.stopClient(); });
 }

@@ -9,8 +9,13 @@
 #include <thread>
 #include <vector>
 
+#include <stdexcept>
+
+#include "CClientConfig.h"
+#include "CLogger.h"
 #include "CThreadSync.h"
 #include "CTimer.h"
+#include "TestSupport.h"
 #include "XPLMDataAccess.h"
 #include "XPLMDisplay.h"
 #include "testbed/Simulator.h"
@@ -148,6 +153,44 @@ TEST_F(ThreadSyncTest, Batch_isHandedOverAsOneJobAtItsEnd_andAReadInsideItSeesIt
     sim().runFrames(1);
     EXPECT_EQ(effects, (std::vector<std::string>{"hide", "text", "show", "check"}));
     EXPECT_EQ(sync.grantCount(), 3u) << "the batch's first part, the read, the batch's rest";
+}
+
+TEST_F(ThreadSyncTest, ThrowingJob_isLoggedWithItsText_itsReaderLearnsOfIt_andTheRestRun) {
+    quelby_test::ScratchFolder folder{"quelby-sync"};
+    CClientConfig::instance()->setLogPath(folder.path());
+    CLogger::resetForTests();
+    std::vector<std::string> effects;  // the simulator's thread only
+    std::atomic<bool> done{false};
+    bool readWorked = true;
+    bool laterRead = false;
+    std::thread client([&] {
+        {
+            CSimulatorBatch screen(&sync);
+            sync.post([&] { effects.push_back("hide"); });
+            sync.post([] { throw std::runtime_error("widget gone"); });
+            sync.post([&] { effects.push_back("show"); });
+        }
+        readWorked = sync.runOnSimulator([] { throw std::runtime_error("dataref gone"); });
+        laterRead = sync.runOnSimulator([&] { effects.push_back("read"); });
+        done = true;
+    });
+    ASSERT_TRUE(sim().runUntil([&] { return done.load(); }, 2000ms));
+    client.join();
+    EXPECT_FALSE(readWorked) << "a read that threw was reported as done";
+    EXPECT_TRUE(laterRead);
+    EXPECT_EQ(effects, (std::vector<std::string>{"hide", "show", "read"}))
+        << "a change that threw took the rest of its screen with it";
+    EXPECT_TRUE(sync.runOnSimulator([] {})) << "on the simulator's thread too";
+    EXPECT_FALSE(sync.runOnSimulator([] { throw 42; }));
+    const std::string log = quelby_test::readFile(folder.file("quelby_debug.txt"));
+    CClientConfig::instance()->restoreDefaults();
+    CLogger::resetForTests();
+    for (const char* text : {"widget gone", "dataref gone", "unknown exception"}) {
+        EXPECT_NE(log.find(std::string("A job on the simulator's thread failed: ") + text),
+                  std::string::npos)
+            << text << " not logged:\n"
+            << log;
+    }
 }
 
 TEST_F(ThreadSyncTest, OnTheSimulatorsThread_jobsRunAtOnce) {

@@ -1,11 +1,14 @@
 // What a pilot's hands do faster than the window changes: a second click
 // before the screen has gone, typing before the client has filled a field,
 // and a screen that must never show for a frame with the figures of before.
+#include <atomic>
 #include <chrono>
 #include <map>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
+#include "CPlugin.h"
 #include "PilotAtTheWindow.h"
 
 namespace quelby_test {
@@ -93,6 +96,52 @@ TEST_F(PilotAtTheWindow, NameTypedBeforeTheClientFillsTheField_isTheOneThatLogsI
     EXPECT_EQ(fieldText(340, 195), "grounded") << "the client wrote over what the pilot typed";
     press("Login");
     EXPECT_TRUE(waitForText("You have been supended by the Quelby Staff"));
+}
+
+// The plug-in built into this test program rather than loaded from its
+// binary, so that its client thread can be made to fail.
+class PluginInThisProgram {
+public:
+    explicit PluginInThisProgram(std::function<void()> passHook) {
+        CPlugin::setPassHookForTests(std::move(passHook));
+        char name[256], signature[256], description[256];
+        started = CPlugin::start(name, signature, description) == 1;
+    }
+    ~PluginInThisProgram() {
+        if (started) CPlugin::stop();
+        CPlugin::setPassHookForTests(nullptr);
+    }
+    bool started = false;
+};
+
+TEST_F(PilotAtTheWindow, ClientFailsInFlight_keepsTheReport_andStartsAgainAtTheLogin) {
+    writeSettings();
+    parkAtGate();
+    std::atomic<bool> failNow{false};
+    PluginInThisProgram plugin([&] {
+        if (failNow.exchange(false)) throw std::runtime_error("disk on fire");
+    });
+    ASSERT_TRUE(plugin.started);
+    ASSERT_TRUE(sim().clickMenuItem("Quelby", "Show Client"));
+    logIn();
+    startBookedFlight();
+    if (HasFatalFailure()) return;
+    model->holdAtGate(false);
+    sim().runFrames(360);  // three seconds of taxi
+
+    failNow = true;
+    ASSERT_TRUE(waitForText("The client stopped: disk on fire"));
+    EXPECT_TRUE(draws("It started again; the flight's report is kept."));
+    EXPECT_TRUE(buttonShown("Login")) << "the client did not start again at the login";
+    EXPECT_TRUE(logged("The client stopped: disk on fire"));
+    EXPECT_NE(readFile(root.file("quelby_report.ini")).find("Tarvex_Reports"), std::string::npos)
+        << "no kept report";
+
+    // The window works again: the kept flight goes up from the next login.
+    logIn();
+    press("Upload saved Report");
+    ASSERT_TRUE(waitForRequests("writereport", 1));
+    EXPECT_NE(site.requests("writereport").front().body.find("ManualUpload=1"), std::string::npos);
 }
 
 }  // namespace

@@ -124,6 +124,14 @@ public:
     virtual void buttonEvent(int id);
     // Ends the flight from outside the button flow (the cheat detector).
     virtual void abortFlight(std::string& reason);
+    // The client thread failed with this text and starts again: a flight
+    // under way is closed and kept as a kept report, the flight and the
+    // login are forgotten, and the login screen says what
+    // happened (the client starts again without its automatic login, so
+    // that the pilot reads it).
+    void clientFailed(const std::string& why);
+    // What the login screen says after a failure; empty before.
+    const std::string& getClientNotice() const { return m_clientNotice; }
     // Forgets the flight: report, flight timer, aircraft record, blackbox
     // and phase.
     void resetAllClasses();
@@ -239,6 +247,8 @@ protected:
     // A red line on the login and home screens while X-Plane's folder takes
     // no files: settings and kept reports are then lost at the stop.
     void folderNotice();
+    // The red lines on the login screen after the client failed.
+    void clientNotice();
     // The "Version" block of the version screens.
     void drawVersions();
     CLogger& logger();
@@ -270,6 +280,9 @@ private:
     void fuelUp();
     void changeLoad(int id);
     void endFlight();
+    // The end of a flight's data: on block, the last reads, the arrival
+    // penalties and the last position entry.
+    void closeFlight();
     void submitReport();
     void next();
     void uploadSavedReport();
@@ -298,6 +311,9 @@ private:
     std::string m_statusLine;
     std::string m_fuelNotice;
     std::string m_loginNotice;
+    static constexpr std::size_t kClientNoticeWhyChars = 60;
+    std::string m_clientNotice;
+    std::string m_clientNoticeMore;
 
     // The panel being composed and the one the window draws.
     std::atomic<bool> m_bRepaint{true};

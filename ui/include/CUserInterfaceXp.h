@@ -38,8 +38,9 @@ public:
     // On the client thread before its first pass: makes the subsystems (the
     // server link, the simulator interface, the sound player, the cheat
     // detector, the blackbox, the report and the phase machine, in that
-    // order), reads the settings and logs in when the pilot asked for it.
-    void startClient();
+    // order), reads the settings and logs in when the pilot asked for it
+    // and autoLogin allows it.
+    void startClient(bool autoLogin = true);
     // On the client thread after its last pass: the subsystems go.
     void stopClient();
 

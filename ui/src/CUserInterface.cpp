@@ -43,6 +43,8 @@ void CUserInterface::resetState() {
     m_flightStartS = 0.0;
     m_nFuelLoadedKg = 0;
     m_statusLine.clear();
+    m_clientNotice.clear();
+    m_clientNoticeMore.clear();
     m_units.setWeightUnit(0);
     m_composing.clear();
     {

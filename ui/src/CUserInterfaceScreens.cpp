@@ -49,6 +49,9 @@ constexpr int kNoticeX = 200;
 constexpr int kFuelNoticeY = 332;
 // Between a screen's title and its text.
 constexpr int kFolderNoticeY = 103;
+// Below the login's own notices: why the client started again.
+constexpr int kClientNoticeY = 320;
+constexpr int kNoticeLineHeight = 15;
 
 // Report pages: label and value columns, rows 20 pixels apart.
 constexpr int kReportLabelX = 215;
@@ -133,9 +136,21 @@ void CUserInterface::folderNotice() {
     setTextColor(0, 0, 0);
 }
 
+void CUserInterface::clientNotice() {
+    if (m_clientNotice.empty()) {
+        return;
+    }
+    setTextFont(kFontBody);
+    setTextColor(kFailed[0], kFailed[1], kFailed[2]);
+    textOut(kNoticeX, kClientNoticeY, m_clientNotice);
+    textOut(kNoticeX, kClientNoticeY + kNoticeLineHeight, m_clientNoticeMore);
+    setTextColor(0, 0, 0);
+}
+
 void CUserInterface::menuLogin() {
     formatText(2, "Login", 0);
     folderNotice();
+    clientNotice();
     setTextFont(kFontHead);
     setTextColor(0, 0, 0);
     textOut(270, 200, "User:");

@@ -346,6 +346,8 @@ void CUserInterface::login() {
     }
     if (loginButton != nullptr) loginButton->setStyle(0);
     m_loginNotice.clear();
+    m_clientNotice.clear();
+    m_clientNoticeMore.clear();
     repaint();
     m_bLoggedIn = true;
     m_pSimulator->connect();
@@ -572,6 +574,49 @@ void CUserInterface::changeLoad(int id) {
 }
 
 void CUserInterface::endFlight() {
+    closeFlight();
+    setMenuLayer(kLayerComment);
+}
+
+void CUserInterface::clientFailed(const std::string& why) {
+    logger().error("The client stopped: " + why);
+    const int layer = getLayer();
+    // Under way: flying, or landed and not yet reported. On the report pages
+    // the report is already uploaded or kept.
+    const bool underWay = m_bFlightStarted && m_pReport != nullptr && m_pClient != nullptr &&
+                          m_pSimulator != nullptr && m_pFlightState != nullptr &&
+                          (layer == kLayerFlying || layer == kLayerComment);
+    bool kept = false;
+    if (underWay) {
+        try {
+            if (layer == kLayerFlying) {
+                closeFlight();
+            }
+            m_pReport->createReport();
+            kept = m_pReport->createBackup() == 1;
+        } catch (const std::exception& e) {
+            logger().error(std::string("The flight's report could not be kept: ") + e.what());
+        } catch (...) {
+            logger().error("The flight's report could not be kept");
+        }
+        if (kept) {
+            logger().warn("The flight's report is kept for upload after the next login");
+        }
+    }
+    m_clientNotice = "The client stopped: " + why.substr(0, kClientNoticeWhyChars);
+    m_clientNoticeMore = std::string("It started again") +
+                         (kept ? "; the flight's report is kept." : underWay ? "; the flight is lost." : ".");
+    m_bFlightStarted = false;
+    m_bLoggedIn = false;
+    try {
+        resetAllClasses();
+        setMenuLayer(kLayerLogin);
+    } catch (...) {
+        // The subsystems are made again next; the screen follows then.
+    }
+}
+
+void CUserInterface::closeFlight() {
     tagAircraftData& data = m_pSimulator->m_aircraftData;
     m_pFlightState->set(kPhaseOnBlock);
     m_pSimulator->getEverything();
@@ -591,7 +636,6 @@ void CUserInterface::endFlight() {
                   simulatorVersionWord(m_pSimulator->getFlightSimulatorVersion()));
     m_pClient->readTimestamp();
     m_pReport->uploadPositionLog();
-    setMenuLayer(kLayerComment);
 }
 
 void CUserInterface::submitReport() {

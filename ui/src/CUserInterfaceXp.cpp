@@ -183,7 +183,7 @@ void CUserInterfaceXp::initialize(XPWidgetID window, CThreadSync* threadSync) {
     setMenuLayer(0);
 }
 
-void CUserInterfaceXp::startClient() {
+void CUserInterfaceXp::startClient(bool autoLogin) {
     const std::string dataPath = CClientConfig::instance()->getDataPath();
     m_client = std::make_unique<CClientInterface>();
     m_simulator = std::make_unique<CFlightSimulatorInterfaceUsingXpsdk>(m_pThreadSync);
@@ -207,7 +207,7 @@ void CUserInterfaceXp::startClient() {
     setSubsystems(subsystems);
     getConfig();
     repaint();
-    if (isAutoLogin()) {
+    if (autoLogin && isAutoLogin()) {
         buttonEvent(kLoginEvent);
     }
 }

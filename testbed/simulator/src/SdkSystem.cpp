@@ -97,6 +97,9 @@ std::string makeWorkingFolder(std::string* error) {
 void resetSystemServices(State& s) {
     s.enabledFeatures.clear();
     s.xplaneLog.clear();
+    // A plug-in built into the test program (not loaded) asks for them too.
+    s.systemFolder = s.rootFolder;
+    s.pluginFile.clear();
 }
 
 }  // namespace detail

@@ -284,6 +284,8 @@ void Simulator::setRootFolder(const std::string& path) {
     State& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
     s.rootFolder = fs::absolute(fs::u8path(path)).u8string();
+    // X-Plane's folder, also for a plug-in built into the test program.
+    s.systemFolder = s.rootFolder;
 }
 
 const std::string& Simulator::rootFolder() const { return state().rootFolder; }
