@@ -57,7 +57,6 @@ public:
             m_thread.join();
         }
     }
-    std::thread::native_handle_type nativeHandle() { return m_thread.native_handle(); }
 
 private:
     struct State {

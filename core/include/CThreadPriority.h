@@ -1,14 +1,19 @@
-// The client's threads as background work for the system's scheduler: they
-// never take a core from the simulator's thread when they wake, which on a
-// machine whose cores X-Plane keeps busy would stall the frame being drawn.
-// One implementation per operating system.
+// The client's threads as the system's scheduler and tools see them: as
+// background work, which never takes a core from the simulator's thread when
+// it wakes (on a machine whose cores X-Plane keeps busy that would stall the
+// frame being drawn), and by name, so that a profiler tells the client's time
+// from the simulator's. One implementation per operating system.
 //
-// Threads: the thread to lower calls it itself; threads it starts later
-// inherit it.
+// Threads: the thread to change calls it itself, as some systems let a
+// thread name only itself.
 #pragma once
 
 class CThreadPriority {
 public:
-    // False, changing nothing, where the system refuses.
+    // False, changing nothing, where the system refuses. Threads it starts
+    // later inherit it.
     static bool makeThisThreadBackground();
+    // At most 15 characters, the shortest limit among the systems. False,
+    // changing nothing, where the system refuses.
+    static bool nameThisThread(const char* name);
 };

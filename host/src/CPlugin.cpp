@@ -3,8 +3,6 @@
 // client thread.
 #include "CPlugin.h"
 
-#include <pthread.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -303,10 +301,6 @@ int start(char* outName, char* outSig, char* outDesc) {
 
     // Anything slow that start sets off runs on the client thread.
     g_pMainThread = new CJoinableThread(&CPlugin::runClient);
-    // Named so that a profiler, or a look at /proc/<pid>/task/*/comm, tells
-    // the client's time from the simulator's. Threads it starts inherit the
-    // name. At most 15 characters.
-    pthread_setname_np(g_pMainThread->nativeHandle(), kClientThreadName);
     return 1;
 }
 
@@ -402,6 +396,10 @@ void receiveMessage(XPLMPluginID fromPlugin, int message, void* param) {
 void setPassHookForTests(std::function<void()> hook) { g_passHookForTests = std::move(hook); }
 
 void runClient() {
+    // Named so that a profiler, or a look at /proc/<pid>/task/*/comm, tells
+    // the client's time from the simulator's; named from inside, as macOS
+    // has it.
+    CThreadPriority::nameThisThread(kClientThreadName);
     // Background work for the system: waking up, the client thread never
     // takes the core the simulator's thread is drawing a frame on.
     CThreadPriority::makeThisThreadBackground();

@@ -8,6 +8,7 @@
 #include <functional>
 #include <regex>
 #include <string>
+#include <thread>
 #include <tuple>
 
 #include "TestSupport.h"
@@ -130,7 +131,12 @@ TEST_F(PluginLifecycleTest, Messages_crashAndOthers_areTakenWithoutHarm) {
 
 TEST_F(PluginLifecycleTest,
        WorkRunsInAFlightLoop_noDrawCallback_andStopEndsTheClientThreadPromptly) {
-    // Threads the client starts inherit the name, hence at least one.
+    // The client thread names itself as it starts; threads it starts inherit
+    // the name, hence at least one.
+    const auto nameDeadline = std::chrono::steady_clock::now() + 5s;
+    while (clientThreads() == 0 && std::chrono::steady_clock::now() < nameDeadline) {
+        std::this_thread::sleep_for(10ms);
+    }
     EXPECT_GE(clientThreads(), 1u) << "no thread named quelby-client";
     // Draw callbacks are deprecated and not called while X-Plane draws
     // nothing; the flight loop is.
