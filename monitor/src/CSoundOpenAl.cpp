@@ -68,8 +68,11 @@ struct CSoundOpenAl::tContextScope {
 
 CSoundOpenAl::CSoundOpenAl(unsigned int* handle, const std::string& path,
                            const std::string& language)
+    // OpenAL's names on Linux, on Windows (the usual installer's and OpenAL
+    // Soft's) and on macOS (its framework).
     : CSoundOpenAl(handle, path, language,
-                   {"libopenal.so.1", "libopenal.so", "OpenAL32.dll", "soft_oal.dll"}) {}
+                   {"libopenal.so.1", "libopenal.so", "OpenAL32.dll", "soft_oal.dll",
+                    "/System/Library/Frameworks/OpenAL.framework/OpenAL"}) {}
 
 CSoundOpenAl::CSoundOpenAl(unsigned int* handle, const std::string& path,
                            const std::string& language,

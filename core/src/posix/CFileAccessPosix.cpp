@@ -1,4 +1,4 @@
-// Files on Linux (and later macOS): names are bytes, rename replaces.
+// Files on Linux and macOS: names are bytes, rename replaces.
 #include <fcntl.h>
 #include <unistd.h>
 

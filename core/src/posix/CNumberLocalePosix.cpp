@@ -1,4 +1,4 @@
-// Numbers in the "C" locale on Linux (and later macOS): a locale object of
+// Numbers in the "C" locale on Linux: a locale object of
 // its own, and uselocale for the thread's formatting.
 #include <locale.h>
 #include <stdlib.h>

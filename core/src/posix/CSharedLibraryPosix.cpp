@@ -1,4 +1,4 @@
-// Shared libraries on Linux (and later macOS): dlopen.
+// Shared libraries on Linux and macOS: dlopen.
 #include <dlfcn.h>
 
 #include "CSharedLibrary.h"
