@@ -32,6 +32,26 @@ if(WIN32)
   return()
 endif()
 
+# macOS: libcurl and the digest are macOS's own, OpenAL its framework opened
+# when the plug-in runs; pugixml is compiled in from the source that
+# tools/macos/build-deps.sh put into QUELBY_DEPS_PREFIX beside the headers of
+# the header-only libraries and of the APIs. libcurl is linked through a stub
+# of the project's own (cmake/MacosStubs.cmake).
+if(APPLE)
+  if(NOT QUELBY_DEPS_PREFIX)
+    message(FATAL_ERROR "a macOS build needs QUELBY_DEPS_PREFIX (tools/macos/build.sh sets it)")
+  endif()
+  include_directories(BEFORE SYSTEM "${QUELBY_DEPS_PREFIX}/include")
+  include("${CMAKE_CURRENT_LIST_DIR}/MacosStubs.cmake")
+  add_library(quelby_dep_sound INTERFACE)
+  add_library(Boost::headers INTERFACE IMPORTED)
+  add_library(quelby_dep_curl INTERFACE)
+  target_link_libraries(quelby_dep_curl INTERFACE "${QUELBY_LIBCURL_STUB}")
+  add_library(quelby_dep_crypto INTERFACE)
+  add_library(quelby_dep_pugixml STATIC "${QUELBY_DEPS_PREFIX}/src/pugixml.cpp")
+  return()
+endif()
+
 find_package(PkgConfig REQUIRED)
 find_path(QUELBY_OPENAL_INCLUDE AL/al.h REQUIRED)
 add_library(quelby_dep_sound INTERFACE)
