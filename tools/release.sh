@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Makes the release zip for pilots: build/release/Quelby-v<version>.zip, whose
 # Quelby/lin_x64/Quelby.xpl loads on any 64-bit Linux from glibc 2.31
-# (Debian 11, Ubuntu 20.04 and everything newer) and Quelby/win_x64/Quelby.xpl
-# on 64-bit Windows, both with nothing to install. The Windows one is
-# cross-built with MinGW-w64 (tools/windows/build.sh).
+# (Debian 11, Ubuntu 20.04 and everything newer), Quelby/win_x64/Quelby.xpl
+# on 64-bit Windows and Quelby/mac_x64/Quelby.xpl on macOS 11 and newer, Intel
+# and Apple Silicon, all with nothing to install. The Windows one is
+# cross-built with MinGW-w64 (tools/windows/build.sh), the macOS one with Zig
+# and ld64.lld (tools/macos/build.sh).
 #
 # It builds inside a Debian 11 root made with debootstrap from Debian's
 # package registry, with that release's compiler and C library; OpenSSL and
@@ -11,7 +13,9 @@
 # from Debian's source package, and the C++ runtime is linked in. OpenAL is
 # the pilot's own, opened when the plug-in runs. The root is kept in
 # $QUELBY_CACHE (default ~/.cache/quelby) under a name keyed by what goes into
-# it, so only the first run pays for it. Needs root (debootstrap, chroot).
+# it, so only the first run pays for it. Needs root (debootstrap, chroot):
+# run by another user, it runs itself again with sudo, and gives the files it
+# made in the checkout back to that user.
 #
 #   tools/release.sh           build the zip and check the binary's needs
 #   tools/release.sh --prove   also load it in a bare Debian 11 and log in
@@ -26,9 +30,27 @@ prove=0
 [ "${1:-}" = "--prove" ] && prove=1
 
 if [ "$(id -u)" -ne 0 ]; then
-  echo "tools/release.sh: needs root for debootstrap and chroot (run it with sudo)" >&2
-  exit 1
+  # The settings this script and the builds it runs read, passed on.
+  settings=()
+  for name in QUELBY_CACHE QUELBY_JOBS QUELBY_DEBIAN_MIRROR QUELBY_WINDOWS_BUILD_DIR \
+    QUELBY_MACOS_BUILD_DIR QUELBY_WEBSITE; do
+    if [ -n "${!name:-}" ]; then settings+=("$name=${!name}"); fi
+  done
+  echo "tools/release.sh: debootstrap and chroot need root; running again with sudo" >&2
+  # root's own home, so that root's files stay out of the user's cache.
+  exec sudo -H env "${settings[@]}" bash "${BASH_SOURCE[0]}" "$@"
 fi
+# Run through sudo: what lands in the checkout belongs to the one who asked.
+give_back() {
+  if [ -n "${SUDO_UID:-}" ] && [ "${SUDO_UID}" != 0 ]; then
+    local path
+    for path in "$root/build/release" "${QUELBY_WINDOWS_BUILD_DIR:-$root/build-windows}" \
+      "${QUELBY_MACOS_BUILD_DIR:-$root/build-macos}"; do
+      if [ -e "$path" ]; then chown -R "$SUDO_UID:$SUDO_GID" "$path"; fi
+    done
+    chown "$SUDO_UID:$SUDO_GID" "$root/build" 2>/dev/null || true
+  fi
+}
 command -v debootstrap >/dev/null || bash "$root/tools/setup.sh"
 
 packages="$(grep -v -E '^\s*(#|$)' "$here/build-root-packages.txt" | paste -sd, -)"
@@ -38,6 +60,8 @@ recipe="$(sha256sum <"$here/build-deps.sh" | cut -c1-12)"
 buildroot="$cache/bullseye-build-$key"
 
 source "$here/chroot.sh"
+# At the end, however it ends: chroot.sh's unmounting, then the giving back.
+trap 'chroot_unmount_all; give_back' EXIT
 
 if [ ! -f "$buildroot/.debootstrapped" ]; then
   echo "== Debian 11 build root (first run only): $buildroot"
@@ -97,15 +121,25 @@ bash "$root/tools/windows/build.sh" --target Quelby
 windll="${QUELBY_WINDOWS_BUILD_DIR:-$root/build-windows}/Quelby/win_x64/Quelby.xpl"
 bash "$root/tools/windows/check-imports.sh" "$windll"
 
-# One zip for every pilot: both binaries beside the shared data folder, in
-# X-Plane's layout for a plug-in with several platforms.
-mkdir -p "$out/unpacked/Quelby/win_x64"
+echo "== the macOS plug-in, cross-built with Zig and ld64.lld, checked as a Mac would"
+bash "$root/tools/macos/build.sh"
+macxpl="${QUELBY_MACOS_BUILD_DIR:-$root/build-macos}/Quelby/mac_x64/Quelby.xpl"
+
+# One zip for every pilot: the three binaries beside the shared data folder,
+# in X-Plane's layout for a plug-in with several platforms.
+mkdir -p "$out/unpacked/Quelby/win_x64" "$out/unpacked/Quelby/mac_x64"
 cp "$windll" "$out/unpacked/Quelby/win_x64/"
+cp "$macxpl" "$out/unpacked/Quelby/mac_x64/"
 rm -f "$zip"
 zip="$out/$(basename "$zip" -lin_x64.zip).zip"
 (cd "$out/unpacked" && cmake -E tar cf "$zip" --format=zip Quelby)
 echo "release: $zip ($(stat -c %s "$zip") bytes)"
 (cd "$out/unpacked" && find Quelby -type f | sort | sed 's/^/  /')
+
+echo "== the macOS plug-in as the zip holds it"
+mkdir -p "$out/from-zip"
+(cd "$out/from-zip" && cmake -E tar xf "$zip")
+bash "$root/tools/macos/check.sh" "$out/from-zip/Quelby/mac_x64/Quelby.xpl"
 
 if [ "$prove" -eq 1 ]; then
   bash "$here/prove-bare.sh" "$zip" "$out/testbed"
