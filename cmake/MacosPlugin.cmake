@@ -40,8 +40,10 @@ set(QUELBY_MACOS_LINK_OPTIONS -install_name Quelby.xpl -exported_symbols_list
 
 function(quelby_macos_plugin target)
   target_link_options(${target} PRIVATE ${QUELBY_MACOS_LINK_OPTIONS} "@${QUELBY_MACOS_LOOKUP}")
+  # Linked again when Zig's runtime or libSystem's stubs change too.
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${QUELBY_MACOS_EXPORTS}"
-    "${QUELBY_MACOS_LOOKUP}" "${QUELBY_LIBCURL_STUB}")
+    "${QUELBY_MACOS_LOOKUP}" "${QUELBY_LIBCURL_STUB}" ${QUELBY_MACOS_RUNTIME}
+    "${QUELBY_MACOS_LIBSYSTEM}")
 
   get_target_property(sources ${target} SOURCES)
   add_library(${target}StrictLink MODULE ${sources})
@@ -51,6 +53,7 @@ function(quelby_macos_plugin target)
   set_target_properties(${target}StrictLink PROPERTIES PREFIX "" SUFFIX ".xpl"
     OUTPUT_NAME "${target}" LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/strict-link")
   set_property(TARGET ${target}StrictLink APPEND PROPERTY LINK_DEPENDS "${QUELBY_MACOS_EXPORTS}"
-    "${QUELBY_XPLM_STUB}" "${QUELBY_XPWIDGETS_STUB}" "${QUELBY_LIBCURL_STUB}")
+    "${QUELBY_XPLM_STUB}" "${QUELBY_XPWIDGETS_STUB}" "${QUELBY_LIBCURL_STUB}"
+    ${QUELBY_MACOS_RUNTIME} "${QUELBY_MACOS_LIBSYSTEM}")
   add_custom_target(quelby-strict-link ALL DEPENDS ${target}StrictLink)
 endfunction()
