@@ -2,11 +2,11 @@
 """Two checks of tools/macos/check.sh that no LLVM tool makes.
 
   macho-check.py signature FILE
-      Fails unless every slice of FILE (thin or universal) carries a code
-      signature whose CodeDirectory hashes match the bytes: each page of the
-      signed range hashed with the directory's own hash, compared with its
-      slot, the range ending where the signature begins. Prints one line per
-      slice.
+      Fails unless every slice of FILE (thin or universal) carries an ad-hoc
+      code signature, as the linker makes it, whose CodeDirectory hashes
+      match the bytes: each page of the signed range hashed with the
+      directory's own hash, compared with its slot, the range ending where
+      the signature begins. Prints one line per slice.
   macho-check.py tbd-symbols FILE TARGET
       Prints the symbols that a text-based link stub (.tbd, version 4)
       exports or re-exports for TARGET (x86_64-macos, arm64-macos), one a
@@ -18,7 +18,6 @@ import struct
 import sys
 
 FAT_MAGIC = 0xCAFEBABE
-FAT_MAGIC_64 = 0xCAFEBABF
 MH_MAGIC_64 = 0xFEEDFACF
 LC_CODE_SIGNATURE = 0x1D
 CSMAGIC_EMBEDDED_SIGNATURE = 0xFADE0CC0
@@ -36,14 +35,11 @@ class Failure(Exception):
 def slices(data):
     """(name, bytes) of each Mach-O in data."""
     magic = struct.unpack_from(">I", data, 0)[0]
-    if magic in (FAT_MAGIC, FAT_MAGIC_64):
+    if magic == FAT_MAGIC:
         count = struct.unpack_from(">I", data, 4)[0]
         found = []
         for i in range(count):
-            if magic == FAT_MAGIC:
-                cpu, _, offset, size, _ = struct.unpack_from(">iiIII", data, 8 + 20 * i)
-            else:
-                cpu, _, offset, size, _, _ = struct.unpack_from(">iiQQII", data, 8 + 32 * i)
+            cpu, _, offset, size, _ = struct.unpack_from(">iiIII", data, 8 + 20 * i)
             if offset + size > len(data):
                 raise Failure(f"slice {i} runs past the end of the file")
             found.append((CPU_NAMES.get(cpu, hex(cpu)), data[offset:offset + size]))
@@ -109,18 +105,14 @@ def check_slice(macho):
         if got[:hash_size] != want:
             raise Failure(f"page {page} (bytes {start}-{min(start + page_size, code_limit) - 1}) "
                           f"does not match its hash")
-    # A special slot -n holds the hash of the signature's blob of type n.
-    for slot in range(1, special_slots + 1):
-        want = directory[hash_offset - slot * hash_size:hash_offset - (slot - 1) * hash_size]
-        if slot in blobs:
-            got = hashlib.new(algorithm, blobs[slot]).digest()[:hash_size]
-            if got != want:
-                raise Failure(f"special slot -{slot} does not match its blob")
-        elif want != bytes(hash_size):
-            raise Failure(f"special slot -{slot} names a blob the signature lacks")
+    # The linker's signature signs the code alone: no Info.plist, no
+    # requirements, nothing in a special slot that this check would skip.
+    if special_slots != 0:
+        raise Failure(f"{special_slots} special slots, which a linker's ad-hoc signature has not")
+    if not flags & CS_ADHOC:
+        raise Failure(f"not signed ad hoc (flags {flags:#x}), and no other signature is made here")
     identifier = directory[ident_offset:directory.index(b"\0", ident_offset)].decode()
-    kind = "ad hoc" if flags & CS_ADHOC else "not ad hoc"
-    return (f"signed {kind} as {identifier!r}: {code_slots} pages of {page_size} bytes, "
+    return (f"signed ad hoc as {identifier!r}: {code_slots} pages of {page_size} bytes, "
             f"{algorithm}, all match")
 
 

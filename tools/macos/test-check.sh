@@ -22,6 +22,9 @@ failed=0
 #                          the library's own name loaded as a library
 #   minos MAJOR            the oldest macOS in LC_BUILD_VERSION
 #   signature-byte N       the byte N bytes into the code signature, inverted
+#   directory AT BITS      the 32-bit field AT bytes into the signature's
+#                          CodeDirectory, XORed with BITS
+#   command FROM TO        the first load command FROM, made a command TO
 tamper() {
   python3 - "$xpl" "$@" <<'EOF'
 import struct, sys
@@ -61,6 +64,17 @@ elif op == "signature-byte":
     at = next(at for cmd, at in commands() if cmd == 0x1D)  # LC_CODE_SIGNATURE
     dataoff = struct.unpack_from("<I", data, at + 8)[0]
     data[offset + dataoff + int(args[0])] ^= 0xFF
+elif op == "directory":
+    at = next(at for cmd, at in commands() if cmd == 0x1D)  # LC_CODE_SIGNATURE
+    blob = offset + struct.unpack_from("<I", data, at + 8)[0]
+    count = struct.unpack_from(">I", data, blob + 8)[0]
+    directory = next(blob + struct.unpack_from(">I", data, blob + 16 + 8 * i)[0]
+                     for i in range(count) if struct.unpack_from(">I", data, blob + 12 + 8 * i)[0] == 0)
+    field = directory + int(args[0])
+    struct.pack_into(">I", data, field, struct.unpack_from(">I", data, field)[0] ^ int(args[1], 0))
+elif op == "command":
+    at = next(at for cmd, at in commands() if cmd == int(args[0], 0))
+    struct.pack_into("<I", data, at, int(args[1], 0))
 open(out, "wb").write(data)
 EOF
 }
@@ -94,6 +108,17 @@ tamper "$work/code-arm64" arm64 flip 70000
 expect "a byte of arm64 code changed" "$work/code-arm64" "page 17 (bytes 69632-73727) does not match its hash"
 tamper "$work/signature" arm64 signature-byte 0
 expect "the signature's header damaged" "$work/signature" "the signature is no embedded signature"
+# The CodeDirectory's flags, its count of page hashes and the end of what
+# it signs, as Apple's code-signing header lays them out.
+tamper "$work/adhoc" x86_64 directory 12 0x2
+expect "a signature that is not ad hoc" "$work/adhoc" "not signed ad hoc"
+tamper "$work/slots" arm64 directory 28 0x1
+expect "a page hash too few" "$work/slots" "hash slots for"
+tamper "$work/limit" x86_64 directory 32 0x1000
+expect "a signed range that leaves bytes out" "$work/limit" "the signed range ends at"
+# LC_CODE_SIGNATURE made LC_DYLIB_CODE_SIGN_DRS, a command that signs nothing.
+tamper "$work/unsigned" arm64 command 0x1D 0x2B
+expect "no signature at all" "$work/unsigned" "no code signature (LC_CODE_SIGNATURE)"
 
 llvm-lipo-14 "$xpl" -thin arm64 -output "$work/thin"
 expect "one slice alone" "$work/thin" "exactly an x86_64 and an arm64 slice"
