@@ -92,7 +92,8 @@ for arch in $archs; do
   [ "$trie" = "$entry_points" ] || fail "the export trie holds '$trie'"
 
   target="$arch-macos"
-  python3 "$checker" tbd-symbols "$libsystem" "$target" >"$work/libsystem-symbols"
+  python3 "$checker" tbd-symbols "$libsystem" "$target" >"$work/libsystem-symbols" ||
+    fail "libSystem's stubs ($libsystem) list nothing for $target"
   from_system=0 from_curl=0 looked_up=()
   while read -r name origin; do
     case "$origin" in
