@@ -223,8 +223,19 @@ public:
         if (m_window.draws("Report - Route")) {
             m_row.report = "uploaded";
             for (int page = 0; page < 3 && !m_window.draws("Home - News"); ++page) {
+                std::string title;
+                for (const char* pageTitle :
+                     {"Report - Route", "Report - Finances", "Report - Penalties"})
+                    if (m_window.draws(pageTitle)) title = pageTitle;
                 press("Next");
-                sim().runUntil([&] { return !m_window.draws("Report - Route"); }, 5s);
+                // The next page, or home through a new login, which saves the
+                // settings: on a disk that refuses them that takes a second.
+                sim().runUntil(
+                    [&] {
+                        return m_window.draws("Home - News") ||
+                               (m_window.buttonShown("Next") && !m_window.draws(title));
+                    },
+                    20s);
                 m_window.settle();
             }
         } else if (m_site.reports().size() == before + 1) {

@@ -12,6 +12,27 @@ namespace {
 
 std::string errnoText(int error) { return std::generic_category().message(error); }
 
+// Failures that may be gone a moment later: no room for the file now (a full
+// disk, a quota, a size limit), a folder or file that refuses it now, a file
+// in use.
+bool mayPass(int error) {
+    switch (error) {
+        case ENOSPC:
+        case EDQUOT:
+        case EFBIG:
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case EBUSY:
+        case ETXTBSY:
+        case EAGAIN:
+        case EINTR:
+            return true;
+        default:
+            return false;
+    }
+}
+
 bool writeAll(int fd, const std::string& data) {
     const char* next = data.data();
     std::size_t left = data.size();
@@ -58,26 +79,35 @@ std::string CFileAccess::createEmpty(const std::string& fileName) {
     return std::string();
 }
 
-std::string CFileAccess::replace(const std::string& fileName, const std::string& data) {
+std::string CFileAccess::replaceOnce(const std::string& fileName, const std::string& data,
+                                     bool& mayPassLater) {
     const std::string tempName = fileName + ".tmp";
     const int fd = ::open(tempName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0) {
-        return "cannot create " + tempName + ": " + errnoText(errno);
+        const int error = errno;
+        mayPassLater = mayPass(error);
+        return "cannot create " + tempName + ": " + errnoText(error);
     }
     std::string failure;
+    int error = 0;
     if (!writeAll(fd, data)) {
-        failure = "cannot write " + tempName + ": " + errnoText(errno);
+        error = errno;
+        failure = "cannot write " + tempName + ": " + errnoText(error);
     } else if (::fsync(fd) != 0) {
-        failure = "cannot flush " + tempName + ": " + errnoText(errno);
+        error = errno;
+        failure = "cannot flush " + tempName + ": " + errnoText(error);
     }
     if (::close(fd) != 0 && failure.empty()) {
-        failure = "cannot close " + tempName + ": " + errnoText(errno);
+        error = errno;
+        failure = "cannot close " + tempName + ": " + errnoText(error);
     }
     if (failure.empty() && ::rename(tempName.c_str(), fileName.c_str()) != 0) {
-        failure = "cannot replace it: " + errnoText(errno);
+        error = errno;
+        failure = "cannot replace it: " + errnoText(error);
     }
     if (!failure.empty()) {
         ::unlink(tempName.c_str());
+        mayPassLater = mayPass(error);
         return failure;
     }
     syncFolderOf(fileName);
