@@ -135,8 +135,9 @@ public:
     // interrupted first.
     bool isBackupReport();
     // Verifies the backup, loads its records (not the logged-in pilot) and
-    // makes the report again from them. Returns 1 when loaded, 0 when the
-    // code is wrong.
+    // makes the report again from them. The report file is read once: its
+    // code is checked and its records loaded from the same bytes. Returns 1
+    // when loaded, 0 when the code is wrong.
     int loadBackup();
     // loadBackup's work once the code matched: the records from the report
     // store, then the report made again. Returns 1, or 0 without both
@@ -183,6 +184,8 @@ public:
 
 private:
     bool finishInterruptedBackup();
+    // Whether the settings' code is the code of these bytes of a report file.
+    bool sealMatches(const std::string& fileText);
     // Keeps the report file's text that could not be saved, says so loudly
     // and returns 0.
     int keepUnsavedBackup(const std::string& fileText);

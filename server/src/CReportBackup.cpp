@@ -178,9 +178,15 @@ std::string CReport::calcBackupCode() {
 }
 
 bool CReport::checkBackupCode() {
+    return sealMatches(CIniParser::instance()->readReportFileFromDisk());
+}
+
+bool CReport::sealMatches(const std::string& fileText) {
     char stored[kCodeReadBytes] = {0};
     CIniParser::instance()->getStringFromConfig(kSection, kCodeKey, stored, sizeof(stored));
-    return calcBackupCode() == stored;
+    const std::string code = backupCodeOf(fileText);
+    std::snprintf(m_backupCode, sizeof(m_backupCode), "%s", code.c_str());
+    return code == stored;
 }
 
 bool CReport::finishInterruptedBackup() {
@@ -212,15 +218,22 @@ bool CReport::isBackupReport() {
 }
 
 int CReport::loadBackup() {
+    CIniParser* ini = CIniParser::instance();
     if (!m_unsavedBackup.empty()) {
         // Never on disk, so nobody could edit it: there is no code to check.
-        if (!CIniParser::instance()->loadReportText(m_unsavedBackup)) {
+        if (!ini->loadReportText(m_unsavedBackup)) {
             return 0;
         }
         return restoreBackup();
     }
-    if (!checkBackupCode()) {
+    // The file is read once, and the bytes whose seal is checked are the
+    // bytes loaded: a file changed after the check brings no values in.
+    const std::string fileText = ini->readReportFileFromDisk();
+    if (!sealMatches(fileText)) {
         m_pLogger->warn("Report-Backup could not be loaded. Wrong code!");
+        return 0;
+    }
+    if (!ini->loadReportText(fileText)) {
         return 0;
     }
     return restoreBackup();
