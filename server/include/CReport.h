@@ -122,9 +122,16 @@ public:
     int writeReport(bool manual);
     // Writes the backup and seals it. Returns 1, or 0 (logged) when the files
     // could not be written, in which case the previous files stay as they were
-    // and the report is kept in memory instead: offered, loaded and uploaded
-    // as a backup on disk would be, until it is deleted or the plug-in stops.
+    // and the report is held in memory instead: offered, loaded and uploaded
+    // as a backup on disk would be, until it is saved, deleted or the
+    // plug-in stops.
     int createBackup();
+    // Whether a backup waits in memory because it could not be saved.
+    bool isBackupHeldInMemory() const { return !m_unsavedBackup.empty(); }
+    // Saves and seals the backup held in memory, as createBackup would have:
+    // the pilot's "Retry", the next login and the stop. Returns 1 when it is
+    // on disk now or none was held, else 0 and it stays held.
+    int saveHeldBackup();
     // The code of the report file as it is on disk now: three characters.
     std::string calcBackupCode();
     // The code of a report file's bytes.
@@ -184,11 +191,17 @@ public:
 
 private:
     bool finishInterruptedBackup();
+    // Saves the report file's text and seals it, in the order that survives
+    // a crash at any moment; a text that cannot be saved is held in memory.
+    // Returns 1 when sealed on disk.
+    int sealBackup(const std::string& fileText);
     // Whether the settings' code is the code of these bytes of a report file.
     bool sealMatches(const std::string& fileText);
     // Keeps the report file's text that could not be saved, says so loudly
     // and returns 0.
     int keepUnsavedBackup(const std::string& fileText);
+    // The report store takes the report file's bytes on disk again.
+    void reloadReportStore();
     void writePenaltySlots() const;
     void readPenaltySlots();
 

@@ -1,8 +1,9 @@
 // quelby-faults: the real plug-in in the test-bed simulator against a
 // website that fails in each of its ways at each step of a flight, a stop
-// in the middle of saving, damaged settings, a missing data folder and a disk
-// that refuses writes. Each case runs in a process of its own, so a crash is
-// a row of the table and not the end of the suite.
+// in the middle of saving, damaged settings, a missing data folder, a disk
+// that refuses writes and a report that cannot be saved until later. Each
+// case runs in a process of its own, so a crash is a row of the table and
+// not the end of the suite.
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -295,6 +296,15 @@ public:
     void noteTrouble(std::size_t mark) {
         if (m_row.logLine.empty()) m_row.logLine = troubleSince(mark);
     }
+    // While no file may grow the debug log stays silent: X-Plane's Log.txt
+    // then tells of the trouble, in the line that holds the text.
+    void noteXPlaneLogLine(const std::string& text) {
+        std::istringstream lines(sim().xplaneLog());
+        std::string line;
+        while (m_row.logLine.empty() && std::getline(lines, line)) {
+            if (line.find(text) != std::string::npos) m_row.logLine = "Log.txt: " + line;
+        }
+    }
 
     double longestFrameMs() {
         double longest = 0.0;
@@ -453,6 +463,71 @@ public:
 private:
     rlimit m_old{};
 };
+
+const char* const kHeldNotice = "The flight report could not be saved in X-Plane's folder";
+
+// The upload fails while no file may grow: the report is held in memory,
+// and the window says so over a "Retry" button.
+// Returns the log's mark from before the flight's end.
+std::size_t endFlightWhileWritesFail(Case& c) {
+    c.start();
+    c.logIn();
+    c.fuelAndStart();
+    c.flyToTheGate();
+    c.site().injectFailure("writereport", testbed::Failure::httpError(503), 1);
+    const std::size_t mark = c.logMark();
+    const WritesRefused refused;
+    c.press("End flight");
+    if (!c.sim().runUntil(
+            [&] { return c.window().buttonShown("Retry") && c.window().draws(kHeldNotice); },
+            60s)) {
+        c.fail("no notice and \"Retry\" for the report held in memory; drew:" +
+               c.window().drawnTextsLine());
+    }
+    return mark;
+}
+
+void keptReportMustBeOnDisk(Case& c) {
+    if (readFile(c.root() / "quelby_report.ini").find("Tarvex_Reports") == std::string::npos) {
+        c.fail("the report held in memory is not on the disk");
+    }
+}
+
+void heldReportSavedByRetry(Case& c, Row& row) {
+    const std::size_t mark = endFlightWhileWritesFail(c);
+    // Writes work again; the pilot presses "Retry".
+    c.press("Retry");
+    if (!c.sim().runUntil([&] { return !c.window().buttonShown("Retry"); }, 20s)) {
+        c.fail("\"Retry\" did not save the report");
+    }
+    if (c.window().draws(kHeldNotice)) c.fail("the notice stayed after the report was saved");
+    keptReportMustBeOnDisk(c);
+    c.noteTrouble(mark);
+    c.noteXPlaneLogLine("could not be saved");
+    c.uploadKeptReport();
+    row.report = "held in memory, saved by Retry, uploaded";
+}
+
+void heldReportSavedAtStop(Case& c, Row& row) {
+    const std::size_t mark = endFlightWhileWritesFail(c);
+    // Writes work again; X-Plane quits before the pilot does anything.
+    const auto stopStart = Clock::now();
+    c.sim().unloadPlugin();
+    const double stopMs =
+        std::chrono::duration<double, std::milli>(Clock::now() - stopStart).count();
+    keptReportMustBeOnDisk(c);
+    c.noteTrouble(mark);
+    c.noteXPlaneLogLine("could not be saved");
+    c.load();
+    c.logIn();
+    if (!c.onSavedReportScreen()) c.fail("no saved report after the restart");
+    if (c.window().buttonShown("Retry")) c.fail("\"Retry\" offered for a report on disk");
+    c.uploadKeptReport();
+    row.report = "held in memory, saved at stop, uploaded after restart";
+    char stop[64];
+    std::snprintf(stop, sizeof(stop), "stop took %.0f ms", stopMs);
+    row.why = stop;
+}
 
 void diskRefusesWrites(Case& c, Row& row) {
     c.start();
@@ -650,6 +725,8 @@ int main(int argc, char** argv) {
     add("settings damaged", "garbage in quelby.ini, cut-off report", damagedSettings);
     add("data folder missing", "no blackbox.xml, no sounds", dataFolderMissing);
     add("disk refuses writes", "no file may grow", diskRefusesWrites);
+    add("report unsaved, then Retry", "no file may grow at the upload", heldReportSavedByRetry);
+    add("report unsaved, then the stop", "no file may grow at the upload", heldReportSavedAtStop);
 
     std::printf("quelby-faults: %zu cases, each in its own process\n", plan.size());
     std::vector<Row> rows;

@@ -72,6 +72,8 @@ public:
         kLayerComment = 15,
         kLayerUpdate = 16,
     };
+    // The button that saves again a report held in memory.
+    static constexpr int kRetrySaveButton = 28;
     static constexpr int kPassengerKg = 102;
     static constexpr unsigned int kWarningBox = 0x30;
     static constexpr int kTextSeconds = 10;
@@ -129,6 +131,8 @@ public:
     void resetAllClasses();
     // Reads the settings into the option flags and the options screen.
     void getConfig();
+    // At the stop, the last try to save a report held in memory.
+    void saveHeldReportAtStop();
     // Runs the phase machine and the reactions to a new phase; false only
     // when the flight has just reached its gate.
     bool checkFlightState();
@@ -234,6 +238,9 @@ protected:
     // A red line on the login and home screens while X-Plane's folder takes
     // no files: settings and kept reports are then lost at the stop.
     void folderNotice();
+    // Red lines on the login and saved-report screens while a report is held
+    // in memory, over the "Retry" button.
+    void heldReportNotice();
     // The "Version" block of the version screens.
     void drawVersions();
     CLogger& logger();
@@ -268,6 +275,7 @@ private:
     void submitReport();
     void next();
     void uploadSavedReport();
+    void retrySavingReport();
     void exitFlight();
     // Resets, shows the login screen and logs in again.
     void finish();
@@ -287,6 +295,9 @@ private:
     bool m_bFuelScreenActive = false;
     bool m_bInitialFuelLoaded = false;
     bool m_bFlightStarted = false;
+    // A report was held in memory just before this login: trying it again
+    // at once would only wait for the same failure.
+    bool m_bReportJustHeld = false;
     double m_flightStartS = 0.0;
     int m_nFuelLoadedKg = 0;
     std::array<float, 12> m_fuelledTanksKg{};

@@ -63,6 +63,7 @@ const tControl kControls[] = {
     {21, kButton, "Show saved Report", 12, 265, 240, 250, 20, 0},
     {22, kButton, "Upload saved Report", 12, 265, 270, 250, 20, 0},
     {23, kButton, "Delete saved Report", 12, 265, 300, 250, 20, 0},
+    {CUserInterface::kRetrySaveButton, kButton, "Retry", 12, 470, 330, 100, 20, 0},
     {24, kButton, "Change", 14, 445, 135, 65, 18, 0},
     {25, kButton, "Change", 14, 445, 160, 65, 18, 0},
     {26, kButton, "Change", 14, 445, 235, 65, 18, 0},
@@ -213,6 +214,7 @@ void CUserInterfaceXp::startClient() {
 }
 
 void CUserInterfaceXp::stopClient() {
+    saveHeldReportAtStop();
     setSubsystems(tSubsystems());
     m_flightState.reset();
     m_report.reset();
