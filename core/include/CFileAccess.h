@@ -21,11 +21,13 @@ public:
     // std::fopen for a UTF-8 name (a pilot's folder may hold any character).
     static std::FILE* open(const std::string& fileName, const char* mode);
     // Creates an empty file unless something is already there; an empty text
-    // on success, else why it failed.
+    // on success, else why it failed. A file it makes is its owner's alone.
     static std::string createEmpty(const std::string& fileName);
     // Writes data to fileName + ".tmp", flushes it to the disk and renames it
     // over fileName, so that a crash or a power cut leaves the old file or
-    // the new one.
+    // the new one. The new file is its owner's alone from its first byte
+    // (the settings hold the password): mode 0600 on Linux and macOS; on
+    // Windows it takes the rights of its folder.
     //
     // A failure that may pass is tried again, with growing pauses, for
     // kRetryBudgetMs in all: a virus scanner, the search indexer or a synced

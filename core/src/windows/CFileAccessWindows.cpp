@@ -1,5 +1,6 @@
 // Files on Windows: UTF-8 names become the wide names Windows takes, and the
-// replace is MoveFileEx's, written through to the disk.
+// replace is MoveFileEx's, written through to the disk. A file takes the
+// rights of its folder, which in a pilot's user folder are the pilot's.
 #include <windows.h>
 
 #include "CFileAccess.h"
