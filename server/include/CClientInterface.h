@@ -186,6 +186,9 @@ private:
     // one); a request that could not be formatted is not sent.
     int send(bool formatted, bool withCode);
     int parseAnswer();
+    // An answer as the log may show it: the login's password digest and the
+    // pilot's password, which the website sends back, are left out.
+    std::string loggableAnswer() const;
     bool appendLine(const char* line, bool header);
     // Field column of line, as text.
     const char* fieldText(const ClientDataLine& line, int column) const;

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <boost/algorithm/hex.hpp>
+#include <boost/algorithm/string/replace.hpp>
 #include <cctype>
 #include <chrono>
 #include <cstdarg>
@@ -333,6 +334,16 @@ bool CClientInterface::appendLine(const char* line, bool header) {
     return true;
 }
 
+std::string CClientInterface::loggableAnswer() const {
+    std::string answer = m_response;
+    for (const std::string& secret : {std::string(m_loginPassword), recordText(m_pilot.Password)}) {
+        if (!secret.empty()) {
+            boost::algorithm::replace_all(answer, secret, "(password)");
+        }
+    }
+    return answer;
+}
+
 int CClientInterface::parseAnswer() {
     enum State { Seeking, ResultWord, Header, Rows } state = Seeking;
     // New rows replace the earlier answer only once a header arrives; a
@@ -375,7 +386,7 @@ int CClientInterface::parseAnswer() {
                 break;
         }
     }
-    m_pLogger->error(std::string("Bad answer from website:\n") + m_response);
+    m_pLogger->error("Bad answer from website:\n" + loggableAnswer());
     return kBadData;
 }
 

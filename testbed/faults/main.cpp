@@ -1,8 +1,9 @@
 // quelby-faults: the real plug-in in the test-bed simulator against a
 // website that fails in each of its ways at each step of a flight, a stop
-// in the middle of saving, damaged settings, a missing data folder and a disk
-// that refuses writes. Each case runs in a process of its own, so a crash is
-// a row of the table and not the end of the suite.
+// in the middle of saving, damaged settings, a missing data folder, a disk
+// that refuses writes and a report that cannot be saved until later. Each
+// case runs in a process of its own, so a crash is a row of the table and
+// not the end of the suite.
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -223,8 +224,19 @@ public:
         if (m_window.draws("Report - Route")) {
             m_row.report = "uploaded";
             for (int page = 0; page < 3 && !m_window.draws("Home - News"); ++page) {
+                std::string title;
+                for (const char* pageTitle :
+                     {"Report - Route", "Report - Finances", "Report - Penalties"})
+                    if (m_window.draws(pageTitle)) title = pageTitle;
                 press("Next");
-                sim().runUntil([&] { return !m_window.draws("Report - Route"); }, 5s);
+                // The next page, or home through a new login, which saves the
+                // settings: on a disk that refuses them that takes a second.
+                sim().runUntil(
+                    [&] {
+                        return m_window.draws("Home - News") ||
+                               (m_window.buttonShown("Next") && !m_window.draws(title));
+                    },
+                    20s);
                 m_window.settle();
             }
         } else if (m_site.reports().size() == before + 1) {
@@ -283,6 +295,15 @@ public:
     }
     void noteTrouble(std::size_t mark) {
         if (m_row.logLine.empty()) m_row.logLine = troubleSince(mark);
+    }
+    // While no file may grow the debug log stays silent: X-Plane's Log.txt
+    // then tells of the trouble, in the line that holds the text.
+    void noteXPlaneLogLine(const std::string& text) {
+        std::istringstream lines(sim().xplaneLog());
+        std::string line;
+        while (m_row.logLine.empty() && std::getline(lines, line)) {
+            if (line.find(text) != std::string::npos) m_row.logLine = "Log.txt: " + line;
+        }
     }
 
     double longestFrameMs() {
@@ -443,6 +464,71 @@ private:
     rlimit m_old{};
 };
 
+const char* const kHeldNotice = "The flight report could not be saved in X-Plane's folder";
+
+// The upload fails while no file may grow: the report is held in memory,
+// and the window says so over a "Retry" button.
+// Returns the log's mark from before the flight's end.
+std::size_t endFlightWhileWritesFail(Case& c) {
+    c.start();
+    c.logIn();
+    c.fuelAndStart();
+    c.flyToTheGate();
+    c.site().injectFailure("writereport", testbed::Failure::httpError(503), 1);
+    const std::size_t mark = c.logMark();
+    const WritesRefused refused;
+    c.press("End flight");
+    if (!c.sim().runUntil(
+            [&] { return c.window().buttonShown("Retry") && c.window().draws(kHeldNotice); },
+            60s)) {
+        c.fail("no notice and \"Retry\" for the report held in memory; drew:" +
+               c.window().drawnTextsLine());
+    }
+    return mark;
+}
+
+void keptReportMustBeOnDisk(Case& c) {
+    if (readFile(c.root() / "quelby_report.ini").find("Tarvex_Reports") == std::string::npos) {
+        c.fail("the report held in memory is not on the disk");
+    }
+}
+
+void heldReportSavedByRetry(Case& c, Row& row) {
+    const std::size_t mark = endFlightWhileWritesFail(c);
+    // Writes work again; the pilot presses "Retry".
+    c.press("Retry");
+    if (!c.sim().runUntil([&] { return !c.window().buttonShown("Retry"); }, 20s)) {
+        c.fail("\"Retry\" did not save the report");
+    }
+    if (c.window().draws(kHeldNotice)) c.fail("the notice stayed after the report was saved");
+    keptReportMustBeOnDisk(c);
+    c.noteTrouble(mark);
+    c.noteXPlaneLogLine("could not be saved");
+    c.uploadKeptReport();
+    row.report = "held in memory, saved by Retry, uploaded";
+}
+
+void heldReportSavedAtStop(Case& c, Row& row) {
+    const std::size_t mark = endFlightWhileWritesFail(c);
+    // Writes work again; X-Plane quits before the pilot does anything.
+    const auto stopStart = Clock::now();
+    c.sim().unloadPlugin();
+    const double stopMs =
+        std::chrono::duration<double, std::milli>(Clock::now() - stopStart).count();
+    keptReportMustBeOnDisk(c);
+    c.noteTrouble(mark);
+    c.noteXPlaneLogLine("could not be saved");
+    c.load();
+    c.logIn();
+    if (!c.onSavedReportScreen()) c.fail("no saved report after the restart");
+    if (c.window().buttonShown("Retry")) c.fail("\"Retry\" offered for a report on disk");
+    c.uploadKeptReport();
+    row.report = "held in memory, saved at stop, uploaded after restart";
+    char stop[64];
+    std::snprintf(stop, sizeof(stop), "stop took %.0f ms", stopMs);
+    row.why = stop;
+}
+
 void diskRefusesWrites(Case& c, Row& row) {
     c.start();
     {
@@ -460,6 +546,19 @@ void diskRefusesWrites(Case& c, Row& row) {
     c.expectText("Home - News");
     if (c.logMark() <= mark) c.fail("the log stayed silent once writes worked again");
     row.logLine = "(nothing can be logged while writes fail; the log resumes after)";
+}
+
+// Whatever went wrong, the pilot's password travels only as its digest, and
+// no file holds that digest: not the log, not the kept report, not the
+// settings (which keep the password itself, for the automatic login).
+void passwordInNoFile(Case& c) {
+    // MD5 of "demo", the demo pilot's password.
+    const std::string digest = "fe01ce2a7fbac8fafaed7c982a04e229";
+    for (const auto& entry : fs::recursive_directory_iterator(c.root())) {
+        if (entry.is_regular_file() && readFile(entry.path()).find(digest) != std::string::npos) {
+            c.fail("the password's digest is in " + entry.path().string());
+        }
+    }
 }
 
 // --- running ----------------------------------------------------------------
@@ -488,6 +587,7 @@ void runCase(const Options& options, Row& row, const std::string& folder,
         try {
             Case c(options, result, folder);
             body(c, result);
+            passwordInNoFile(c);
             result.longestFrameMs = c.longestFrameMs();
             result.passed = true;
             if (options.strictFrames && result.longestFrameMs > kFrameLimitMs) {
@@ -639,6 +739,8 @@ int main(int argc, char** argv) {
     add("settings damaged", "garbage in quelby.ini, cut-off report", damagedSettings);
     add("data folder missing", "no blackbox.xml, no sounds", dataFolderMissing);
     add("disk refuses writes", "no file may grow", diskRefusesWrites);
+    add("report unsaved, then Retry", "no file may grow at the upload", heldReportSavedByRetry);
+    add("report unsaved, then the stop", "no file may grow at the upload", heldReportSavedAtStop);
 
     std::printf("quelby-faults: %zu cases, each in its own process\n", plan.size());
     std::vector<Row> rows;

@@ -6,11 +6,13 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "CClientInterface.h"
+#include "CIniParser.h"
 #include "CReport.h"
 #include "CUserInterface.h"
 #include "CUserInterfaceObject.h"
@@ -314,6 +316,55 @@ TEST_F(ScreensTest, SavedReportText_wrapsAtBlanksWithinTheTextArea) {
     EXPECT_EQ(joined,
               "Your most recent flight report could not be uploaded to the Quelby website. Please "
               "try again using the 'Upload report' button below.");
+}
+
+// A report that could not be saved is held in memory: the login and
+// saved-report screens say so in red, within the text area, and every way
+// of trying again (the "Retry" button, the next login, the stop) saves it
+// once the folder takes files again; then the notice goes.
+TEST_F(ScreensTest, ReportHeldInMemory_saidInRed_untilRetryLoginOrStopSavesIt) {
+    ui->setCharWidths(proportionalWidths());
+    // The login goes nowhere: only its try to save the report counts here.
+    client->setHost("127.0.0.1:1");
+    const quelby_test::SavePausesCounted pauses;
+    const std::string reportFile = CIniParser::instance()->getBackupReportFilename();
+    const std::string notice = "The flight report could not be saved in X-Plane's folder";
+    const struct {
+        const char* way;
+        std::function<void()> tryAgain;
+    } ways[] = {
+        {"Retry", [&] { ui->buttonEvent(CUserInterface::kRetrySaveButton); }},
+        {"the next login", [&] { ui->buttonEvent(3); }},
+        {"the stop", [&] { ui->saveHeldReportAtStop(); }},
+    };
+    for (const auto& w : ways) {
+        SCOPED_TRACE(w.way);
+        report->deleteBackup();
+        quelby_test::FileHeld held(reportFile);
+        ASSERT_EQ(report->createBackup(), 0);
+        ASSERT_TRUE(report->isBackupHeldInMemory());
+        for (int layer : {CUserInterface::kLayerSavedReport, CUserInterface::kLayerLogin}) {
+            show(layer);
+            ASSERT_TRUE(shows(notice)) << "layer " << layer;
+            for (const tPanelText& piece : texts) {
+                // The folder's own notice stands above, at its own place.
+                const bool red = piece.red == 255 && piece.green == 0;
+                if (!red || piece.text.rfind("Cannot write", 0) == 0) continue;
+                EXPECT_GE(piece.x, 210) << piece.text;
+                EXPECT_LE(piece.x + ui->textWidth(piece.text), 565) << piece.text;
+            }
+        }
+        // Still held: the report stays in memory, and so does the notice.
+        w.tryAgain();
+        EXPECT_TRUE(report->isBackupHeldInMemory());
+
+        held.release();
+        w.tryAgain();
+        EXPECT_FALSE(report->isBackupHeldInMemory());
+        EXPECT_TRUE(report->checkBackupCode());
+        show(CUserInterface::kLayerSavedReport);
+        EXPECT_FALSE(shows(notice));
+    }
 }
 
 TEST_F(ScreensTest, Checklist_namesTheFirstFailedSetting) {
