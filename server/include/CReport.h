@@ -114,6 +114,9 @@ public:
     // The tickets of the passengers at the ticket price, times the type's
     // ticket factor; not yet cut to whole units.
     static double ticketRevenue(double ticketPrice, int passengers, double typeTicketFactor);
+    // ticketRevenue cut to whole units, as the report's pages show it; a sum
+    // no int holds (an absurd price from the website) counts as 0, logged.
+    static int32_t ticketMoney(double ticketPrice, int passengers, double typeTicketFactor);
 
     // --- upload, or keep the report for later ---
 

@@ -461,7 +461,12 @@ int CClientInterface::getData(const char* key, int row, char* out, int max) {
 int CClientInterface::getData(const char* key, int row, int& out) {
     const char* value = findField(key, row);
     if (value == nullptr) return -1;
-    out = CNumberText::toInt(value);
+    int number = 0;
+    if (!CNumberText::toIntInRange(value, number)) {
+        m_pLogger->warn(std::string("Website figure ") + key + "=" + value +
+                        " is beyond an integer's range; taken as 0");
+    }
+    out = number;
     return 0;
 }
 
