@@ -83,6 +83,10 @@ public:
     // names none.
     std::string getUrl() const;
     void setLoginData(const char* user, const char* pass);
+    // Speaks to other's website as the same client (its intern_ts): a second
+    // link, for requests on a thread of their own while other serves the
+    // client thread.
+    void shareIdentity(const CClientInterface& other);
     int getSystemInfo(char* buffer, std::size_t size) const;
     const std::string& getSystemToken() const { return m_systemToken; }
     int getInternTs() const { return m_internTs; }

@@ -3,6 +3,7 @@
 // from the finished flight.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -15,6 +16,7 @@
 class CClientInterface;
 class CFlightSimulatorInterface;
 class CLogger;
+class CPendingUploads;
 
 namespace Blackbox {
 class CBlackbox;
@@ -163,8 +165,16 @@ public:
     // Takes one position entry and sends it when it should go now; otherwise
     // (or when sending fails) keeps it for after the report. Returns 1 when sent.
     int uploadPositionLog();
-    // Sends every kept entry once, in order, with the number it was given.
+    // Sends every kept entry once, in order, with the number it was given,
+    // on the calling thread.
     void uploadFailedPositionLogs();
+    // What follows an uploaded report, its kept entries and the recorder's
+    // event log, goes up on a thread of its own (CPendingUploads); what the
+    // website did not take waits in "quelby_pending.ini". At a contact with
+    // the website, resumePendingUploads() sends what an earlier series left.
+    void resumePendingUploads();
+    std::size_t countPendingUploads();
+    bool waitForPendingUploads(std::chrono::milliseconds limit);
     // At flight start: the website drops the flight's position log, the kept
     // entries go and numbering starts again at 0.
     void resetPositionLog();
@@ -186,6 +196,10 @@ public:
 
 private:
     bool finishInterruptedBackup();
+    // Hands the kept entries and the recorder's events of a flight whose
+    // report the website took to the pending uploads.
+    void uploadAfterReport();
+    CPendingUploads& pendingUploads();
     // Keeps the report file's text that could not be saved, says so loudly
     // and returns 0.
     int keepUnsavedBackup(const std::string& fileText);
@@ -212,4 +226,6 @@ private:
     std::vector<tquelby_position_logs> m_failedPositionLogs;
     int m_nextPositionId = 0;
     int m_trackerFailures = 0;
+    // Made at first use; gone first, its series saved and ended.
+    std::unique_ptr<CPendingUploads> m_pendingUploads;
 };

@@ -211,6 +211,12 @@ void CClientInterface::setLoginData(const char* user, const char* pass) {
     std::snprintf(m_loginPassword, sizeof(m_loginPassword), "%s", pass != nullptr ? pass : "");
 }
 
+void CClientInterface::shareIdentity(const CClientInterface& other) {
+    m_host = other.m_host;
+    m_internTs = other.m_internTs;
+    m_systemToken = other.m_systemToken;
+}
+
 int CClientInterface::getSystemInfo(char* buffer, std::size_t size) const {
     if (buffer != nullptr && size > 0) {
         std::snprintf(buffer, size, "%s", m_systemToken.c_str());
