@@ -1,14 +1,17 @@
 // Windows: the proxy set in Windows' own settings unless the environment
 // names one, and certificate revocation checked only as far as the
 // revocation servers can be reached.
+// First: libcurl's header brings winsock2.h, which must precede windows.h.
+#include "../CHttpSystem.h"
+// clang-format off
 #include <windows.h>
 // After windows.h, which it needs.
 #include <winhttp.h>
+// clang-format on
 
 #include <string>
 
-#include "../CHttpSystem.h"
-#include "../CSystemProxy.h"
+#include "CSystemProxy.h"
 
 namespace {
 
