@@ -49,7 +49,6 @@ public:
 
     // Entries and events not yet delivered.
     std::size_t countPending() const;
-    bool isSending() const;
     // Waits until no series is under way; false when one still is after limit.
     bool waitUntilIdle(std::chrono::milliseconds limit) const;
 

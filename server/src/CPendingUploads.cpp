@@ -367,11 +367,6 @@ std::size_t CPendingUploads::countPending() const {
     return m_state->pendingLocked();
 }
 
-bool CPendingUploads::isSending() const {
-    std::lock_guard<std::mutex> lock(m_state->mutex);
-    return m_state->sending;
-}
-
 bool CPendingUploads::waitUntilIdle(std::chrono::milliseconds limit) const {
     std::unique_lock<std::mutex> lock(m_state->mutex);
     return m_state->idle.wait_for(lock, limit, [&] { return !m_state->sending; });
