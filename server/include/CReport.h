@@ -3,6 +3,7 @@
 // from the finished flight.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -15,6 +16,7 @@
 class CClientInterface;
 class CFlightSimulatorInterface;
 class CLogger;
+class CPendingUploads;
 
 namespace Blackbox {
 class CBlackbox;
@@ -114,6 +116,9 @@ public:
     // The tickets of the passengers at the ticket price, times the type's
     // ticket factor; not yet cut to whole units.
     static double ticketRevenue(double ticketPrice, int passengers, double typeTicketFactor);
+    // ticketRevenue cut to whole units, as the report's pages show it; a sum
+    // no int holds (an absurd price from the website) counts as 0, logged.
+    static int32_t ticketMoney(double ticketPrice, int passengers, double typeTicketFactor);
 
     // --- upload, or keep the report for later ---
 
@@ -174,8 +179,16 @@ public:
     // Takes one position entry and sends it when it should go now; otherwise
     // (or when sending fails) keeps it for after the report. Returns 1 when sent.
     int uploadPositionLog();
-    // Sends every kept entry once, in order, with the number it was given.
+    // Sends every kept entry once, in order, with the number it was given,
+    // on the calling thread.
     void uploadFailedPositionLogs();
+    // What follows an uploaded report, its kept entries and the recorder's
+    // event log, goes up on a thread of its own (CPendingUploads); what the
+    // website did not take waits in "quelby_pending.ini". At a contact with
+    // the website, resumePendingUploads() sends what an earlier series left.
+    void resumePendingUploads();
+    std::size_t countPendingUploads();
+    bool waitForPendingUploads(std::chrono::milliseconds limit);
     // At flight start: the website drops the flight's position log, the kept
     // entries go and numbering starts again at 0.
     void resetPositionLog();
@@ -203,6 +216,10 @@ private:
     int sealBackup(const std::string& fileText);
     // Whether the settings' code is the code of these bytes of a report file.
     bool sealMatches(const std::string& fileText);
+    // Hands the kept entries and the recorder's events of a flight whose
+    // report the website took to the pending uploads.
+    void uploadAfterReport();
+    CPendingUploads& pendingUploads();
     // Keeps the report file's text that could not be saved, says so loudly
     // and returns 0.
     int keepUnsavedBackup(const std::string& fileText);
@@ -231,4 +248,6 @@ private:
     std::vector<tquelby_position_logs> m_failedPositionLogs;
     int m_nextPositionId = 0;
     int m_trackerFailures = 0;
+    // Made at first use; gone first, its series saved and ended.
+    std::unique_ptr<CPendingUploads> m_pendingUploads;
 };

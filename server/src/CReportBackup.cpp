@@ -66,11 +66,9 @@ int CReport::writeReport(bool manual) {
         return 0;
     }
     if (m_pClient->writeReport(manual) == 1) {
-        uploadFailedPositionLogs();
-        // The website files the events under the report id it just gave.
-        if (m_pBlackbox != nullptr) {
-            m_pBlackbox->uploadLog();
-        }
+        // The website files the entries and events under the report id it
+        // just gave; they follow on a thread of their own.
+        uploadAfterReport();
         m_pLogger->debug("Report uploaded successfully.");
         return 1;
     }

@@ -380,6 +380,134 @@ void websiteFailsDuringTheFlight(Case& c, Row&, const testbed::Failure& failure)
     c.noteTrouble(mark);
 }
 
+// The website takes the report and then goes silent: every position entry
+// and event after it is held unanswered. The window shows the report pages
+// at once and answers each press while the entries wait; the series stops
+// at its first failure, and the next run's login sends what it kept, each
+// entry once.
+void websiteSilentAfterTheReport(Case& c, Row& row) {
+    using Ms = std::chrono::duration<double, std::milli>;
+    c.start();
+    // Longer than the plug-in's own low-speed limit: the plug-in gives up first.
+    c.site().setNoAnswerLimit(60s);
+    c.logIn();
+    c.fuelAndStart();
+    c.flyToTheGate();
+    for (const char* function : {"writepositionlog", "writeeventlog"}) {
+        c.site().injectFailure(function, testbed::Failure::noAnswer());
+    }
+    const std::size_t mark = c.logMark();
+    const std::size_t sentBefore =
+        c.site().requests("writepositionlog").size() + c.site().requests("writeeventlog").size();
+    const auto pressed = Clock::now();
+    c.press("End flight");
+    if (!c.sim().runUntil([&] { return c.window().draws("Report - Route"); }, 10s)) {
+        c.fail("no report pages within 10 s of End flight; drew:" + c.window().drawnTextsLine());
+    }
+    const double waitedMs = Ms(Clock::now() - pressed).count();
+    if (c.site().reports().empty()) c.fail("the website holds no report");
+    // Each page answers its press while the series waits on the website,
+    // and "Exit" closes the window.
+    double slowestPressMs = 0.0;
+    for (const char* next : {"Report - Finances", "Home - News"}) {
+        c.press("Next");
+        const auto at = Clock::now();
+        if (!c.sim().runUntil([&] { return c.window().draws(next); }, 2s)) {
+            c.fail(std::string("\"") + next +
+                   "\" not within 2 s of Next; drew:" + c.window().drawnTextsLine());
+        }
+        slowestPressMs = std::max(slowestPressMs, Ms(Clock::now() - at).count());
+    }
+    c.press("Exit");
+    const auto exited = Clock::now();
+    if (!c.sim().runUntil([&] { return !c.window().draws("Home - News"); }, 2s)) {
+        c.fail("the window stayed after Exit");
+    }
+    slowestPressMs = std::max(slowestPressMs, Ms(Clock::now() - exited).count());
+    // The series meets the silent website once and stops.
+    const auto waiting = [&] {
+        return readFile(c.root() / "quelby_debug.txt").find("wait for the next contact", mark) !=
+               std::string::npos;
+    };
+    if (!c.sim().runUntil(waiting, 60s)) c.fail("the series never gave up on the silent website");
+    const std::size_t tried = c.site().requests("writepositionlog").size() +
+                              c.site().requests("writeeventlog").size() - sentBefore;
+    if (tried != 1) c.fail(std::to_string(tried) + " requests met the silent website, not 1");
+    if (!fs::exists(c.root() / "quelby_pending.ini")) c.fail("nothing was kept for later");
+    c.noteTrouble(mark);
+
+    // The next run's login sends what was kept.
+    c.site().clearFailures();
+    const std::size_t positionsBefore = c.site().requests("writepositionlog").size();
+    const std::size_t eventsBefore = c.site().requests("writeeventlog").size();
+    c.sim().unloadPlugin();
+    c.load();
+    c.logIn();
+    if (!c.sim().runUntil([&] { return !fs::exists(c.root() / "quelby_pending.ini"); }, 30s)) {
+        c.fail("the kept entries did not go up at the next login");
+    }
+    c.sim().runFrames(30);
+    const std::size_t positions = c.site().requests("writepositionlog").size() - positionsBefore;
+    const std::size_t events = c.site().requests("writeeventlog").size() - eventsBefore;
+    const std::string reportId = c.site().reports().back().at("ReportId");
+    std::size_t storedEvents = 0;
+    for (const testbed::Record& event : c.site().eventLogs()) {
+        storedEvents += event.at("reportid") == reportId ? 1 : 0;
+    }
+    if (storedEvents != events) {
+        c.fail(std::to_string(storedEvents) + " events stored for " + std::to_string(events) +
+               " sent: one went twice or got lost");
+    }
+    if (positions + events == 0) c.fail("nothing was delivered later");
+    row.report = "uploaded; " + std::to_string(positions) + " entries and " +
+                 std::to_string(events) + " events sent at the next login";
+    char figures[160];
+    std::snprintf(figures, sizeof(figures),
+                  "window waited %.0f ms for the report pages, a press at most %.0f ms", waitedMs,
+                  slowestPressMs);
+    row.why = figures;
+}
+
+// The website goes silent for every request at the end of the flight: the
+// report cannot go up and is kept, and the login after it fails too. Each
+// request gives up at the plug-in's low-speed limit, not at its whole
+// time-out.
+void websiteSilentAtTheEnd(Case& c, Row& row) {
+    using Seconds = std::chrono::duration<double>;
+    c.start();
+    c.site().setNoAnswerLimit(90s);
+    c.logIn();
+    c.fuelAndStart();
+    c.flyToTheGate();
+    c.site().injectFailure("", testbed::Failure::noAnswer());
+    const std::size_t mark = c.logMark();
+    const std::size_t before = c.site().requests().size();
+    const auto pressed = Clock::now();
+    c.press("End flight");
+    // The report's connection check fails, the report is kept, and the
+    // login after it fails as well.
+    if (!c.sim().runUntil([&] { return c.window().draws("No connection to the website."); },
+                          240s)) {
+        c.fail("the kept report and the login did not give up within 240 s; drew:" +
+               c.window().drawnTextsLine());
+    }
+    const double waitedS = Seconds(Clock::now() - pressed).count();
+    const std::size_t silent = c.site().requests().size() - before;
+    if (readFile(c.root() / "quelby_report.ini").find("Tarvex_Reports") == std::string::npos) {
+        c.fail("the report was not kept");
+    }
+    c.noteTrouble(mark);
+    c.site().clearFailures();
+    c.logIn();
+    if (!c.onSavedReportScreen()) c.fail("no saved report at the next login");
+    c.uploadKeptReport();
+    row.report = "kept, uploaded later";
+    char figures[160];
+    std::snprintf(figures, sizeof(figures), "window waited %.1f s for %zu silent requests", waitedS,
+                  silent);
+    row.why = figures;
+}
+
 void stopWhileSaving(Case& c, Row& row) {
     c.start();
     c.logIn();
@@ -735,6 +863,10 @@ int main(int argc, char** argv) {
         add("website at start, in flight, at upload", kind.name,
             [failure](Case& c, Row& row) { websiteFailsDuringTheFlight(c, row, failure); });
     }
+    add("website silent after the report", "no answer to entries and events",
+        websiteSilentAfterTheReport);
+    add("website silent at the end of the flight", "no answer to any request",
+        websiteSilentAtTheEnd);
     add("plug-in stopped while saving", "stop during the upload", stopWhileSaving);
     add("settings damaged", "garbage in quelby.ini, cut-off report", damagedSettings);
     add("data folder missing", "no blackbox.xml, no sounds", dataFolderMissing);

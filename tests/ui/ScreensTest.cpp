@@ -130,21 +130,24 @@ TEST_F(ScreensTest, FinancesPage_showsTheReportsAmounts) {
     const struct {
         int unit;
         double ticketFactor;
+        const char* ticketPrice;
+        const char* cargoKg;
         const char* tickets;
         const char* fuelAmount;
         const char* cargoAmount;
     } cases[] = {
-        {0, 1.2, "18000 v$", "1000 kg", "3000 kg"},
-        {0, 0.0, "15000 v$", "1000 kg", "3000 kg"},  // no factor counts as 1
-        {1, 1.2, "18000 v$", "2204 lbs", "6613 lbs"},
+        {0, 1.2, "150", "3000", "18000 v$", "1000 kg", "3000 kg"},
+        {0, 0.0, "150", "3000", "15000 v$", "1000 kg", "3000 kg"},  // no factor counts as 1
+        {1, 1.2, "150", "3000", "18000 v$", "2204 lbs", "6613 lbs"},
+        // Figures from the website that no int holds once multiplied: no
+        // undefined conversion, the nearest figure or 0.
+        {1, 1.2, "1e12", "2000000000", "0 v$", "2204 lbs", "2147483647 lbs"},
     };
     tTarvex_Reports& r = client->m_report;
     setRecordText(r.Fuel_Bought, "1000");
     setRecordText(r.Fuelprice, "1.25");
-    setRecordText(r.Ticket, "150");
     setRecordText(r.PAX, "100");
     setRecordText(r.Cargo, "2500");
-    setRecordText(r.Cargo_kg, "3000");
     setRecordText(r.Multiplier, "2");
     r.Crew = 600;
     r.Bonus = 1234;
@@ -155,6 +158,8 @@ TEST_F(ScreensTest, FinancesPage_showsTheReportsAmounts) {
         SCOPED_TRACE(c.tickets);
         ui->getUnits().setWeightUnit(c.unit);
         client->m_aircraftType.Ticket = c.ticketFactor;
+        setRecordText(r.Ticket, c.ticketPrice);
+        setRecordText(r.Cargo_kg, c.cargoKg);
         show(CUserInterface::kLayerReportFinances);
         EXPECT_EQ(at(385, 120).text, "-1542 v$");  // 1000 kg at 1.25 v$ per litre
         EXPECT_TRUE(at(385, 120).rightAligned);

@@ -451,8 +451,8 @@ void CUserInterface::menuReportFinances() {
 
     // The report's Ticket is the route's price, 0 for a flight that did not
     // earn (a diversion or a crash).
-    const int tickets = static_cast<int>(CReport::ticketRevenue(
-        recordDouble(report.Ticket), recordInt(report.PAX), client.m_aircraftType.Ticket));
+    const int tickets = CReport::ticketMoney(recordDouble(report.Ticket), recordInt(report.PAX),
+                                             client.m_aircraftType.Ticket);
     label(1, "Tickets:");
     amount(1, formatted("%d v$", tickets));
 

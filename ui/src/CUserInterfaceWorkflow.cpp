@@ -372,6 +372,9 @@ void CUserInterface::login() {
     m_units.setWeightUnit(std::memcmp(m_pClient->m_pilot.WeightUnit, "lbs", 4) == 0 ? 1 : 0);
     setMenuLayer(m_pReport->isBackupReport() ? kLayerSavedReport : kLayerHome);
     repaint();
+    // The website answers again: what followed an earlier report and did
+    // not get through goes up now, on a thread of its own.
+    m_pReport->resumePendingUploads();
 }
 
 void CUserInterface::saveOptions() {
