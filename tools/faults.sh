@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the plug-in and the fault suite, then runs the suite: the website
 # failing in each of its ways at each step of a flight, a stop while saving,
-# damaged settings, a missing data folder and refused writes.
+# damaged settings, a missing data folder, refused writes and a report that
+# cannot be saved until later.
 #   tools/faults.sh --short          the CI subset
 #   tools/faults.sh --strict-frames  a frame over 2 ms fails its case
 set -euo pipefail

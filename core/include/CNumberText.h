@@ -11,6 +11,10 @@ namespace CNumberText {
 
 double toDouble(const char* text);
 int toInt(const char* text);
+// The whole number at the start of text, read as toInt reads it; false, out
+// untouched, when that number lies beyond int's range (where toInt gives the
+// nearest bound and atoi is undefined).
+bool toIntInRange(const char* text, int& out);
 
 // The whole text as one decimal number ("250", "-0.5", "+1e3"), in the "C"
 // locale, or false with value untouched: nothing may stand around it, not

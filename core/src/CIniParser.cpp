@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/format.hpp>
 #include <cerrno>
 #include <cstdint>
@@ -384,10 +385,17 @@ bool CIniParser::storeEntry(CSimpleIniA& store, const std::string& section, cons
 
 namespace {
 
+// The settings keep the pilot's password for the automatic login; the log,
+// which pilots send with support requests, never shows it. Keys are compared
+// as the store compares them, whatever their case.
+std::string loggableValue(const std::string& key, const std::string& value) {
+    return boost::algorithm::iequals(key, "Password") ? std::string("(not logged)") : value;
+}
+
 std::string stringFailure(const char* file, const std::string& section, const std::string& key,
                           const std::string& value) {
     return (boost::format("Could not write string to %s INI-file! (Section:%s Key:%s String:%s)") %
-            file % section % key % value)
+            file % section % key % loggableValue(key, value))
         .str();
 }
 

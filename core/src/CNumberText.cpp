@@ -1,9 +1,12 @@
 // Locale-independent atoi/atof.
 #include "CNumberText.h"
 
+#include <cctype>
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <string>
 
 #include "CNumberLocale.h"
@@ -29,6 +32,28 @@ int toInt(const char* text) {
         return INT_MIN;
     }
     return static_cast<int>(value);
+}
+
+bool toIntInRange(const char* text, int& out) {
+    if (text == nullptr) {
+        out = 0;
+        return true;
+    }
+    // Leading blanks and a plus sign, as atoi takes them; from_chars takes
+    // neither, and reads digits the same in every locale.
+    while (std::isspace(static_cast<unsigned char>(*text))) {
+        ++text;
+    }
+    if (*text == '+' && text[1] != '-') {
+        ++text;
+    }
+    int value = 0;
+    const auto [end, error] = std::from_chars(text, text + std::strlen(text), value);
+    if (error == std::errc::result_out_of_range) {
+        return false;
+    }
+    out = end == text ? 0 : value;
+    return true;
 }
 
 bool toDoubleWhole(std::string_view text, double& value) {

@@ -374,9 +374,10 @@ void stop() {
     g_pThreadSync = nullptr;
     // The settings and the INI store were made by the client thread, which
     // is gone: a plug-in started again reads its files afresh, and one that
-    // is unloaded leaves nothing behind in the simulator's memory.
-    // The store goes first: its end may log, and a log line asks the
-    // settings for the log's folder.
+    // is unloaded leaves nothing behind in the simulator's memory. The
+    // client thread ended the store, with its last save; a store left only
+    // by a client thread that never got that far goes here. It goes first:
+    // its end may log, and a log line asks the settings for the log's folder.
     CIniParser::destroyInstance();
     CClientConfig::destroyInstance();
 }
@@ -457,8 +458,13 @@ void runClient() {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
     }
-    // Made here, so they go here, whether the loop ended or failed.
-    CCallbackGuard::run(g_clientFailed, "runClient", [] { theUserInterface.stopClient(); });
+    // Made here, so they go here, whether the loop ended or failed. The
+    // settings' last save goes with them: a save may wait for a file that
+    // another program holds, which the simulator's thread never does.
+    CCallbackGuard::run(g_clientFailed, "runClient", [] {
+        theUserInterface.stopClient();
+        CIniParser::destroyInstance();
+    });
 }
 
 }  // namespace CPlugin

@@ -43,7 +43,9 @@ public:
     bool isPathSet() const { return m_bPathSet; }
 
 protected:
-    // Where a sound played by name lies (see play()).
+    // Where a sound played by name lies (see play()), or "" (logged) for a
+    // name that would lead out of the sound folder: an absolute one, or one
+    // with a ".." in it. The rule file names sounds, and anyone may edit it.
     std::string fileFor(const std::string& name, bool common) const;
 
     std::unique_ptr<CLogger> m_pLogger;

@@ -16,8 +16,9 @@ struct tWaveData {
     std::vector<char> samples;
 };
 
-// Threads: any. False with why it was refused: no file, too large, not a
-// RIFF/WAVE file, no "fmt " or "data" chunk, or a format OpenAL cannot play.
+// Threads: any. False with why it was refused: no file, not a regular file
+// (a device or a pipe), too large (reading stops there), not a RIFF/WAVE
+// file, no "fmt " or "data" chunk, or a format OpenAL cannot play.
 // A data chunk cut short by a damaged file gives the frames that are there.
 bool parseWave(const std::string& bytes, tWaveData& out, std::string& why);
 bool readWaveFile(const std::string& path, tWaveData& out, std::string& why);

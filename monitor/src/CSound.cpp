@@ -2,6 +2,8 @@
 // the messages they log.
 #include "CSound.h"
 
+#include <filesystem>
+
 #include "CLogger.h"
 
 CSound::CSound(unsigned int* handle)
@@ -29,6 +31,17 @@ const char* CSound::interfaceSoundFile(unsigned int id) {
 }
 
 std::string CSound::fileFor(const std::string& name, bool common) const {
+    // A name is a path inside the sound folder, in any of the system's forms.
+    const std::filesystem::path relative = std::filesystem::u8path(name);
+    bool inside = !name.empty() && !relative.has_root_name() && !relative.has_root_directory();
+    for (const std::filesystem::path& part : relative) {
+        inside = inside && part != "..";
+    }
+    if (!inside) {
+        m_pLogger->error("load wav: sound \"" + name +
+                         "\" refused: sounds are taken from the sound folder only");
+        return std::string();
+    }
     return common ? m_path + "/" + name : m_path + "/" + m_language + "/" + name;
 }
 

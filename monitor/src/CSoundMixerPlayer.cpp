@@ -50,7 +50,11 @@ void CSoundMixerPlayer::play(const std::string& name, bool common) {
         if (m_pMixer == nullptr) {
             return;
         }
-        if (std::shared_ptr<const tPcmSound> sound = load(fileFor(name, common))) {
+        const std::string file = fileFor(name, common);
+        if (file.empty()) {
+            return;
+        }
+        if (std::shared_ptr<const tPcmSound> sound = load(file)) {
             m_pMixer->play(std::move(sound));
         }
     } catch (...) {

@@ -281,6 +281,9 @@ void CSoundOpenAl::play(unsigned int id) {
 void CSoundOpenAl::play(const std::string& name, bool common) {
     try {
         const std::string file = fileFor(name, common);
+        if (file.empty()) {
+            return;
+        }
         if (!m_bDevice) {
             m_pLogger->error("load wav: no sound device for " + file);
             return;

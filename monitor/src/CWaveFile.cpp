@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <system_error>
 
 namespace {
 
@@ -75,20 +75,36 @@ bool parseWave(const std::string& bytes, tWaveData& out, std::string& why) {
 
 bool readWaveFile(const std::string& path, tWaveData& out, std::string& why) {
     // Paths are UTF-8 on every system.
-    std::ifstream file(std::filesystem::u8path(path), std::ios::binary);
-    if (!file) {
+    const std::filesystem::path file = std::filesystem::u8path(path);
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(file, error);
+    if (status.type() == std::filesystem::file_type::not_found) {
         why = "Failed to open file";
         return false;
     }
-    file.seekg(0, std::ios::end);
-    const std::streamoff size = file.tellg();
-    if (size < 0 || static_cast<std::size_t>(size) > kMaxFileBytes) {
+    // A device or a pipe would never end, or never begin: opening a pipe
+    // waits for a writer.
+    if (!std::filesystem::is_regular_file(status)) {
+        why = "not a regular file";
+        return false;
+    }
+    std::ifstream in(file, std::ios::binary);
+    if (!in) {
+        why = "Failed to open file";
+        return false;
+    }
+    // Read up to one byte beyond the limit, whatever size the file claims or
+    // grows to while it is read.
+    std::string bytes;
+    char block[65536];
+    while (in && bytes.size() <= kMaxFileBytes) {
+        in.read(block, sizeof(block));
+        bytes.append(block, static_cast<std::size_t>(in.gcount()));
+    }
+    if (bytes.size() > kMaxFileBytes) {
         why = "file too large for a sound";
         return false;
     }
-    file.seekg(0);
-    const std::string bytes((std::istreambuf_iterator<char>(file)),
-                            std::istreambuf_iterator<char>());
     return parseWave(bytes, out, why);
 }
 

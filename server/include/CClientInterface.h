@@ -64,6 +64,11 @@ public:
     static constexpr int kResponseBytes = 4096;
     static constexpr int kRequestBytes = 16384;
     static constexpr long kTimeoutSeconds = 60;
+    // A website that does not take the connection within the connect
+    // time-out, or sends less than a byte a second for the low-speed time,
+    // fails the request long before its whole time-out.
+    static constexpr long kConnectTimeoutSeconds = 10;
+    static constexpr long kLowSpeedSeconds = 15;
 
     CClientInterface();
     ~CClientInterface() override;
@@ -73,10 +78,15 @@ public:
     // --- transport ---
     void setHost(const std::string& host);
     const std::string& getHost() const { return m_host; }
-    // The script's address: the host (with its scheme and port if it has
-    // them) followed by the script path.
+    // The script's address: the host with its port if it has one, followed
+    // by the script path; its scheme in lower case, "http://" when the host
+    // names none.
     std::string getUrl() const;
     void setLoginData(const char* user, const char* pass);
+    // Speaks to other's website as the same client (its intern_ts): a second
+    // link, for requests on a thread of their own while other serves the
+    // client thread.
+    void shareIdentity(const CClientInterface& other);
     int getSystemInfo(char* buffer, std::size_t size) const;
     const std::string& getSystemToken() const { return m_systemToken; }
     int getInternTs() const { return m_internTs; }
@@ -110,6 +120,9 @@ public:
     // the plug-in calls it while stopping, so that no web request can hold
     // the simulator's stop for its whole time-out.
     static void abortTransfers(bool abort);
+    // Shorter waits for a silent website, so that tests need not sit out the
+    // real ones; (kConnectTimeoutSeconds * 1000, kLowSpeedSeconds) restores them.
+    static void setStallLimitsForTests(long connectTimeoutMs, long lowSpeedSeconds);
     // Waits until every "writelog" thread has ended; with transfers aborted
     // that takes a moment. The plug-in calls it while stopping, after the
     // client thread has ended: code of an unloaded plug-in must not run.
@@ -186,6 +199,9 @@ private:
     // one); a request that could not be formatted is not sent.
     int send(bool formatted, bool withCode);
     int parseAnswer();
+    // An answer as the log may show it: the login's password digest and the
+    // pilot's password, which the website sends back, are left out.
+    std::string loggableAnswer() const;
     bool appendLine(const char* line, bool header);
     // Field column of line, as text.
     const char* fieldText(const ClientDataLine& line, int column) const;

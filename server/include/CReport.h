@@ -3,6 +3,7 @@
 // from the finished flight.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -15,6 +16,7 @@
 class CClientInterface;
 class CFlightSimulatorInterface;
 class CLogger;
+class CPendingUploads;
 
 namespace Blackbox {
 class CBlackbox;
@@ -114,6 +116,9 @@ public:
     // The tickets of the passengers at the ticket price, times the type's
     // ticket factor; not yet cut to whole units.
     static double ticketRevenue(double ticketPrice, int passengers, double typeTicketFactor);
+    // ticketRevenue cut to whole units, as the report's pages show it; a sum
+    // no int holds (an absurd price from the website) counts as 0, logged.
+    static int32_t ticketMoney(double ticketPrice, int passengers, double typeTicketFactor);
 
     // --- upload, or keep the report for later ---
 
@@ -122,9 +127,22 @@ public:
     int writeReport(bool manual);
     // Writes the backup and seals it. Returns 1, or 0 (logged) when the files
     // could not be written, in which case the previous files stay as they were
-    // and the report is kept in memory instead: offered, loaded and uploaded
-    // as a backup on disk would be, until it is deleted or the plug-in stops.
+    // and the report is held in memory instead: offered, loaded and uploaded
+    // as a backup on disk would be, until it is saved, deleted or the
+    // plug-in stops.
     int createBackup();
+    // Whether a backup waits in memory because it could not be saved.
+    bool isBackupHeldInMemory() const { return !m_unsavedBackup.empty(); }
+    // The held report file's text, for a client made again after a failure;
+    // empty when none is held.
+    const std::string& heldBackupText() const { return m_unsavedBackup; }
+    // Holds a report file's text that the client before this one could not
+    // save, as if this one had failed to save it.
+    void holdBackup(const std::string& fileText) { keepUnsavedBackup(fileText); }
+    // Saves and seals the backup held in memory, as createBackup would have:
+    // the pilot's "Retry", the next login and the stop. Returns 1 when it is
+    // on disk now or none was held, else 0 and it stays held.
+    int saveHeldBackup();
     // The code of the report file as it is on disk now: three characters.
     std::string calcBackupCode();
     // The code of a report file's bytes.
@@ -135,8 +153,9 @@ public:
     // interrupted first.
     bool isBackupReport();
     // Verifies the backup, loads its records (not the logged-in pilot) and
-    // makes the report again from them. Returns 1 when loaded, 0 when the
-    // code is wrong.
+    // makes the report again from them. The report file is read once: its
+    // code is checked and its records loaded from the same bytes. Returns 1
+    // when loaded, 0 when the code is wrong.
     int loadBackup();
     // loadBackup's work once the code matched: the records from the report
     // store, then the report made again. Returns 1, or 0 without both
@@ -160,8 +179,16 @@ public:
     // Takes one position entry and sends it when it should go now; otherwise
     // (or when sending fails) keeps it for after the report. Returns 1 when sent.
     int uploadPositionLog();
-    // Sends every kept entry once, in order, with the number it was given.
+    // Sends every kept entry once, in order, with the number it was given,
+    // on the calling thread.
     void uploadFailedPositionLogs();
+    // What follows an uploaded report, its kept entries and the recorder's
+    // event log, goes up on a thread of its own (CPendingUploads); what the
+    // website did not take waits in "quelby_pending.ini". At a contact with
+    // the website, resumePendingUploads() sends what an earlier series left.
+    void resumePendingUploads();
+    std::size_t countPendingUploads();
+    bool waitForPendingUploads(std::chrono::milliseconds limit);
     // At flight start: the website drops the flight's position log, the kept
     // entries go and numbering starts again at 0.
     void resetPositionLog();
@@ -183,9 +210,21 @@ public:
 
 private:
     bool finishInterruptedBackup();
+    // Saves the report file's text and seals it, in the order that survives
+    // a crash at any moment; a text that cannot be saved is held in memory.
+    // Returns 1 when sealed on disk.
+    int sealBackup(const std::string& fileText);
+    // Whether the settings' code is the code of these bytes of a report file.
+    bool sealMatches(const std::string& fileText);
+    // Hands the kept entries and the recorder's events of a flight whose
+    // report the website took to the pending uploads.
+    void uploadAfterReport();
+    CPendingUploads& pendingUploads();
     // Keeps the report file's text that could not be saved, says so loudly
     // and returns 0.
     int keepUnsavedBackup(const std::string& fileText);
+    // The report store takes the report file's bytes on disk again.
+    void reloadReportStore();
     void writePenaltySlots() const;
     void readPenaltySlots();
 
@@ -209,4 +248,6 @@ private:
     std::vector<tquelby_position_logs> m_failedPositionLogs;
     int m_nextPositionId = 0;
     int m_trackerFailures = 0;
+    // Made at first use; gone first, its series saved and ended.
+    std::unique_ptr<CPendingUploads> m_pendingUploads;
 };

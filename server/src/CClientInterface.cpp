@@ -6,18 +6,19 @@
 
 #include <atomic>
 #include <boost/algorithm/hex.hpp>
+#include <boost/algorithm/string/replace.hpp>
 #include <cctype>
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <iterator>
 #include <mutex>
 #include <vector>
 
 #include "CDigest.h"
+#include "CHttpSystem.h"
 #include "CIniParser.h"
 #include "CJoinableThread.h"
 #include "CLogger.h"
@@ -81,43 +82,58 @@ int abortCheck(void*, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
     return g_abortTransfers.load() ? 1 : 0;
 }
 
-// The system's certificate authorities for an HTTPS website. The release
-// carries its own libcurl and OpenSSL, whose built-in guess is the folder of
-// the Debian they were built on; each Linux family keeps the bundle
-// elsewhere. Empty when none is found: libcurl's own guess stands.
-const std::string& systemCaBundle() {
-    static const std::string bundle = [] {
-        for (const char* candidate : {
-                 "/etc/ssl/certs/ca-certificates.crt",                 // Debian, Ubuntu, Arch
-                 "/etc/pki/tls/certs/ca-bundle.crt",                   // Fedora, RHEL
-                 "/etc/pki/ca-trust/extracted/pem/tls-ca-bundle.pem",  // newer Fedora
-                 "/etc/ssl/ca-bundle.pem",                             // openSUSE
-                 "/etc/ssl/cert.pem"}) {                               // Alpine, Void
-            std::error_code ec;
-            if (std::filesystem::is_regular_file(candidate, ec)) {
-                return std::string(candidate);
-            }
-        }
-        return std::string();
-    }();
-    return bundle;
+// How long a request may wait for the website before it fails: a connection
+// not accepted within the connect time-out, or an exchange that stalls (less
+// than a byte a second for the low-speed time) give up long before the
+// request's whole time-out. Tests shorten both.
+std::atomic<long> g_connectTimeoutMs{CClientInterface::kConnectTimeoutSeconds * 1000};
+std::atomic<long> g_lowSpeedSeconds{CClientInterface::kLowSpeedSeconds};
+constexpr long kLowSpeedBytesPerSecond = 1;
+
+// The website is spoken to over HTTP or HTTPS and nothing else, whatever a
+// host setting names: libcurl would also read a local file or talk FTP.
+void allowOnlyHttp(CURL* curl) {
+#if LIBCURL_VERSION_NUM >= 0x075500
+    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+#else
+    // The libcurl of the release's older build system knows only the mask.
+    curl_easy_setopt(curl, CURLOPT_PROTOCOLS, static_cast<long>(CURLPROTO_HTTP | CURLPROTO_HTTPS));
+    curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS,
+                     static_cast<long>(CURLPROTO_HTTP | CURLPROTO_HTTPS));
+#endif
 }
 
 // One POST of body to url; the handle options every request shares.
 CURLcode post(CURL* curl, const std::string& url, const char* body, curl_slist* headers) {
     curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-    if (url.compare(0, 8, "https://") == 0 && !systemCaBundle().empty()) {
-        curl_easy_setopt(curl, CURLOPT_CAINFO, systemCaBundle().c_str());
-    }
+    allowOnlyHttp(curl);
+    CHttpSystem::prepare(curl, url);
     curl_easy_setopt(curl, CURLOPT_POST, 1L);
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT, CClientInterface::kTimeoutSeconds);
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, g_connectTimeoutMs.load());
+    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, kLowSpeedBytesPerSecond);
+    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, g_lowSpeedSeconds.load());
     curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body);
     // Signals are the simulator's; a time-out must not raise one.
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
     curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, abortCheck);
     return curl_easy_perform(curl);
+}
+
+// A scheme as URLs spell it: a letter, then letters, digits, "+", "-", ".".
+bool isScheme(const std::string& text) {
+    if (text.empty() || !std::isalpha(static_cast<unsigned char>(text[0]))) {
+        return false;
+    }
+    for (const char c : text) {
+        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '+' && c != '-' && c != '.') {
+            return false;
+        }
+    }
+    return true;
 }
 
 // Trailing white space of a line, as the C locale knows it.
@@ -177,11 +193,29 @@ void CClientInterface::setHost(const std::string& host) {
     }
 }
 
-std::string CClientInterface::getUrl() const { return m_host + kRequestPath; }
+std::string CClientInterface::getUrl() const {
+    // A scheme is case-blind ("HTTPS://" is HTTPS); written in lower case, the
+    // URL tells every check of ours and libcurl's alike which one it is.
+    const std::size_t schemeEnd = m_host.find("://");
+    if (schemeEnd == std::string::npos || !isScheme(m_host.substr(0, schemeEnd))) {
+        return "http://" + m_host + kRequestPath;
+    }
+    std::string url = m_host + kRequestPath;
+    for (std::size_t at = 0; at < schemeEnd; ++at) {
+        url[at] = static_cast<char>(std::tolower(static_cast<unsigned char>(url[at])));
+    }
+    return url;
+}
 
 void CClientInterface::setLoginData(const char* user, const char* pass) {
     std::snprintf(m_loginUser, sizeof(m_loginUser), "%s", user != nullptr ? user : "");
     std::snprintf(m_loginPassword, sizeof(m_loginPassword), "%s", pass != nullptr ? pass : "");
+}
+
+void CClientInterface::shareIdentity(const CClientInterface& other) {
+    m_host = other.m_host;
+    m_internTs = other.m_internTs;
+    m_systemToken = other.m_systemToken;
 }
 
 int CClientInterface::getSystemInfo(char* buffer, std::size_t size) const {
@@ -192,6 +226,11 @@ int CClientInterface::getSystemInfo(char* buffer, std::size_t size) const {
 }
 
 void CClientInterface::abortTransfers(bool abort) { g_abortTransfers = abort; }
+
+void CClientInterface::setStallLimitsForTests(long connectTimeoutMs, long lowSpeedSeconds) {
+    g_connectTimeoutMs = connectTimeoutMs;
+    g_lowSpeedSeconds = lowSpeedSeconds;
+}
 
 void CClientInterface::startSender(const std::string& url, const std::string& body) {
     std::lock_guard<std::mutex> lock(g_sendersMutex);
@@ -284,10 +323,20 @@ int CClientInterface::transfer(const char* request) {
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &target);
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, m_transferError);
     const CURLcode result = post(curl, getUrl(), request, headers);
+    long status = 0;
+    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
     curl_slist_free_all(headers);
     curl_easy_cleanup(curl);
     if (result != CURLE_OK) {
         m_pLogger->error(m_transferError[0] != '\0' ? m_transferError : curl_easy_strerror(result));
+        return kCouldNotOpenUrl;
+    }
+    // Only an answer the website gave as such counts: an error page, a
+    // redirect or a proxy's own answer may carry any text, even a frame.
+    if (status != 200) {
+        m_pLogger->error("HTTP status " + std::to_string(status) + " from " + getUrl() +
+                         ": the request failed");
+        m_response[0] = '\0';
         return kCouldNotOpenUrl;
     }
     return kSuccess;
@@ -333,6 +382,16 @@ bool CClientInterface::appendLine(const char* line, bool header) {
     return true;
 }
 
+std::string CClientInterface::loggableAnswer() const {
+    std::string answer = m_response;
+    for (const std::string& secret : {std::string(m_loginPassword), recordText(m_pilot.Password)}) {
+        if (!secret.empty()) {
+            boost::algorithm::replace_all(answer, secret, "(password)");
+        }
+    }
+    return answer;
+}
+
 int CClientInterface::parseAnswer() {
     enum State { Seeking, ResultWord, Header, Rows } state = Seeking;
     // New rows replace the earlier answer only once a header arrives; a
@@ -375,7 +434,7 @@ int CClientInterface::parseAnswer() {
                 break;
         }
     }
-    m_pLogger->error(std::string("Bad answer from website:\n") + m_response);
+    m_pLogger->error("Bad answer from website:\n" + loggableAnswer());
     return kBadData;
 }
 
@@ -419,7 +478,12 @@ int CClientInterface::getData(const char* key, int row, char* out, int max) {
 int CClientInterface::getData(const char* key, int row, int& out) {
     const char* value = findField(key, row);
     if (value == nullptr) return -1;
-    out = CNumberText::toInt(value);
+    int number = 0;
+    if (!CNumberText::toIntInRange(value, number)) {
+        m_pLogger->warn(std::string("Website figure ") + key + "=" + value +
+                        " is beyond an integer's range; taken as 0");
+    }
+    out = number;
     return 0;
 }
 

@@ -37,7 +37,7 @@ int CClientInterface::readPilot() {
         const std::string id = recordText(m_pilot.ID);
         if (id.empty() || id == "0") {
             m_pLogger->warn("Failed to read Pilot Data");
-            m_pLogger->warn(m_response);
+            m_pLogger->warn(loggableAnswer());
         }
     }
     return result;

@@ -8,6 +8,7 @@
 #include "CBlackbox.h"
 #include "CClientInterface.h"
 #include "CLogger.h"
+#include "CPendingUploads.h"
 
 namespace {
 

@@ -66,11 +66,9 @@ int CReport::writeReport(bool manual) {
         return 0;
     }
     if (m_pClient->writeReport(manual) == 1) {
-        uploadFailedPositionLogs();
-        // The website files the events under the report id it just gave.
-        if (m_pBlackbox != nullptr) {
-            m_pBlackbox->uploadLog();
-        }
+        // The website files the entries and events under the report id it
+        // just gave; they follow on a thread of their own.
+        uploadAfterReport();
         m_pLogger->debug("Report uploaded successfully.");
         return 1;
     }
@@ -112,11 +110,16 @@ int CReport::createBackup() {
     }
 
     const std::string fileText = ini->getReportFileText();
-    const std::string code = backupCodeOf(fileText);
     if (fileText.empty()) {
         m_pLogger->error("Report-Backup could not be created: the report file cannot be formatted");
         return 0;
     }
+    return sealBackup(fileText);
+}
+
+int CReport::sealBackup(const std::string& fileText) {
+    CIniParser* ini = CIniParser::instance();
+    const std::string code = backupCodeOf(fileText);
     ini->writeStringToConfig(kSection, kPendingCodeKey, digestOf(fileText));
     if (!ini->saveConfigFile()) {
         ini->writeStringToConfig(kSection, kPendingCodeKey, "0");
@@ -146,12 +149,36 @@ int CReport::createBackup() {
     return 1;
 }
 
+int CReport::saveHeldBackup() {
+    if (m_unsavedBackup.empty()) {
+        return 1;
+    }
+    // Copied: a failure keeps the text again.
+    const std::string fileText = m_unsavedBackup;
+    if (!CIniParser::instance()->loadReportText(fileText)) {
+        return 0;
+    }
+    if (sealBackup(fileText) != 1) {
+        return 0;
+    }
+    m_pLogger->debug("The report held in memory is saved now.");
+    return 1;
+}
+
+void CReport::reloadReportStore() {
+    CIniParser* ini = CIniParser::instance();
+    ini->loadReportText(ini->readReportFileFromDisk());
+}
+
 int CReport::keepUnsavedBackup(const std::string& fileText) {
     m_unsavedBackup = fileText;
+    // No later save of the settings may write this report unsealed over the
+    // file on disk: the store holds that file again.
+    reloadReportStore();
     const std::string fileName = CIniParser::instance()->getBackupReportFilename();
     m_pLogger->error("Report-Backup could not be saved to " + fileName +
-                     "! The report stays in memory: upload it from the window before X-Plane "
-                     "quits, or it is lost");
+                     "! The report stays in memory: upload it, or save it with \"Retry\", "
+                     "from the window before X-Plane quits, or it is lost");
     CLogger::support("report", "a flight report could not be saved to " + fileName +
                                    "; it stays uploadable from the window until X-Plane quits");
     return 0;
@@ -178,9 +205,15 @@ std::string CReport::calcBackupCode() {
 }
 
 bool CReport::checkBackupCode() {
+    return sealMatches(CIniParser::instance()->readReportFileFromDisk());
+}
+
+bool CReport::sealMatches(const std::string& fileText) {
     char stored[kCodeReadBytes] = {0};
     CIniParser::instance()->getStringFromConfig(kSection, kCodeKey, stored, sizeof(stored));
-    return calcBackupCode() == stored;
+    const std::string code = backupCodeOf(fileText);
+    std::snprintf(m_backupCode, sizeof(m_backupCode), "%s", code.c_str());
+    return code == stored;
 }
 
 bool CReport::finishInterruptedBackup() {
@@ -212,15 +245,24 @@ bool CReport::isBackupReport() {
 }
 
 int CReport::loadBackup() {
+    CIniParser* ini = CIniParser::instance();
     if (!m_unsavedBackup.empty()) {
         // Never on disk, so nobody could edit it: there is no code to check.
-        if (!CIniParser::instance()->loadReportText(m_unsavedBackup)) {
+        if (!ini->loadReportText(m_unsavedBackup)) {
             return 0;
         }
-        return restoreBackup();
+        const int restored = restoreBackup();
+        reloadReportStore();
+        return restored;
     }
-    if (!checkBackupCode()) {
+    // The file is read once, and the bytes whose seal is checked are the
+    // bytes loaded: a file changed after the check brings no values in.
+    const std::string fileText = ini->readReportFileFromDisk();
+    if (!sealMatches(fileText)) {
         m_pLogger->warn("Report-Backup could not be loaded. Wrong code!");
+        return 0;
+    }
+    if (!ini->loadReportText(fileText)) {
         return 0;
     }
     return restoreBackup();

@@ -131,6 +131,10 @@ double CReport::ticketRevenue(double ticketPrice, int passengers, double typeTic
     return ticketPrice * passengers * ticketFactor(typeTicketFactor);
 }
 
+int32_t CReport::ticketMoney(double ticketPrice, int passengers, double typeTicketFactor) {
+    return truncated(ticketRevenue(ticketPrice, passengers, typeTicketFactor), "Tickets");
+}
+
 int CReport::createReport() {
     if (m_pSimulator == nullptr || m_pClient == nullptr) {
         m_pLogger->error("createReport without simulator or client interface");

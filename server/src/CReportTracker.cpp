@@ -4,10 +4,13 @@
 #include <cstdio>
 #include <string>
 
+#include "CBlackbox.h"
+#include "CClientConfig.h"
 #include "CClientInterface.h"
 #include "CFlightSimulatorInterface.h"
 #include "CLogger.h"
 #include "CNumberText.h"
+#include "CPendingUploads.h"
 #include "CReport.h"
 
 namespace {
@@ -96,6 +99,37 @@ void CReport::uploadFailedPositionLogs() {
         m_pClient->m_position = entry;
         m_pClient->writePositionLog();
     }
+}
+
+CPendingUploads& CReport::pendingUploads() {
+    if (!m_pendingUploads) {
+        m_pendingUploads = std::make_unique<CPendingUploads>(
+            CClientConfig::instance()->getIniPath() + "quelby_pending.ini");
+    }
+    return *m_pendingUploads;
+}
+
+void CReport::uploadAfterReport() {
+    std::vector<Blackbox::tDataRecord> events;
+    if (m_pBlackbox != nullptr) {
+        events = m_pBlackbox->getFlightData();
+        m_pBlackbox->clearFlightData();
+    }
+    pendingUploads().add(*m_pClient, m_failedPositionLogs, events);
+    // Theirs now: each goes up once.
+    m_failedPositionLogs.clear();
+}
+
+void CReport::resumePendingUploads() {
+    if (m_pClient != nullptr) {
+        pendingUploads().resume(*m_pClient);
+    }
+}
+
+std::size_t CReport::countPendingUploads() { return pendingUploads().countPending(); }
+
+bool CReport::waitForPendingUploads(std::chrono::milliseconds limit) {
+    return !m_pendingUploads || m_pendingUploads->waitUntilIdle(limit);
 }
 
 void CReport::resetPositionLog() {

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "CIniParser.h"
+#include "CLogger.h"
 #include "CNumberText.h"
 
 namespace {
@@ -59,11 +60,25 @@ bool fetchNumberText(CAnswerFields& answer, const char* key, int row,
     return answer.getData(key, row, text.data(), kMaxValueBytes) == 0;
 }
 
+// The records' own log line for figures the website sent out of range.
+const CLogger& recordLog() {
+    static const CLogger logger("ServerRecords", false);
+    return logger;
+}
+
 void fillInt(CAnswerFields& answer, const char* key, int row, int32_t& field) {
     std::array<char, kMaxValueBytes + 1> text;
-    if (fetchNumberText(answer, key, row, text)) {
-        field = CNumberText::toInt(text.data());
+    if (!fetchNumberText(answer, key, row, text)) {
+        return;
     }
+    int value = 0;
+    if (!CNumberText::toIntInRange(text.data(), value)) {
+        // The bound toInt would give is as wrong as any figure, and sums and
+        // products of it overflow further on.
+        recordLog().warn(std::string("Website figure ") + key + "=" + text.data() +
+                         " is beyond an integer's range; taken as 0");
+    }
+    field = value;
 }
 
 void fillFloat(CAnswerFields& answer, const char* key, int row, float& field) {

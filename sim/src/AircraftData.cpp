@@ -2,12 +2,14 @@
 // kilogram/pound conversions.
 #include "AircraftData.h"
 
+#include <climits>
 #include <cstddef>
 #include <cstring>
 #include <string>
 
 #include "CIniParser.h"
 #include "CLogger.h"
+#include "CNumberText.h"
 
 namespace {
 
@@ -91,14 +93,29 @@ std::string CUnitConversion::getWeightUnit() const {
     }
 }
 
+namespace {
+
+// A weight cut toward zero; one beyond int's range (pounds of an absurd
+// figure from the website) is shown as the nearest int, not as whatever an
+// undefined conversion gives.
+int wholeWeight(float weight) {
+    int whole = 0;
+    if (CNumberText::truncateToInt(weight, whole)) {
+        return whole;
+    }
+    return weight > 0.0f ? INT_MAX : weight < 0.0f ? INT_MIN : 0;
+}
+
+}  // namespace
+
 int CUnitConversion::getWeight(int kg) const {
-    return static_cast<int>(getWeight(static_cast<float>(kg)));
+    return wholeWeight(getWeight(static_cast<float>(kg)));
 }
 
 float CUnitConversion::getWeight(float kg) const { return m_nWeightUnit == 1 ? kgtolbs(kg) : kg; }
 
 int CUnitConversion::getKg(int value) const {
-    return static_cast<int>(getKg(static_cast<float>(value)));
+    return wholeWeight(getKg(static_cast<float>(value)));
 }
 
 float CUnitConversion::getKg(float value) const {

@@ -1,8 +1,9 @@
 // quelby-faults: the real plug-in in the test-bed simulator against a
 // website that fails in each of its ways at each step of a flight, a stop
-// in the middle of saving, damaged settings, a missing data folder and a disk
-// that refuses writes. Each case runs in a process of its own, so a crash is
-// a row of the table and not the end of the suite.
+// in the middle of saving, damaged settings, a missing data folder, a disk
+// that refuses writes and a report that cannot be saved until later. Each
+// case runs in a process of its own, so a crash is a row of the table and
+// not the end of the suite.
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -223,8 +224,19 @@ public:
         if (m_window.draws("Report - Route")) {
             m_row.report = "uploaded";
             for (int page = 0; page < 3 && !m_window.draws("Home - News"); ++page) {
+                std::string title;
+                for (const char* pageTitle :
+                     {"Report - Route", "Report - Finances", "Report - Penalties"})
+                    if (m_window.draws(pageTitle)) title = pageTitle;
                 press("Next");
-                sim().runUntil([&] { return !m_window.draws("Report - Route"); }, 5s);
+                // The next page, or home through a new login, which saves the
+                // settings: on a disk that refuses them that takes a second.
+                sim().runUntil(
+                    [&] {
+                        return m_window.draws("Home - News") ||
+                               (m_window.buttonShown("Next") && !m_window.draws(title));
+                    },
+                    20s);
                 m_window.settle();
             }
         } else if (m_site.reports().size() == before + 1) {
@@ -283,6 +295,15 @@ public:
     }
     void noteTrouble(std::size_t mark) {
         if (m_row.logLine.empty()) m_row.logLine = troubleSince(mark);
+    }
+    // While no file may grow the debug log stays silent: X-Plane's Log.txt
+    // then tells of the trouble, in the line that holds the text.
+    void noteXPlaneLogLine(const std::string& text) {
+        std::istringstream lines(sim().xplaneLog());
+        std::string line;
+        while (m_row.logLine.empty() && std::getline(lines, line)) {
+            if (line.find(text) != std::string::npos) m_row.logLine = "Log.txt: " + line;
+        }
     }
 
     double longestFrameMs() {
@@ -357,6 +378,134 @@ void websiteFailsDuringTheFlight(Case& c, Row&, const testbed::Failure& failure)
     c.site().injectFailure("writereport", failure, 1);
     c.endFlightAndDeliverTheReport();
     c.noteTrouble(mark);
+}
+
+// The website takes the report and then goes silent: every position entry
+// and event after it is held unanswered. The window shows the report pages
+// at once and answers each press while the entries wait; the series stops
+// at its first failure, and the next run's login sends what it kept, each
+// entry once.
+void websiteSilentAfterTheReport(Case& c, Row& row) {
+    using Ms = std::chrono::duration<double, std::milli>;
+    c.start();
+    // Longer than the plug-in's own low-speed limit: the plug-in gives up first.
+    c.site().setNoAnswerLimit(60s);
+    c.logIn();
+    c.fuelAndStart();
+    c.flyToTheGate();
+    for (const char* function : {"writepositionlog", "writeeventlog"}) {
+        c.site().injectFailure(function, testbed::Failure::noAnswer());
+    }
+    const std::size_t mark = c.logMark();
+    const std::size_t sentBefore =
+        c.site().requests("writepositionlog").size() + c.site().requests("writeeventlog").size();
+    const auto pressed = Clock::now();
+    c.press("End flight");
+    if (!c.sim().runUntil([&] { return c.window().draws("Report - Route"); }, 10s)) {
+        c.fail("no report pages within 10 s of End flight; drew:" + c.window().drawnTextsLine());
+    }
+    const double waitedMs = Ms(Clock::now() - pressed).count();
+    if (c.site().reports().empty()) c.fail("the website holds no report");
+    // Each page answers its press while the series waits on the website,
+    // and "Exit" closes the window.
+    double slowestPressMs = 0.0;
+    for (const char* next : {"Report - Finances", "Home - News"}) {
+        c.press("Next");
+        const auto at = Clock::now();
+        if (!c.sim().runUntil([&] { return c.window().draws(next); }, 2s)) {
+            c.fail(std::string("\"") + next +
+                   "\" not within 2 s of Next; drew:" + c.window().drawnTextsLine());
+        }
+        slowestPressMs = std::max(slowestPressMs, Ms(Clock::now() - at).count());
+    }
+    c.press("Exit");
+    const auto exited = Clock::now();
+    if (!c.sim().runUntil([&] { return !c.window().draws("Home - News"); }, 2s)) {
+        c.fail("the window stayed after Exit");
+    }
+    slowestPressMs = std::max(slowestPressMs, Ms(Clock::now() - exited).count());
+    // The series meets the silent website once and stops.
+    const auto waiting = [&] {
+        return readFile(c.root() / "quelby_debug.txt").find("wait for the next contact", mark) !=
+               std::string::npos;
+    };
+    if (!c.sim().runUntil(waiting, 60s)) c.fail("the series never gave up on the silent website");
+    const std::size_t tried = c.site().requests("writepositionlog").size() +
+                              c.site().requests("writeeventlog").size() - sentBefore;
+    if (tried != 1) c.fail(std::to_string(tried) + " requests met the silent website, not 1");
+    if (!fs::exists(c.root() / "quelby_pending.ini")) c.fail("nothing was kept for later");
+    c.noteTrouble(mark);
+
+    // The next run's login sends what was kept.
+    c.site().clearFailures();
+    const std::size_t positionsBefore = c.site().requests("writepositionlog").size();
+    const std::size_t eventsBefore = c.site().requests("writeeventlog").size();
+    c.sim().unloadPlugin();
+    c.load();
+    c.logIn();
+    if (!c.sim().runUntil([&] { return !fs::exists(c.root() / "quelby_pending.ini"); }, 30s)) {
+        c.fail("the kept entries did not go up at the next login");
+    }
+    c.sim().runFrames(30);
+    const std::size_t positions = c.site().requests("writepositionlog").size() - positionsBefore;
+    const std::size_t events = c.site().requests("writeeventlog").size() - eventsBefore;
+    const std::string reportId = c.site().reports().back().at("ReportId");
+    std::size_t storedEvents = 0;
+    for (const testbed::Record& event : c.site().eventLogs()) {
+        storedEvents += event.at("reportid") == reportId ? 1 : 0;
+    }
+    if (storedEvents != events) {
+        c.fail(std::to_string(storedEvents) + " events stored for " + std::to_string(events) +
+               " sent: one went twice or got lost");
+    }
+    if (positions + events == 0) c.fail("nothing was delivered later");
+    row.report = "uploaded; " + std::to_string(positions) + " entries and " +
+                 std::to_string(events) + " events sent at the next login";
+    char figures[160];
+    std::snprintf(figures, sizeof(figures),
+                  "window waited %.0f ms for the report pages, a press at most %.0f ms", waitedMs,
+                  slowestPressMs);
+    row.why = figures;
+}
+
+// The website goes silent for every request at the end of the flight: the
+// report cannot go up and is kept, and the login after it fails too. Each
+// request gives up at the plug-in's low-speed limit, not at its whole
+// time-out.
+void websiteSilentAtTheEnd(Case& c, Row& row) {
+    using Seconds = std::chrono::duration<double>;
+    c.start();
+    c.site().setNoAnswerLimit(90s);
+    c.logIn();
+    c.fuelAndStart();
+    c.flyToTheGate();
+    c.site().injectFailure("", testbed::Failure::noAnswer());
+    const std::size_t mark = c.logMark();
+    const std::size_t before = c.site().requests().size();
+    const auto pressed = Clock::now();
+    c.press("End flight");
+    // The report's connection check fails, the report is kept, and the
+    // login after it fails as well.
+    if (!c.sim().runUntil([&] { return c.window().draws("No connection to the website."); },
+                          240s)) {
+        c.fail("the kept report and the login did not give up within 240 s; drew:" +
+               c.window().drawnTextsLine());
+    }
+    const double waitedS = Seconds(Clock::now() - pressed).count();
+    const std::size_t silent = c.site().requests().size() - before;
+    if (readFile(c.root() / "quelby_report.ini").find("Tarvex_Reports") == std::string::npos) {
+        c.fail("the report was not kept");
+    }
+    c.noteTrouble(mark);
+    c.site().clearFailures();
+    c.logIn();
+    if (!c.onSavedReportScreen()) c.fail("no saved report at the next login");
+    c.uploadKeptReport();
+    row.report = "kept, uploaded later";
+    char figures[160];
+    std::snprintf(figures, sizeof(figures), "window waited %.1f s for %zu silent requests", waitedS,
+                  silent);
+    row.why = figures;
 }
 
 void stopWhileSaving(Case& c, Row& row) {
@@ -443,6 +592,71 @@ private:
     rlimit m_old{};
 };
 
+const char* const kHeldNotice = "The flight report could not be saved in X-Plane's folder";
+
+// The upload fails while no file may grow: the report is held in memory,
+// and the window says so over a "Retry" button.
+// Returns the log's mark from before the flight's end.
+std::size_t endFlightWhileWritesFail(Case& c) {
+    c.start();
+    c.logIn();
+    c.fuelAndStart();
+    c.flyToTheGate();
+    c.site().injectFailure("writereport", testbed::Failure::httpError(503), 1);
+    const std::size_t mark = c.logMark();
+    const WritesRefused refused;
+    c.press("End flight");
+    if (!c.sim().runUntil(
+            [&] { return c.window().buttonShown("Retry") && c.window().draws(kHeldNotice); },
+            60s)) {
+        c.fail("no notice and \"Retry\" for the report held in memory; drew:" +
+               c.window().drawnTextsLine());
+    }
+    return mark;
+}
+
+void keptReportMustBeOnDisk(Case& c) {
+    if (readFile(c.root() / "quelby_report.ini").find("Tarvex_Reports") == std::string::npos) {
+        c.fail("the report held in memory is not on the disk");
+    }
+}
+
+void heldReportSavedByRetry(Case& c, Row& row) {
+    const std::size_t mark = endFlightWhileWritesFail(c);
+    // Writes work again; the pilot presses "Retry".
+    c.press("Retry");
+    if (!c.sim().runUntil([&] { return !c.window().buttonShown("Retry"); }, 20s)) {
+        c.fail("\"Retry\" did not save the report");
+    }
+    if (c.window().draws(kHeldNotice)) c.fail("the notice stayed after the report was saved");
+    keptReportMustBeOnDisk(c);
+    c.noteTrouble(mark);
+    c.noteXPlaneLogLine("could not be saved");
+    c.uploadKeptReport();
+    row.report = "held in memory, saved by Retry, uploaded";
+}
+
+void heldReportSavedAtStop(Case& c, Row& row) {
+    const std::size_t mark = endFlightWhileWritesFail(c);
+    // Writes work again; X-Plane quits before the pilot does anything.
+    const auto stopStart = Clock::now();
+    c.sim().unloadPlugin();
+    const double stopMs =
+        std::chrono::duration<double, std::milli>(Clock::now() - stopStart).count();
+    keptReportMustBeOnDisk(c);
+    c.noteTrouble(mark);
+    c.noteXPlaneLogLine("could not be saved");
+    c.load();
+    c.logIn();
+    if (!c.onSavedReportScreen()) c.fail("no saved report after the restart");
+    if (c.window().buttonShown("Retry")) c.fail("\"Retry\" offered for a report on disk");
+    c.uploadKeptReport();
+    row.report = "held in memory, saved at stop, uploaded after restart";
+    char stop[64];
+    std::snprintf(stop, sizeof(stop), "stop took %.0f ms", stopMs);
+    row.why = stop;
+}
+
 void diskRefusesWrites(Case& c, Row& row) {
     c.start();
     {
@@ -460,6 +674,19 @@ void diskRefusesWrites(Case& c, Row& row) {
     c.expectText("Home - News");
     if (c.logMark() <= mark) c.fail("the log stayed silent once writes worked again");
     row.logLine = "(nothing can be logged while writes fail; the log resumes after)";
+}
+
+// Whatever went wrong, the pilot's password travels only as its digest, and
+// no file holds that digest: not the log, not the kept report, not the
+// settings (which keep the password itself, for the automatic login).
+void passwordInNoFile(Case& c) {
+    // MD5 of "demo", the demo pilot's password.
+    const std::string digest = "fe01ce2a7fbac8fafaed7c982a04e229";
+    for (const auto& entry : fs::recursive_directory_iterator(c.root())) {
+        if (entry.is_regular_file() && readFile(entry.path()).find(digest) != std::string::npos) {
+            c.fail("the password's digest is in " + entry.path().string());
+        }
+    }
 }
 
 // --- running ----------------------------------------------------------------
@@ -488,6 +715,7 @@ void runCase(const Options& options, Row& row, const std::string& folder,
         try {
             Case c(options, result, folder);
             body(c, result);
+            passwordInNoFile(c);
             result.longestFrameMs = c.longestFrameMs();
             result.passed = true;
             if (options.strictFrames && result.longestFrameMs > kFrameLimitMs) {
@@ -635,10 +863,16 @@ int main(int argc, char** argv) {
         add("website at start, in flight, at upload", kind.name,
             [failure](Case& c, Row& row) { websiteFailsDuringTheFlight(c, row, failure); });
     }
+    add("website silent after the report", "no answer to entries and events",
+        websiteSilentAfterTheReport);
+    add("website silent at the end of the flight", "no answer to any request",
+        websiteSilentAtTheEnd);
     add("plug-in stopped while saving", "stop during the upload", stopWhileSaving);
     add("settings damaged", "garbage in quelby.ini, cut-off report", damagedSettings);
     add("data folder missing", "no blackbox.xml, no sounds", dataFolderMissing);
     add("disk refuses writes", "no file may grow", diskRefusesWrites);
+    add("report unsaved, then Retry", "no file may grow at the upload", heldReportSavedByRetry);
+    add("report unsaved, then the stop", "no file may grow at the upload", heldReportSavedAtStop);
 
     std::printf("quelby-faults: %zu cases, each in its own process\n", plan.size());
     std::vector<Row> rows;

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "CClientConfig.h"
 #include "CFileAccess.h"
@@ -85,10 +86,52 @@ TEST_F(FileAccessTest, Replace_overwritesWhole_orFailsAndKeepsTheOldFile) {
     EXPECT_EQ(CFileAccess::replace(file, ""), "");
     EXPECT_EQ(quelby_test::readFile(file), "");
 
+    // A folder that is not there will not be there a moment later either.
+    const quelby_test::SavePausesCounted pauses;
     const std::string nowhere = m_xplane + "no such folder/quelby.ini";
     const std::string failure = CFileAccess::replace(nowhere, data);
     EXPECT_NE(failure.find("cannot create " + nowhere + ".tmp"), std::string::npos) << failure;
     EXPECT_FALSE(quelby_test::fileExists(nowhere));
+    EXPECT_TRUE(pauses.pausesMs().empty()) << "a missing folder was tried again";
+}
+
+// Another program holds the file a moment, as a virus scanner, the search
+// indexer or a synced folder does after a save (on Linux: the disk is full
+// for a moment): the save tries again, each pause twice the one before,
+// and gets through once the file is free.
+TEST_F(FileAccessTest, Replace_whileAnotherProgramHoldsTheFile_triesAgainUntilItIsFree) {
+    useSimulatorFolder();
+    const std::string file = m_xplane + "quelby.ini";
+    quelby_test::writeFile(file, "[login]\nUser = old\n");
+    quelby_test::FileHeld held(file);
+    ASSERT_TRUE(held.isHeld());
+    const quelby_test::SavePausesCounted pauses([&](std::size_t pause) {
+        if (pause == 3) held.release();
+    });
+
+    EXPECT_EQ(CFileAccess::replace(file, "[login]\nUser = new\n"), "");
+    EXPECT_EQ(pauses.pausesMs(), (std::vector<int>{10, 20, 40}));
+    EXPECT_EQ(quelby_test::readFile(file), "[login]\nUser = new\n");
+    EXPECT_FALSE(quelby_test::fileExists(file + ".tmp"));
+}
+
+// Held for good: the save gives up after about a second of pauses, says
+// why, and the old file is whole.
+TEST_F(FileAccessTest, Replace_whileTheFileStaysHeld_givesUpAfterASecond_andKeepsTheOldFile) {
+    useSimulatorFolder();
+    const std::string file = m_xplane + "quelby_report.ini";
+    quelby_test::writeFile(file, "[Report]\nTarvex_Logs = 00\n");
+    quelby_test::FileHeld held(file);
+    ASSERT_TRUE(held.isHeld());
+    const quelby_test::SavePausesCounted pauses;
+
+    const std::string failure = CFileAccess::replace(file, "[Report]\nTarvex_Logs = 01\n");
+    held.release();
+    EXPECT_NE(failure.find("still after trying for 1000 ms"), std::string::npos) << failure;
+    EXPECT_EQ(pauses.pausesMs(), (std::vector<int>{10, 20, 40, 80, 160, 320, 370}));
+    EXPECT_EQ(pauses.totalMs(), CFileAccess::kRetryBudgetMs);
+    EXPECT_EQ(quelby_test::readFile(file), "[Report]\nTarvex_Logs = 00\n");
+    EXPECT_FALSE(quelby_test::fileExists(file + ".tmp"));
 }
 
 TEST_F(FileAccessTest, CreateEmpty_makesAMissingFile_andLeavesAnExistingOneAlone) {

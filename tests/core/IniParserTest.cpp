@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <clocale>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
@@ -194,6 +195,13 @@ TEST_F(IniParserTest, WritesTheFileCouldNotGiveBack_areRefusedWithTheirErrorText
     EXPECT_FALSE(parser().writeStructToConfig("settings", "Bad=Key", record, sizeof(record)));
     EXPECT_FALSE(parser().writeStructToReport("report", "Data", nullptr, 4));
 
+    // The password is refused the same way, but the log never shows it.
+    EXPECT_FALSE(parser().writeStringToConfig("login", "Password", "Kite\n7Harbour"));
+    EXPECT_TRUE(
+        logged("] Could not write string to config INI-file! (Section:login "
+               "Key:Password String:(not logged))\n"));
+    EXPECT_EQ(log().find("Kite"), std::string::npos) << log();
+
     EXPECT_EQ(configString("login", "User"), "kept");
     for (const char* expected :
          {"] Could not write string to config INI-file! (Section:login Key:User String:evil\n",
@@ -215,6 +223,41 @@ TEST_F(IniParserTest, StaleTemporaryFromAnInterruptedSave_isIgnoredAndReplaced) 
     reopen();
     EXPECT_EQ(configString("login", "User"), "pilot");
     EXPECT_TRUE(parser().getBoolFromConfig("settings", "Sound"));
+}
+
+// The settings hold the password and a kept report the pilot's website
+// credentials: both files are their owner's alone, whether made afresh,
+// saved over a file that others could read, or saved through a temporary
+// file left by a crash. The process's mask takes nothing away here, so the
+// modes are the ones the client asks for.
+TEST_F(IniParserTest, SettingsAndReportFiles_areTheOwnersAloneHoweverTheyAreMade) {
+    const mode_t oldMask = umask(0);
+    // In octal, as chmod takes it.
+    const auto modeOf = [](const std::string& path) {
+        struct stat status {};
+        char text[8] = "none";
+        if (::stat(path.c_str(), &status) == 0) {
+            std::snprintf(text, sizeof(text), "%04o",
+                          static_cast<unsigned>(status.st_mode & 07777));
+        }
+        return std::string(text);
+    };
+    writeFile(configFile(), "[login]\nUser = pilot\n");
+    ::chmod(configFile().c_str(), 0644);
+    writeFile(reportFile() + ".tmp", "[report]\nBackup = 1\n");
+    ::chmod((reportFile() + ".tmp").c_str(), 0666);
+
+    parser();
+    const std::string madeMode = modeOf(reportFile());
+    ASSERT_TRUE(parser().writeStringToConfig("login", "Password", "Kite7Harbour"));
+    ASSERT_TRUE(parser().writeStringToReport("report", "Backup", "1"));
+    const bool saved = parser().saveFiles();
+    umask(oldMask);
+
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(madeMode, "0600") << "the report file as the store made it";
+    EXPECT_EQ(modeOf(configFile()), "0600") << "the settings saved over a readable file";
+    EXPECT_EQ(modeOf(reportFile()), "0600") << "the report saved through an old temporary file";
 }
 
 TEST_F(IniParserTest, FailedSaves_keepTheOldFilesAndLog) {

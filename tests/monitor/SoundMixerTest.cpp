@@ -6,8 +6,11 @@
 #include <AL/al.h>
 #include <AL/alc.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -217,6 +220,53 @@ TEST_F(SoundMixerTest, UnreadableSound_isOneLogLineAndNothingPlays) {
         sim().runFrames(2);
         EXPECT_TRUE(sim().playedSounds().empty());
     }
+}
+
+// The rule file names its sounds, and anyone may edit it: a name leads to a
+// regular file inside the sound folder, or nothing is read.
+TEST_F(SoundMixerTest, RuleSoundOutsideTheFolderOrNoRegularFile_isRefusedWithALogLine) {
+    namespace fs = std::filesystem;
+    const std::string folder = m_folder.file("sound");
+    fs::create_directories(folder + "/sub");
+    const std::string shipped = kSoundFolder + "/snd_error.wav";
+    fs::copy_file(shipped, m_folder.file("outside.wav"));
+    fs::copy_file(shipped, folder + "/sub/inside.wav");
+    // A pipe opened for reading waits for a writer; a device never ends.
+    ASSERT_EQ(mkfifo((folder + "/pipe.wav").c_str(), 0600), 0);
+    fs::create_symlink("/dev/zero", folder + "/zero.wav");
+    // Beyond the size limit, without taking the disk space.
+    { std::ofstream(folder + "/huge.wav"); }
+    fs::resize_file(folder + "/huge.wav", 17u * 1024u * 1024u);
+
+    const struct {
+        std::string name;
+        const char* why;  // nullptr: plays
+    } cases[] = {
+        {"sub/inside.wav", nullptr},
+        {"../outside.wav", "refused: sounds are taken from the sound folder only"},
+        {"sub/../../outside.wav", "refused: sounds are taken from the sound folder only"},
+        {m_folder.file("outside.wav"), "refused: sounds are taken from the sound folder only"},
+        {"pipe.wav", "load wav: not a regular file"},
+        {"zero.wav", "load wav: not a regular file"},
+        {"huge.wav", "load wav: file too large for a sound"},
+    };
+    const auto player = makePlayer(folder);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::size_t before = log().size();
+        const std::size_t played = sim().playedSounds().size();
+        player->play(c.name, true);
+        sim().runFrames(2);
+        const std::string lines = log().substr(before);
+        if (c.why == nullptr) {
+            EXPECT_EQ(sim().playedSounds().size(), played + 1);
+            EXPECT_EQ(count(lines, "Error: "), 0u) << lines;
+        } else {
+            EXPECT_EQ(sim().playedSounds().size(), played);
+            EXPECT_EQ(count(lines, c.why), 1u) << lines;
+        }
+    }
+    ASSERT_TRUE(playOut());
 }
 
 // The machine's OpenAL, as the other add-ons of an X-Plane 11 use it.

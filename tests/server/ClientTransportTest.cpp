@@ -1,8 +1,13 @@
 // The website transport over loopback: framed answers, field lookup, the
 // request code, and answers that are broken in every way a site can break
 // them.
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
 #include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstring>
@@ -10,6 +15,7 @@
 #include <future>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "CClientInterface.h"
 #include "ScriptedWebServer.h"
@@ -22,6 +28,10 @@ namespace {
 class ClientTransportTest : public ::testing::Test {
 protected:
     void SetUp() override { client.setHost(server.host()); }
+    void TearDown() override {
+        CClientInterface::setStallLimitsForTests(CClientInterface::kConnectTimeoutSeconds * 1000,
+                                                 CClientInterface::kLowSpeedSeconds);
+    }
     int send() { return client.readURL("function=getversion&intern_ts=1"); }
     std::string field(const char* key, int row = 0) {
         char out[64];
@@ -118,6 +128,133 @@ TEST_F(ClientTransportTest,
     ASSERT_EQ(send(), 0);
     ASSERT_EQ(client.getData("v", 0, exact, 3), 0);
     EXPECT_EQ(std::string(exact, 4), "abc#");
+}
+
+TEST_F(ClientTransportTest, StatusOtherThan200_failsTheRequestWithALogLine_whateverTheBody) {
+    server.answer("DATASTART\nSUCCESS\nID\n7\nDATAEND\n");
+    for (const int status : {500, 503, 404, 302, 201}) {
+        SCOPED_TRACE(status);
+        server.status(status);
+        const std::size_t before = log().size();
+        EXPECT_EQ(send(), 5);
+        EXPECT_NE(
+            log().substr(before).find("HTTP status " + std::to_string(status) + " from http://"),
+            std::string::npos)
+            << log().substr(before);
+    }
+    server.status(200);
+    EXPECT_EQ(send(), 0);
+    EXPECT_EQ(field("ID"), "7");
+}
+
+TEST_F(ClientTransportTest, HostsScheme_isCaseBlind_andOnlyHttpOrHttpsIsSpoken) {
+    // Where a host of "file://" leads: a framed answer in a local file.
+    const std::string siteFolder = folder.file("site");
+    std::filesystem::create_directories(siteFolder);
+    quelby_test::writeFile(siteFolder + "/client_interface2.php5",
+                           "DATASTART\nSUCCESS\nID\n7\nDATAEND\n");
+    server.answer("DATASTART\nSUCCESS\nID\n8\nDATAEND\n");
+    const struct {
+        std::string host;
+        std::string url;
+        int result;
+        const char* logged;  // in the log line of a failure
+    } cases[] = {
+        {"HTTP://" + server.host(), "http://" + server.host(), 0, nullptr},
+        {server.host(), "http://" + server.host(), 0, nullptr},
+        // HTTPS spoken to a site that speaks plain HTTP: the handshake fails.
+        {"HTTPS://" + server.host() + "/", "https://" + server.host(), 5, "SSL"},
+        {"file://" + siteFolder, "file://" + siteFolder, 5, "Protocol \"file\""},
+        {"FILE://" + siteFolder, "file://" + siteFolder, 5, "Protocol \"file\""},
+        {"dict://" + server.host(), "dict://" + server.host(), 5, "Protocol \"dict\""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.host);
+        CClientInterface other;
+        other.setHost(c.host);
+        EXPECT_EQ(other.getUrl(), c.url + "/client_interface2.php5");
+        const std::size_t before = log().size();
+        const std::size_t received = server.bodies().size();
+        EXPECT_EQ(other.readURL("function=getversion&intern_ts=1"), c.result);
+        if (c.result == 0) {
+            EXPECT_EQ(server.bodies().size(), received + 1);
+        } else {
+            EXPECT_EQ(server.bodies().size(), received) << "no request reached the site";
+            EXPECT_NE(log().substr(before).find(c.logged), std::string::npos)
+                << log().substr(before);
+        }
+    }
+}
+
+// A listening socket whose queue of connections is full: the system neither
+// takes nor refuses a further one, as a website behind a dead route.
+class FullListener {
+public:
+    FullListener() {
+        m_listener = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof(address);
+        if (bind(m_listener, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+            listen(m_listener, 0) != 0 ||
+            getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+            return;
+        }
+        m_port = ntohs(address.sin_port);
+        // Connections that the system completes fill the queue; the first one
+        // left waiting shows it is full.
+        for (int i = 0; i < 16 && !m_full; ++i) {
+            const int filler = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+            m_fillers.push_back(filler);
+            connect(filler, reinterpret_cast<sockaddr*>(&address), sizeof(address));
+            pollfd wait{filler, POLLOUT, 0};
+            m_full = poll(&wait, 1, 300) == 0;
+        }
+    }
+    ~FullListener() {
+        for (const int filler : m_fillers) close(filler);
+        if (m_listener >= 0) close(m_listener);
+    }
+    bool full() const { return m_full; }
+    std::string host() const { return "127.0.0.1:" + std::to_string(m_port); }
+
+private:
+    int m_listener = -1;
+    int m_port = 0;
+    bool m_full = false;
+    std::vector<int> m_fillers;
+};
+
+TEST_F(ClientTransportTest, SiteThatTakesNoConnection_failsAtTheConnectTimeOut) {
+    FullListener listener;
+    ASSERT_TRUE(listener.full()) << "the system kept taking connections";
+    CClientInterface::setStallLimitsForTests(300, CClientInterface::kLowSpeedSeconds);
+    client.setHost(listener.host());
+    // A stop would end the transfer long before the request's whole time-out.
+    std::promise<void> done;
+    std::thread stop([ended = done.get_future()] {
+        if (ended.wait_for(20s) == std::future_status::timeout) {
+            CClientInterface::abortTransfers(true);
+        }
+    });
+    const int result = send();
+    done.set_value();
+    stop.join();
+    CClientInterface::abortTransfers(false);
+    EXPECT_EQ(result, 5);
+    // libcurl words it "Connection timeout after ..." or "Failed to connect
+    // ...: Timeout was reached", depending on where the wait ended.
+    EXPECT_NE(log().find("imeout"), std::string::npos) << log();
+    EXPECT_EQ(log().find("Callback aborted"), std::string::npos) << "ended by the stop: " << log();
+}
+
+TEST_F(ClientTransportTest, SiteThatStallsAfterTheRequest_failsAtTheLowSpeedLimit) {
+    CClientInterface::setStallLimitsForTests(CClientInterface::kConnectTimeoutSeconds * 1000, 1);
+    server.answer("DATASTART\nSUCCESS\nID\n7\nDATAEND\n");
+    server.hang(8000);
+    EXPECT_EQ(send(), 5);
+    EXPECT_NE(log().find("Operation too slow"), std::string::npos) << log();
 }
 
 TEST(RequestCodeTest, IsDigits10_5_2OfTheLowerCaseMd5) {

@@ -166,6 +166,37 @@ TEST_F(ReportBackupTest, ChangedFile_isRefusedAndNothingIsLoaded) {
     EXPECT_EQ(next.simulator.m_aircraftData.nPassengers, 0);
 }
 
+// The plug-in starts with a report file changed by hand, and the sealed one
+// is put back before the pilot asks for the report: the seal is checked on
+// the bytes that are loaded, so the changed values never come in.
+TEST_F(ReportBackupTest, FileSwappedAfterTheStart_isLoadedFromTheBytesItsSealWasCheckedOn) {
+    const std::string path = CIniParser::instance()->getBackupReportFilename();
+    setRecordText(client.m_route.Number, "QB999");
+    ASSERT_EQ(report.createBackup(), 1);
+    const std::string other = reportFile();
+    setRecordText(client.m_route.Number, "QB123");
+    ASSERT_EQ(report.createBackup(), 1);
+    const std::string sealed = reportFile();
+    CSingleton<CIniParser>::destroyInstance();
+    quelby_test::writeFile(path, other);
+
+    NextRun next;
+    ASSERT_TRUE(next.report.isBackupReport());
+    quelby_test::writeFile(path, sealed);
+    ASSERT_EQ(next.report.loadBackup(), 1);
+    EXPECT_EQ(recordText(next.client.m_route.Number), "QB123")
+        << "the values came from a file whose seal was not checked";
+
+    // And the other way round: a sealed file at the start, another one at
+    // the pilot's request, is refused.
+    CSingleton<CIniParser>::destroyInstance();
+    NextRun later;
+    ASSERT_TRUE(later.report.isBackupReport());
+    quelby_test::writeFile(path, other);
+    EXPECT_EQ(later.report.loadBackup(), 0);
+    EXPECT_EQ(recordText(later.client.m_route.Number), "");
+}
+
 TEST_F(ReportBackupTest, SecondFailure_replacesTheFirstBackupWhole) {
     report.setTracker(false);
     for (int i = 0; i < 3; ++i) report.uploadPositionLog();

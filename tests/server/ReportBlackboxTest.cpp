@@ -2,6 +2,7 @@
 // kept in its sealed backup and loaded back with it by the next run.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -11,6 +12,8 @@
 #include "DemoLogin.h"
 #include "FinishedFlightTest.h"
 #include "testbed/Website.h"
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -80,6 +83,7 @@ TEST_F(ReportBlackboxTest, Upload_sendsTheEventsAfterTheReport_thenTheLogIsEmpty
     CReport uploading(&simulator, &client);
     uploading.setBlackbox(&blackbox);
     ASSERT_EQ(uploading.writeReport(false), 1) << client.getLastMessage();
+    ASSERT_TRUE(uploading.waitForPendingUploads(30s));
 
     EXPECT_TRUE(blackbox.getFlightData().empty());
     const std::vector<testbed::Record> events = site.eventLogs();

@@ -127,9 +127,11 @@ TEST_F(ReportTrackerTest, PositionEntries_nearTheGround_followTheUploadedReportW
     EXPECT_EQ(kept[0].Heading, 249);
     EXPECT_EQ(kept[0].Altitude, 364);
 
-    // The kept entries follow the uploaded report, in the order they were numbered.
+    // The kept entries follow the uploaded report, in the order they were
+    // numbered, on a thread of their own.
     ASSERT_EQ(report.writeReport(false), 1);
     EXPECT_NE(log().find("Report uploaded successfully."), std::string::npos);
+    ASSERT_TRUE(report.waitForPendingUploads(30s));
     std::string order;
     for (const testbed::ReceivedRequest& request : site.requests()) {
         if (request.function == "writereport") order += "report ";

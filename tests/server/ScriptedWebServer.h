@@ -18,17 +18,20 @@ public:
                       [this](const httplib::Request& request, httplib::Response& response) {
                           std::string answer;
                           int hangMs = 0;
+                          int status = 200;
                           {
                               std::lock_guard<std::mutex> lock(m_mutex);
                               m_bodies.push_back(request.body);
                               m_userAgents.push_back(request.get_header_value("User-Agent"));
                               answer = m_answer;
                               hangMs = m_hangMs;
+                              status = m_status;
                           }
                           // A site that does not answer, in short steps so that stop is prompt.
                           for (int waitedMs = 0; waitedMs < hangMs && !m_stopping; waitedMs += 10) {
                               std::this_thread::sleep_for(std::chrono::milliseconds(10));
                           }
+                          response.status = status;
                           response.set_content(answer, "text/plain");
                       });
         m_port = m_server.bind_to_any_port("127.0.0.1");
@@ -44,6 +47,11 @@ public:
     void answer(const std::string& text) {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_answer = text;
+    }
+    // The HTTP status of every answer from now on; 200 unless set.
+    void status(int code) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_status = code;
     }
     void hang(int milliseconds) {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -70,6 +78,7 @@ private:
     mutable std::mutex m_mutex;
     std::string m_answer;
     int m_hangMs = 0;
+    int m_status = 200;
     std::vector<std::string> m_bodies;
     std::vector<std::string> m_userAgents;
 };

@@ -183,6 +183,40 @@ TEST(ServerRecordsFill, Numbers_readAsAtoiAndAtofWould) {
     }
 }
 
+TEST(ServerRecordsFill, IntegerFigureBeyondAnInt_isTakenAsZeroWithALogLine) {
+    quelby_test::ScratchFolder folder{"quelby-records"};
+    quelby_test::LogInto logInto{folder.path()};
+    const struct {
+        const char* text;
+        int32_t expected;
+        bool logged;
+    } cases[] = {
+        {"2147483647", 2147483647, false},
+        {"-2147483648", -2147483647 - 1, false},
+        {"  +42", 42, false},
+        {"2147483648", 0, true},
+        {"-2147483649", 0, true},
+        {"99999999999999999999999", 0, true},
+        {"1e12", 1, false},  // read as atoi reads it: the 1 before the exponent
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string("value \"") + c.text + "\"");
+        const std::size_t before = quelby_test::readFile(folder.file("quelby_debug.txt")).size();
+        FakeAnswer answer{{"a_Fuel", c.text}};
+        tTarvex_Aircrafts aircraft;
+        aircraft.reset();
+        aircraft.Fuel = 555;
+        aircraft.fill(answer, 0);
+        EXPECT_EQ(aircraft.Fuel, c.expected);
+        const std::string lines =
+            quelby_test::readFile(folder.file("quelby_debug.txt")).substr(before);
+        EXPECT_EQ(lines.find(std::string("Website figure a_Fuel=") + c.text +
+                             " is beyond an integer's range; taken as 0") != std::string::npos,
+                  c.logged)
+            << lines;
+    }
+}
+
 TEST(ServerRecordsFill, CommaDecimalGlobalLocale_stillReadsPointDecimals) {
     const std::string previous = std::setlocale(LC_ALL, nullptr);
     if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {

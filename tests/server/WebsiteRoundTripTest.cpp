@@ -60,7 +60,7 @@ TEST_F(WebsiteRoundTripTest, ServerErrorOrNoAnswer_failTheRequest_butASlowAnswer
     const Case cases[] = {
         // Broken frames, oversized answers and refused connections are the
         // transport's own test.
-        {"http 500", testbed::Failure::httpError(500), 4},
+        {"http 500", testbed::Failure::httpError(500), 5},
         {"no answer", testbed::Failure::noAnswer(), 5},
         {"slow", testbed::Failure::delay(300), 0},
     };

@@ -4,17 +4,22 @@
 #include <windows.h>
 // After windows.h, which it needs.
 #include <tlhelp32.h>
+#else
+#include <signal.h>
+#include <sys/resource.h>
 #endif
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <numeric>
 #include <random>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
 
 #include "CClientConfig.h"
+#include "CFileAccess.h"
 #include "CIniParser.h"
 #include "CLogger.h"
 #include "CReport.h"
@@ -88,6 +93,63 @@ void writeFile(const std::string& path, const std::string& contents) {
 }
 
 bool fileExists(const std::string& path) { return fs::exists(fs::u8path(path)); }
+
+#ifdef _WIN32
+FileHeld::FileHeld(const std::string& path) {
+    const int length = MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, nullptr, 0);
+    std::wstring widePath(static_cast<std::size_t>(length), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, path.c_str(), -1, &widePath[0], length);
+    // No sharing at all: neither reading, writing nor deleting or renaming.
+    const HANDLE handle = CreateFileW(widePath.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        ADD_FAILURE() << "cannot hold " << path << ": error " << GetLastError();
+        return;
+    }
+    m_handle = handle;
+    m_held = true;
+}
+
+void FileHeld::release() {
+    if (m_held) CloseHandle(static_cast<HANDLE>(m_handle));
+    m_held = false;
+}
+#else
+FileHeld::FileHeld(const std::string& path) {
+    (void)path;
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    m_sizeLimit = limit.rlim_cur;
+    limit.rlim_cur = 0;
+    m_held = setrlimit(RLIMIT_FSIZE, &limit) == 0;
+    if (!m_held) ADD_FAILURE() << "cannot refuse file growth";
+}
+
+void FileHeld::release() {
+    if (!m_held) return;
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    limit.rlim_cur = static_cast<rlim_t>(m_sizeLimit);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    m_held = false;
+}
+#endif
+
+FileHeld::~FileHeld() { release(); }
+
+SavePausesCounted::SavePausesCounted(std::function<void(std::size_t pause)> meanwhile) {
+    CFileAccess::setPauseForTests([this, meanwhile](int pauseMs) {
+        m_pausesMs.push_back(pauseMs);
+        if (meanwhile) meanwhile(m_pausesMs.size());
+    });
+}
+
+SavePausesCounted::~SavePausesCounted() { CFileAccess::setPauseForTests(nullptr); }
+
+int SavePausesCounted::totalMs() const {
+    return std::accumulate(m_pausesMs.begin(), m_pausesMs.end(), 0);
+}
 
 std::string pluginPath() { return QUELBY_PLUGIN_PATH; }
 

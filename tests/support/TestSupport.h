@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <functional>
 #include <string>
+#include <vector>
 
 namespace quelby_test {
 
@@ -61,6 +64,42 @@ protected:
 
     ScratchFolder m_folder{"quelby-test"};
 };
+// Keeps a file from being saved over, as pilots' machines do now and then,
+// until release() or the end of the object: on Windows a second handle holds
+// the file without sharing it, as a virus scanner, the search indexer or a
+// synced folder does; elsewhere, where an open file never stops a rename, no
+// file of this process may grow, as on a full disk.
+class FileHeld {
+public:
+    explicit FileHeld(const std::string& path);
+    ~FileHeld();
+    FileHeld(const FileHeld&) = delete;
+    FileHeld& operator=(const FileHeld&) = delete;
+    void release();
+    bool isHeld() const { return m_held; }
+
+private:
+    bool m_held = false;
+    void* m_handle = nullptr;
+    unsigned long long m_sizeLimit = 0;
+};
+
+// The pauses of the client's saves between their tries, taken instead of
+// sleeping while the object lives; each pause may first do what the test
+// wants to happen meanwhile (given the pause's number, from 1).
+class SavePausesCounted {
+public:
+    explicit SavePausesCounted(std::function<void(std::size_t pause)> meanwhile = {});
+    ~SavePausesCounted();
+    SavePausesCounted(const SavePausesCounted&) = delete;
+    SavePausesCounted& operator=(const SavePausesCounted&) = delete;
+    const std::vector<int>& pausesMs() const { return m_pausesMs; }
+    int totalMs() const;
+
+private:
+    std::vector<int> m_pausesMs;
+};
+
 void writeFile(const std::string& path, const std::string& contents);
 bool fileExists(const std::string& path);
 

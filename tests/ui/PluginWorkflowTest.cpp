@@ -250,6 +250,8 @@ TEST_F(PilotAtTheWindow, Overweight_atConfirmFlight_eachChangeIsAWayOut) {
 
 using quelby_test::FilesRefused;
 
+const char* const kHeldNotice = "The flight report could not be saved in X-Plane's folder";
+
 // The upload fails while X-Plane's folder takes no file: the report is held
 // in memory, offered at the next login like a kept one and uploaded from
 // there, and X-Plane's log says it was not saved.
@@ -261,6 +263,8 @@ TEST_F(PilotAtTheWindow, FailedUploadWhileNoFileCanBeSaved_keepsTheReportInMemor
         const FilesRefused refused;
         press("End flight");
         ASSERT_TRUE(window.waitForTextBeginning("Your most recent flight report could not be", 20s))
+            << window.drawnTextsLine();
+        EXPECT_TRUE(sim().runUntil([&] { return buttonShown("Retry") && draws(kHeldNotice); }, 5s))
             << window.drawnTextsLine();
     }
     EXPECT_FALSE(contains(readFile(root.file("quelby_report.ini")), "Tarvex_Reports"))
@@ -276,6 +280,34 @@ TEST_F(PilotAtTheWindow, FailedUploadWhileNoFileCanBeSaved_keepsTheReportInMemor
     const auto reports = site.requests("writereport");
     ASSERT_EQ(reports.size(), 2u);
     EXPECT_EQ(field(reports[1], "ManualUpload"), "1");
+    EXPECT_EQ(field(reports[1], "Arr"), "EDDS");
+}
+
+// The folder takes files again before X-Plane quits: the stop saves the
+// report held in memory, sealed, and the next start offers it from the disk.
+TEST_F(PilotAtTheWindow, ReportHeldInMemory_isSavedAtTheStop_andOfferedAfterTheRestart) {
+    site.injectFailure("writereport", testbed::Failure::httpError(503), 1);
+    startFromTheGate();
+    flyToTheGate();
+    {
+        const FilesRefused refused;
+        press("End flight");
+        ASSERT_TRUE(sim().runUntil([&] { return buttonShown("Retry"); }, 20s))
+            << window.drawnTextsLine();
+    }
+    sim().unloadPlugin();
+    EXPECT_TRUE(contains(readFile(root.file("quelby_report.ini")), "Tarvex_Reports"));
+
+    loadPlugin();
+    logIn();
+    ASSERT_TRUE(window.waitForTextBeginning("Your most recent flight report could not be", 20s))
+        << window.drawnTextsLine();
+    EXPECT_FALSE(draws(kHeldNotice));
+    EXPECT_FALSE(buttonShown("Retry"));
+    press("Upload saved Report");
+    ASSERT_TRUE(waitForText("Home - News", 30s));
+    const auto reports = site.requests("writereport");
+    ASSERT_EQ(reports.size(), 2u);
     EXPECT_EQ(field(reports[1], "Arr"), "EDDS");
 }
 

@@ -57,8 +57,8 @@ TEST_F(ScreenLayerTest, Initialize_makesEveryControl_andOpensTheLogin) {
     for (CUserInterfaceObject* o = ui.getObjectManager().first(); o != nullptr; o = o->getNext()) {
         ++objects;
     }
-    // 22 buttons, 5 check boxes, the combo box and 15 text fields.
-    EXPECT_EQ(objects, 43);
+    // 23 buttons, 5 check boxes, the combo box and 15 text fields.
+    EXPECT_EQ(objects, 44);
     EXPECT_EQ(ui.getLayer(), 0);
     EXPECT_EQ(visible(), (std::set<int>{3, 101, 102}));
     EXPECT_TRUE(exitVisible());

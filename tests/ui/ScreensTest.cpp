@@ -6,11 +6,13 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "CClientInterface.h"
+#include "CIniParser.h"
 #include "CReport.h"
 #include "CUserInterface.h"
 #include "CUserInterfaceObject.h"
@@ -128,21 +130,24 @@ TEST_F(ScreensTest, FinancesPage_showsTheReportsAmounts) {
     const struct {
         int unit;
         double ticketFactor;
+        const char* ticketPrice;
+        const char* cargoKg;
         const char* tickets;
         const char* fuelAmount;
         const char* cargoAmount;
     } cases[] = {
-        {0, 1.2, "18000 v$", "1000 kg", "3000 kg"},
-        {0, 0.0, "15000 v$", "1000 kg", "3000 kg"},  // no factor counts as 1
-        {1, 1.2, "18000 v$", "2204 lbs", "6613 lbs"},
+        {0, 1.2, "150", "3000", "18000 v$", "1000 kg", "3000 kg"},
+        {0, 0.0, "150", "3000", "15000 v$", "1000 kg", "3000 kg"},  // no factor counts as 1
+        {1, 1.2, "150", "3000", "18000 v$", "2204 lbs", "6613 lbs"},
+        // Figures from the website that no int holds once multiplied: no
+        // undefined conversion, the nearest figure or 0.
+        {1, 1.2, "1e12", "2000000000", "0 v$", "2204 lbs", "2147483647 lbs"},
     };
     tTarvex_Reports& r = client->m_report;
     setRecordText(r.Fuel_Bought, "1000");
     setRecordText(r.Fuelprice, "1.25");
-    setRecordText(r.Ticket, "150");
     setRecordText(r.PAX, "100");
     setRecordText(r.Cargo, "2500");
-    setRecordText(r.Cargo_kg, "3000");
     setRecordText(r.Multiplier, "2");
     r.Crew = 600;
     r.Bonus = 1234;
@@ -153,6 +158,8 @@ TEST_F(ScreensTest, FinancesPage_showsTheReportsAmounts) {
         SCOPED_TRACE(c.tickets);
         ui->getUnits().setWeightUnit(c.unit);
         client->m_aircraftType.Ticket = c.ticketFactor;
+        setRecordText(r.Ticket, c.ticketPrice);
+        setRecordText(r.Cargo_kg, c.cargoKg);
         show(CUserInterface::kLayerReportFinances);
         EXPECT_EQ(at(385, 120).text, "-1542 v$");  // 1000 kg at 1.25 v$ per litre
         EXPECT_TRUE(at(385, 120).rightAligned);
@@ -314,6 +321,55 @@ TEST_F(ScreensTest, SavedReportText_wrapsAtBlanksWithinTheTextArea) {
     EXPECT_EQ(joined,
               "Your most recent flight report could not be uploaded to the Quelby website. Please "
               "try again using the 'Upload report' button below.");
+}
+
+// A report that could not be saved is held in memory: the login and
+// saved-report screens say so in red, within the text area, and every way
+// of trying again (the "Retry" button, the next login, the stop) saves it
+// once the folder takes files again; then the notice goes.
+TEST_F(ScreensTest, ReportHeldInMemory_saidInRed_untilRetryLoginOrStopSavesIt) {
+    ui->setCharWidths(proportionalWidths());
+    // The login goes nowhere: only its try to save the report counts here.
+    client->setHost("127.0.0.1:1");
+    const quelby_test::SavePausesCounted pauses;
+    const std::string reportFile = CIniParser::instance()->getBackupReportFilename();
+    const std::string notice = "The flight report could not be saved in X-Plane's folder";
+    const struct {
+        const char* way;
+        std::function<void()> tryAgain;
+    } ways[] = {
+        {"Retry", [&] { ui->buttonEvent(CUserInterface::kRetrySaveButton); }},
+        {"the next login", [&] { ui->buttonEvent(3); }},
+        {"the stop", [&] { ui->saveHeldReportAtStop(); }},
+    };
+    for (const auto& w : ways) {
+        SCOPED_TRACE(w.way);
+        report->deleteBackup();
+        quelby_test::FileHeld held(reportFile);
+        ASSERT_EQ(report->createBackup(), 0);
+        ASSERT_TRUE(report->isBackupHeldInMemory());
+        for (int layer : {CUserInterface::kLayerSavedReport, CUserInterface::kLayerLogin}) {
+            show(layer);
+            ASSERT_TRUE(shows(notice)) << "layer " << layer;
+            for (const tPanelText& piece : texts) {
+                // The folder's own notice stands above, at its own place.
+                const bool red = piece.red == 255 && piece.green == 0;
+                if (!red || piece.text.rfind("Cannot write", 0) == 0) continue;
+                EXPECT_GE(piece.x, 210) << piece.text;
+                EXPECT_LE(piece.x + ui->textWidth(piece.text), 565) << piece.text;
+            }
+        }
+        // Still held: the report stays in memory, and so does the notice.
+        w.tryAgain();
+        EXPECT_TRUE(report->isBackupHeldInMemory());
+
+        held.release();
+        w.tryAgain();
+        EXPECT_FALSE(report->isBackupHeldInMemory());
+        EXPECT_TRUE(report->checkBackupCode());
+        show(CUserInterface::kLayerSavedReport);
+        EXPECT_FALSE(shows(notice));
+    }
 }
 
 TEST_F(ScreensTest, Checklist_namesTheFirstFailedSetting) {

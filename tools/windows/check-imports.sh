@@ -6,9 +6,9 @@
 set -euo pipefail
 xpl="$1"
 objdump=x86_64-w64-mingw32-objdump
-# Windows' own: the kernel, the C runtime every Windows carries, sockets, and
-# the system's cryptography and TLS.
-allowed="xplm_64.dll xpwidgets_64.dll kernel32.dll msvcrt.dll ws2_32.dll advapi32.dll bcrypt.dll crypt32.dll secur32.dll user32.dll"
+# Windows' own: the kernel, the C runtime every Windows carries, sockets, the
+# system's cryptography and TLS, and WinHTTP for the proxy of its settings.
+allowed="xplm_64.dll xpwidgets_64.dll kernel32.dll msvcrt.dll ws2_32.dll advapi32.dll bcrypt.dll crypt32.dll secur32.dll user32.dll winhttp.dll"
 imports="$("$objdump" -p "$xpl" | sed -n 's/^\s*DLL Name: //p' | sort -f)"
 echo "imported DLLs: $(echo $imports)"
 bad=0

@@ -72,6 +72,8 @@ public:
         kLayerComment = 15,
         kLayerUpdate = 16,
     };
+    // The button that saves again a report held in memory.
+    static constexpr int kRetrySaveButton = 28;
     static constexpr int kPassengerKg = 102;
     static constexpr unsigned int kWarningBox = 0x30;
     static constexpr int kTextSeconds = 10;
@@ -137,6 +139,8 @@ public:
     void resetAllClasses();
     // Reads the settings into the option flags and the options screen.
     void getConfig();
+    // At the stop, the last try to save a report held in memory.
+    void saveHeldReportAtStop();
     // Runs the phase machine and the reactions to a new phase; false only
     // when the flight has just reached its gate.
     bool checkFlightState();
@@ -249,6 +253,9 @@ protected:
     void folderNotice();
     // The red lines on the login screen after the client failed.
     void clientNotice();
+    // Red lines on the login and saved-report screens while a report is held
+    // in memory, over the "Retry" button.
+    void heldReportNotice();
     // The "Version" block of the version screens.
     void drawVersions();
     CLogger& logger();
@@ -286,6 +293,7 @@ private:
     void submitReport();
     void next();
     void uploadSavedReport();
+    void retrySavingReport();
     void exitFlight();
     // Resets, shows the login screen and logs in again.
     void finish();
@@ -305,6 +313,9 @@ private:
     bool m_bFuelScreenActive = false;
     bool m_bInitialFuelLoaded = false;
     bool m_bFlightStarted = false;
+    // A report was held in memory just before this login: trying it again
+    // at once would only wait for the same failure.
+    bool m_bReportJustHeld = false;
     double m_flightStartS = 0.0;
     int m_nFuelLoadedKg = 0;
     std::array<float, 12> m_fuelledTanksKg{};

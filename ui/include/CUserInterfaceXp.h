@@ -87,4 +87,7 @@ private:
     // The simulator's thread's: the panel last prepared and its pieces.
     std::shared_ptr<const std::vector<tPanelText>> m_preparedPanel;
     std::vector<tDrawnText> m_drawnTexts;
+    // A report held in memory when the client stopped, for the client made
+    // again after a failure; the client thread's.
+    std::string m_carriedReport;
 };

@@ -40,6 +40,7 @@ void CUserInterface::resetState() {
     m_bSound = false;
     m_bInitialFuelLoaded = false;
     m_bFlightStarted = false;
+    m_bReportJustHeld = false;
     m_flightStartS = 0.0;
     m_nFuelLoadedKg = 0;
     m_statusLine.clear();
@@ -151,6 +152,10 @@ void CUserInterface::setMenuLayer(int layer) {
             m_objectManager.show(id, true);
         }
         m_bFuelScreenActive = screen.fuelScreen;
+    }
+    if ((layer == kLayerLogin || layer == kLayerSavedReport) && m_pReport != nullptr &&
+        m_pReport->isBackupHeldInMemory()) {
+        m_objectManager.show(kRetrySaveButton, true);
     }
     if (figuresReady) {
         fillFuelFields();

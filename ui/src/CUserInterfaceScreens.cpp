@@ -51,7 +51,10 @@ constexpr int kFuelNoticeY = 332;
 constexpr int kFolderNoticeY = 103;
 // Below the login's own notices: why the client started again.
 constexpr int kClientNoticeY = 320;
-constexpr int kNoticeLineHeight = 15;
+// Below the saved-report screen's text and above the login fields.
+constexpr int kHeldNoticeX = 210;
+constexpr int kHeldNoticeY = 160;
+constexpr int kNoticeLineStep = 15;
 
 // Report pages: label and value columns, rows 20 pixels apart.
 constexpr int kReportLabelX = 215;
@@ -143,7 +146,19 @@ void CUserInterface::clientNotice() {
     setTextFont(kFontBody);
     setTextColor(kFailed[0], kFailed[1], kFailed[2]);
     textOut(kNoticeX, kClientNoticeY, m_clientNotice);
-    textOut(kNoticeX, kClientNoticeY + kNoticeLineHeight, m_clientNoticeMore);
+    textOut(kNoticeX, kClientNoticeY + kNoticeLineStep, m_clientNoticeMore);
+    setTextColor(0, 0, 0);
+}
+
+void CUserInterface::heldReportNotice() {
+    if (m_pReport == nullptr || !m_pReport->isBackupHeldInMemory()) {
+        return;
+    }
+    setTextFont(kFontBody);
+    setTextColor(kFailed[0], kFailed[1], kFailed[2]);
+    textOut(kHeldNoticeX, kHeldNoticeY, "The flight report could not be saved in X-Plane's folder");
+    textOut(kHeldNoticeX, kHeldNoticeY + kNoticeLineStep,
+            "and is lost when X-Plane quits: upload it or press \"Retry\".");
     setTextColor(0, 0, 0);
 }
 
@@ -151,6 +166,7 @@ void CUserInterface::menuLogin() {
     formatText(2, "Login", 0);
     folderNotice();
     clientNotice();
+    heldReportNotice();
     setTextFont(kFontHead);
     setTextColor(0, 0, 0);
     textOut(270, 200, "User:");
@@ -435,8 +451,8 @@ void CUserInterface::menuReportFinances() {
 
     // The report's Ticket is the route's price, 0 for a flight that did not
     // earn (a diversion or a crash).
-    const int tickets = static_cast<int>(CReport::ticketRevenue(
-        recordDouble(report.Ticket), recordInt(report.PAX), client.m_aircraftType.Ticket));
+    const int tickets = CReport::ticketMoney(recordDouble(report.Ticket), recordInt(report.PAX),
+                                             client.m_aircraftType.Ticket);
     label(1, "Tickets:");
     amount(1, formatted("%d v$", tickets));
 
@@ -527,6 +543,7 @@ void CUserInterface::menuUploadReport() {
         "Your most recent flight report could not be uploaded to the Quelby website. Please try "
         "again using the 'Upload report' button below.",
         kRectangleWhole);
+    heldReportNotice();
 }
 
 void CUserInterface::menuUpdate() {

@@ -27,7 +27,7 @@ void CUserInterfaceUtilities::hideAllObjects(CObjectManager& objects) {
     static const int kScreenObjects[] = {3,   4,   5,   11,  6,   8,   9,   10,  17,  18,  14,
                                          15,  16,  19,  20,  21,  22,  23,  24,  25,  26,  101,
                                          102, 201, 202, 203, 204, 205, 301, 401, 103, 104, 105,
-                                         106, 107, 108, 109, 110, 111, 112, 113, 114, 115};
+                                         106, 107, 108, 109, 110, 111, 112, 113, 114, 115, 28};
     for (int id : kScreenObjects) {
         objects.show(id, false);
     }

@@ -49,6 +49,7 @@ enum ButtonId {
     kChangeCargo = 25,
     kChangeFuel = 26,
     kLandingLights = 27,
+    kRetrySave = CUserInterface::kRetrySaveButton,
     kUserField = 101,
     kPasswordField = 102,
     kAdditionalFuelField = 114,
@@ -267,6 +268,9 @@ void CUserInterface::buttonEvent(int id) {
                 finish();
             }
             break;
+        case kRetrySave:
+            retrySavingReport();
+            break;
         case kUpdateNow:
             setMenuLayer(kLayerUpdate);
             break;
@@ -296,6 +300,13 @@ void CUserInterface::buttonEvent(int id) {
 }
 
 void CUserInterface::login() {
+    // A report held in memory is tried again at each login, but not at the
+    // one that follows right after it could not be saved.
+    if (m_bReportJustHeld) {
+        m_bReportJustHeld = false;
+    } else {
+        m_pReport->saveHeldBackup();
+    }
     CUserInterfaceObject* loginButton = m_objectManager.getObjectWithId(kLogin);
     if (!m_pClient->isConnected()) {
         logger().debug("Could not log in. No connection to the database.");
@@ -361,6 +372,9 @@ void CUserInterface::login() {
     m_units.setWeightUnit(std::memcmp(m_pClient->m_pilot.WeightUnit, "lbs", 4) == 0 ? 1 : 0);
     setMenuLayer(m_pReport->isBackupReport() ? kLayerSavedReport : kLayerHome);
     repaint();
+    // The website answers again: what followed an earlier report and did
+    // not get through goes up now, on a thread of its own.
+    m_pReport->resumePendingUploads();
 }
 
 void CUserInterface::saveOptions() {
@@ -593,7 +607,8 @@ void CUserInterface::clientFailed(const std::string& why) {
                 closeFlight();
             }
             m_pReport->createReport();
-            kept = m_pReport->createBackup() == 1;
+            // Saved, or held in memory for the client made again.
+            kept = m_pReport->createBackup() == 1 || m_pReport->isBackupHeldInMemory();
         } catch (const std::exception& e) {
             logger().error(std::string("The flight's report could not be kept: ") + e.what());
         } catch (...) {
@@ -654,6 +669,7 @@ void CUserInterface::submitReport() {
         return;
     }
     // The report is kept; the login offers it again.
+    m_bReportJustHeld = m_pReport->isBackupHeldInMemory();
     setMenuLayer(kLayerLogin);
     buttonEvent(kLogin);
 }
@@ -707,6 +723,27 @@ void CUserInterface::uploadSavedReport() {
     if (m_pReport->writeReport(true) == 1) {
         m_pReport->deleteBackup();
         finish();
+        return;
+    }
+    // Kept again, on disk or, when that failed, in memory with "Retry".
+    setMenuLayer(kLayerSavedReport);
+}
+
+void CUserInterface::retrySavingReport() {
+    if (m_pReport->saveHeldBackup() != 1) {
+        playSound(kSoundError);
+    }
+    // The notice and the button stay only while the report is still held.
+    setMenuLayer(getLayer());
+}
+
+void CUserInterface::saveHeldReportAtStop() {
+    if (m_pReport == nullptr || !m_pReport->isBackupHeldInMemory()) {
+        return;
+    }
+    if (m_pReport->saveHeldBackup() != 1) {
+        logger().error(
+            "The report held in memory could not be saved at the stop either: it is lost");
     }
 }
 

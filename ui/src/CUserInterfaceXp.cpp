@@ -63,6 +63,7 @@ const tControl kControls[] = {
     {21, kButton, "Show saved Report", 12, 265, 240, 250, 20, 0},
     {22, kButton, "Upload saved Report", 12, 265, 270, 250, 20, 0},
     {23, kButton, "Delete saved Report", 12, 265, 300, 250, 20, 0},
+    {CUserInterface::kRetrySaveButton, kButton, "Retry", 12, 470, 330, 100, 20, 0},
     {24, kButton, "Change", 14, 445, 135, 65, 18, 0},
     {25, kButton, "Change", 14, 445, 160, 65, 18, 0},
     {26, kButton, "Change", 14, 445, 235, 65, 18, 0},
@@ -145,6 +146,8 @@ CUserInterfaceXp::~CUserInterfaceXp() = default;
 void CUserInterfaceXp::initialize(XPWidgetID window, CThreadSync* threadSync) {
     m_window = window;
     m_pThreadSync = threadSync;
+    // A report held by an earlier run went with its stop.
+    m_carriedReport.clear();
     CUserInterfaceObjectXp::setThreadSync(threadSync);
     int charWidth = 0, charHeight = 0, digitsOnly = 0;
     XPLMGetFontDimensions(kTextFont, &charWidth, &charHeight, &digitsOnly);
@@ -194,6 +197,10 @@ void CUserInterfaceXp::startClient(bool autoLogin) {
     m_blackbox = std::make_unique<Blackbox::CBlackbox>(m_sound.get(), &m_simulator->m_aircraftData,
                                                        m_client.get());
     m_report = std::make_unique<CReport>(m_simulator.get(), m_client.get(), m_blackbox.get());
+    if (!m_carriedReport.empty()) {
+        m_report->holdBackup(m_carriedReport);
+        m_carriedReport.clear();
+    }
     m_flightState =
         std::make_unique<CFlightState>(&m_simulator->m_aircraftData, m_report.get(), m_sound.get());
     tSubsystems subsystems;
@@ -213,6 +220,9 @@ void CUserInterfaceXp::startClient(bool autoLogin) {
 }
 
 void CUserInterfaceXp::stopClient() {
+    saveHeldReportAtStop();
+    // A client made again after a failure offers a report still unsaved.
+    m_carriedReport = m_report != nullptr ? m_report->heldBackupText() : std::string();
     setSubsystems(tSubsystems());
     m_flightState.reset();
     m_report.reset();

@@ -1,5 +1,7 @@
-// Files on Linux and macOS: names are bytes, rename replaces.
+// Files on Linux and macOS: names are bytes, rename replaces, and the
+// client's files are for their owner's eyes only.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +13,30 @@
 namespace {
 
 std::string errnoText(int error) { return std::generic_category().message(error); }
+
+// The settings hold the password and a kept report the pilot's credentials.
+constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+
+// Failures that may be gone a moment later: no room for the file now (a full
+// disk, a quota, a size limit), a folder or file that refuses it now, a file
+// in use.
+bool mayPass(int error) {
+    switch (error) {
+        case ENOSPC:
+        case EDQUOT:
+        case EFBIG:
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case EBUSY:
+        case ETXTBSY:
+        case EAGAIN:
+        case EINTR:
+            return true;
+        default:
+            return false;
+    }
+}
 
 bool writeAll(int fd, const std::string& data) {
     const char* next = data.data();
@@ -50,7 +76,7 @@ std::FILE* CFileAccess::open(const std::string& fileName, const char* mode) {
 }
 
 std::string CFileAccess::createEmpty(const std::string& fileName) {
-    const int fd = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    const int fd = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, kOwnerOnly);
     if (fd < 0) {
         return errnoText(errno);
     }
@@ -58,26 +84,41 @@ std::string CFileAccess::createEmpty(const std::string& fileName) {
     return std::string();
 }
 
-std::string CFileAccess::replace(const std::string& fileName, const std::string& data) {
+std::string CFileAccess::replaceOnce(const std::string& fileName, const std::string& data,
+                                     bool& mayPassLater) {
     const std::string tempName = fileName + ".tmp";
-    const int fd = ::open(tempName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    // A link in the temporary file's place is not followed, and a file left
+    // there by a crash is made the owner's alone before it takes a byte.
+    const int fd =
+        ::open(tempName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kOwnerOnly);
     if (fd < 0) {
-        return "cannot create " + tempName + ": " + errnoText(errno);
+        const int error = errno;
+        mayPassLater = mayPass(error);
+        return "cannot create " + tempName + ": " + errnoText(error);
     }
     std::string failure;
-    if (!writeAll(fd, data)) {
-        failure = "cannot write " + tempName + ": " + errnoText(errno);
+    int error = 0;
+    if (::fchmod(fd, kOwnerOnly) != 0) {
+        error = errno;
+        failure = "cannot make " + tempName + " its owner's alone: " + errnoText(error);
+    } else if (!writeAll(fd, data)) {
+        error = errno;
+        failure = "cannot write " + tempName + ": " + errnoText(error);
     } else if (::fsync(fd) != 0) {
-        failure = "cannot flush " + tempName + ": " + errnoText(errno);
+        error = errno;
+        failure = "cannot flush " + tempName + ": " + errnoText(error);
     }
     if (::close(fd) != 0 && failure.empty()) {
-        failure = "cannot close " + tempName + ": " + errnoText(errno);
+        error = errno;
+        failure = "cannot close " + tempName + ": " + errnoText(error);
     }
     if (failure.empty() && ::rename(tempName.c_str(), fileName.c_str()) != 0) {
-        failure = "cannot replace it: " + errnoText(errno);
+        error = errno;
+        failure = "cannot replace it: " + errnoText(error);
     }
     if (!failure.empty()) {
         ::unlink(tempName.c_str());
+        mayPassLater = mayPass(error);
         return failure;
     }
     syncFolderOf(fileName);

@@ -21,9 +21,8 @@ inline std::wstring wide(const std::string& utf8) {
     return out;
 }
 
-// What GetLastError() holds, in words, without the trailing line break.
-inline std::string lastErrorText() {
-    const DWORD code = GetLastError();
+// An error code in words, without the trailing line break.
+inline std::string errorText(DWORD code) {
     char text[512] = {0};
     DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
                                   nullptr, code, MAKELANGID(LANG_ENGLISH, SUBLANG_DEFAULT), text,
@@ -34,5 +33,8 @@ inline std::string lastErrorText() {
     }
     return length > 0 ? std::string(text, length) : "error " + std::to_string(code);
 }
+
+// What GetLastError() holds, in words.
+inline std::string lastErrorText() { return errorText(GetLastError()); }
 
 }  // namespace windows
