@@ -10,8 +10,10 @@ include("${CMAKE_CURRENT_LIST_DIR}/SdkFunctions.cmake")
 
 # Every one of them is in the libcurl of macOS 11 (libcurl 7.64.1) and later;
 # a function not listed here fails the link until it is checked and added.
-set(QUELBY_LIBCURL_FUNCTIONS curl_easy_cleanup curl_easy_init curl_easy_perform curl_easy_setopt
-  curl_easy_strerror curl_global_init curl_slist_append curl_slist_free_all)
+# Options are not checked by a link: each one the plug-in sets must be in
+# 7.64.1 too, or fall back where it is not (allowOnlyHttp).
+set(QUELBY_LIBCURL_FUNCTIONS curl_easy_cleanup curl_easy_getinfo curl_easy_init curl_easy_perform
+  curl_easy_setopt curl_easy_strerror curl_global_init curl_slist_append curl_slist_free_all)
 
 get_filename_component(_quelby_sdk_dir "${CMAKE_CURRENT_LIST_DIR}/../xplane" ABSOLUTE)
 quelby_sdk_functions(QUELBY_XPLM_FUNCTIONS "${_quelby_sdk_dir}" XPLM_API)

@@ -92,15 +92,25 @@ constexpr long kLowSpeedBytesPerSecond = 1;
 
 // The website is spoken to over HTTP or HTTPS and nothing else, whatever a
 // host setting names: libcurl would also read a local file or talk FTP.
+// libcurl 7.85 and later take the protocols by name. An older one knows only
+// the mask: the libcurl of the release's older build system, and macOS's,
+// which is older than the headers the plug-in is compiled with and refuses
+// the names when the request is made.
 void allowOnlyHttp(CURL* curl) {
 #if LIBCURL_VERSION_NUM >= 0x075500
-    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-#else
-    // The libcurl of the release's older build system knows only the mask.
+    if (curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https") == CURLE_OK &&
+        curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https") == CURLE_OK) {
+        return;
+    }
+// Headers that know the names mark the mask as deprecated.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#endif
     curl_easy_setopt(curl, CURLOPT_PROTOCOLS, static_cast<long>(CURLPROTO_HTTP | CURLPROTO_HTTPS));
     curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS,
                      static_cast<long>(CURLPROTO_HTTP | CURLPROTO_HTTPS));
+#if LIBCURL_VERSION_NUM >= 0x075500
+#pragma GCC diagnostic pop
 #endif
 }
 
