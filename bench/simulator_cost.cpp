@@ -457,7 +457,14 @@ public:
         m_loadedAt = Clock::now();
         m_recorder.startRecording();
         if (m_result.realPlugin) {
-            const std::vector<int> tids = bench::tasksNamed(kClientThread);
+            // The client thread names itself once it runs, a moment after
+            // the start has returned.
+            std::vector<int> tids = bench::tasksNamed(kClientThread);
+            const auto namedBy = Clock::now() + std::chrono::seconds(5);
+            while (tids.empty() && Clock::now() < namedBy) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                tids = bench::tasksNamed(kClientThread);
+            }
             if (tids.empty()) {
                 throw BenchFailure("no thread named \"" + std::string(kClientThread) + "\"");
             }
