@@ -1,7 +1,12 @@
-// Numbers in the "C" locale on Linux: a locale object of
-// its own, and uselocale for the thread's formatting.
+// Numbers in the "C" locale on Linux and macOS: a locale object of its own,
+// and uselocale for the thread's formatting.
 #include <locale.h>
 #include <stdlib.h>
+// macOS declares the calls that take a locale there, after the standard
+// headers; the C library of Linux has them in the standard headers.
+#if __has_include(<xlocale.h>)
+#include <xlocale.h>
+#endif
 
 #include "../CNumberLocale.h"
 #include "CNumberText.h"
