@@ -117,13 +117,19 @@ protected:
     // From the home screen through the checks and the fuel screen to the
     // start of the flight.
     void startBookedFlight() {
+        toConfirmFlight();
+        if (HasFatalFailure()) return;
+        press("Fly!");
+        ASSERT_TRUE(waitForText("Flying"));
+    }
+    // From the home screen through the checks and the fuel screen to the
+    // last screen before the start.
+    void toConfirmFlight() {
         ASSERT_TRUE(waitForText("Home - News"));
         press("Fly!");
         ASSERT_TRUE(waitForText("Fuel Up"));
         press("Fuel Up!");
         ASSERT_TRUE(waitForText("Confirm Flight"));
-        press("Fly!");
-        ASSERT_TRUE(waitForText("Flying"));
     }
 
     // From the simulator's start to the start of the booked flight.
