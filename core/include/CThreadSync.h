@@ -79,11 +79,18 @@ private:
 
     const std::thread::id m_simulatorThread = std::this_thread::get_id();
     mutable std::mutex m_mutex;
+    // Signalled at shutdown only: the simulator's thread makes no system
+    // call for a job it ran; a caller waiting for one looks again every
+    // kDonePoll.
     std::condition_variable m_doneCondition;
+    static constexpr std::chrono::milliseconds kDonePoll{1};
     // Guarded by the mutex: the jobs waiting, oldest first, each with its
     // ticket, and the ticket of the last job handed over.
     std::deque<std::pair<std::uint64_t, std::function<void()>>> m_jobs;
     std::uint64_t m_lastTicket = 0;
+    // The same ticket, readable without the lock: a frame that finds it
+    // equal to the last job run has nothing to do and touches no lock.
+    std::atomic<std::uint64_t> m_queuedTicket{0};
     // The ticket of the last job run; written by the simulator's thread
     // without the lock.
     std::atomic<std::uint64_t> m_doneTicket{0};

@@ -68,6 +68,7 @@ std::uint64_t CThreadSync::enqueue(std::function<void()> job) {
         return 0;
     }
     m_jobs.emplace_back(++m_lastTicket, std::move(job));
+    m_queuedTicket.store(m_lastTicket, std::memory_order_release);
     return m_lastTicket;
 }
 
@@ -94,10 +95,10 @@ bool CThreadSync::runOnSimulator(const std::function<void()>& job) {
     }
     std::unique_lock<std::mutex> lock(m_mutex);
     while (m_doneTicket.load(std::memory_order_acquire) < ticket && !m_bShutDown) {
-        // The simulator's thread never waits for this lock, so it may signal
-        // while this thread is between its test and its sleep: the time
-        // limit makes up for such a signal.
-        m_doneCondition.wait_for(lock, std::chrono::milliseconds(2));
+        // The simulator's thread does not signal a job done (waking this
+        // thread would cost its frame a system call): this thread looks
+        // again after a short sleep, far shorter than a frame.
+        m_doneCondition.wait_for(lock, kDonePoll);
     }
     if (m_doneTicket.load(std::memory_order_acquire) < ticket) {
         return false;
@@ -124,6 +125,12 @@ bool CThreadSync::post(std::function<void()> job) {
 }
 
 void CThreadSync::trywait() {
+    // Almost every frame ends here, having read two counters and touched no
+    // lock the client thread writes.
+    if (m_queuedTicket.load(std::memory_order_acquire) ==
+        m_doneTicket.load(std::memory_order_relaxed)) {
+        return;
+    }
     // Never waits, not even for the lock: the client thread holds it only to
     // queue a job, but a machine that switches it out right then would make
     // the frame wait for it. The jobs then run in the next frame.
@@ -144,13 +151,6 @@ void CThreadSync::trywait() {
         runAndLog(next.second);
         ++ran;
         m_doneTicket.store(next.first, std::memory_order_release);
-        // Taking the lock once, if it is free, orders this with a caller
-        // about to sleep; if the caller holds it, its wait's time limit
-        // covers the wake-up this may miss.
-        if (lock.try_lock()) {
-            lock.unlock();
-        }
-        m_doneCondition.notify_all();
         if (std::chrono::steady_clock::now() - startedAt >= kFrameBudget || !lock.try_lock()) {
             break;  // the rest waits for the next frame
         }

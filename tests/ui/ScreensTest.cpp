@@ -411,6 +411,26 @@ TEST(ScreensWithoutClientTest, PanelHeldForDrawing_staysAsItWas_whileTheNextIsPu
     EXPECT_EQ(ui.publishedText().front().text, "Checklist");
 }
 
+TEST(ScreensWithoutClientTest, LiveScreenRecomposedUnchanged_keepsItsPanel_andTheFrameSeesEachChange) {
+    CUserInterface ui;
+    ui.setMenuLayer(CUserInterface::kLayerHome);
+    ui.refreshText(true);
+    const auto first = ui.panelForFrame();
+    ASSERT_EQ(first, ui.publishedPanel());
+    // Nothing on the screen changed: the frames keep the panel they prepared.
+    ui.refreshText(true);
+    EXPECT_EQ(ui.publishedPanel(), first) << "an unchanged screen was published again";
+    EXPECT_EQ(ui.panelForFrame(), first);
+    // A change reaches the very next frame, and so does the one after it.
+    ui.setMenuLayer(CUserInterface::kLayerChecklist);
+    ui.refreshText(true);
+    EXPECT_NE(ui.publishedPanel(), first);
+    EXPECT_EQ(ui.panelForFrame()->front().text, "Checklist");
+    ui.setMenuLayer(CUserInterface::kLayerHome);
+    ui.refreshText(true);
+    EXPECT_EQ(ui.panelForFrame()->front().text, "Home - News");
+}
+
 TEST(ScreensWithoutClientTest, DrawOnlyTheirTitle) {
     const struct {
         int layer;

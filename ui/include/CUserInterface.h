@@ -10,6 +10,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -48,6 +49,13 @@ struct tPanelText {
     // 0..255 each.
     int red = 0, green = 0, blue = 0;
     bool rightAligned = false;
+
+    bool operator==(const tPanelText& other) const {
+        return x == other.x && y == other.y && font == other.font && red == other.red &&
+               green == other.green && blue == other.blue && rightAligned == other.rightAligned &&
+               text == other.text;
+    }
+    bool operator!=(const tPanelText& other) const { return !(*this == other); }
 };
 
 class CUserInterface {
@@ -199,8 +207,8 @@ public:
     std::shared_ptr<const std::vector<tPanelText>> publishedPanel() const;
     // The same for the simulator's thread, which never waits for the lock:
     // while the client thread publishes, the frame draws the panel it drew
-    // last.
-    std::shared_ptr<const std::vector<tPanelText>> panelForFrame();
+    // last. Held until the next call on that thread.
+    const std::shared_ptr<const std::vector<tPanelText>>& panelForFrame();
     const std::string& getStatusLine() const { return m_statusLine; }
 
     // Text primitives of the screens: a piece of text at a window position,
@@ -329,9 +337,14 @@ private:
     // The panel being composed and the one the window draws.
     std::atomic<bool> m_bRepaint{true};
     std::vector<tPanelText> m_composing;
-    // The panel the simulator's thread drew last; its thread only.
+    // The panel the simulator's thread drew last, and the generation it
+    // was; its thread only.
     std::shared_ptr<const std::vector<tPanelText>> m_lastDrawn;
+    std::uint64_t m_lastDrawnGeneration = 0;
     mutable std::mutex m_publishedLock;
+    // Counts the panels published, so that a frame learns of a new one
+    // without the lock.
+    std::atomic<std::uint64_t> m_publishedGeneration{0};
     // Replaced whole, never changed: the simulator's thread draws it every
     // frame without copying its strings.
     std::shared_ptr<const std::vector<tPanelText>> m_published =

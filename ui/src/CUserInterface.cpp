@@ -51,6 +51,7 @@ void CUserInterface::resetState() {
     {
         std::lock_guard<std::mutex> lock(m_publishedLock);
         m_published = std::make_shared<const std::vector<tPanelText>>();
+        m_publishedGeneration.fetch_add(1, std::memory_order_release);
     }
     m_bRepaint = true;
 }

@@ -136,11 +136,18 @@ void CUserInterface::refreshText(bool live) {
     m_nFont = 0;
     setTextColor(0, 0, 0);
     text();
+    // A live screen recomposed with nothing changed is not published again:
+    // the frames keep the texts they have prepared.
+    if (*publishedPanel() == m_composing) {
+        m_composing.clear();
+        return;
+    }
     auto composed = std::make_shared<const std::vector<tPanelText>>(std::move(m_composing));
     m_composing = std::vector<tPanelText>();
     std::lock_guard<std::mutex> lock(m_publishedLock);
     // The panel it replaces goes when the last frame that draws it is done.
     m_published.swap(composed);
+    m_publishedGeneration.fetch_add(1, std::memory_order_release);
 }
 
 std::vector<tPanelText> CUserInterface::publishedText() const { return *publishedPanel(); }
@@ -150,13 +157,19 @@ std::shared_ptr<const std::vector<tPanelText>> CUserInterface::publishedPanel() 
     return m_published;
 }
 
-std::shared_ptr<const std::vector<tPanelText>> CUserInterface::panelForFrame() {
+const std::shared_ptr<const std::vector<tPanelText>>& CUserInterface::panelForFrame() {
+    // Most frames draw what they drew before: one counter read, no lock.
+    if (m_lastDrawn != nullptr &&
+        m_publishedGeneration.load(std::memory_order_acquire) == m_lastDrawnGeneration) {
+        return m_lastDrawn;
+    }
     std::unique_lock<std::mutex> lock(m_publishedLock, std::try_to_lock);
     if (lock.owns_lock() || m_lastDrawn == nullptr) {
         if (!lock.owns_lock()) {
             lock.lock();  // the very first frame has nothing older to draw
         }
         m_lastDrawn = m_published;
+        m_lastDrawnGeneration = m_publishedGeneration.load(std::memory_order_relaxed);
     }
     return m_lastDrawn;
 }

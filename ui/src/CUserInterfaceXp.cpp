@@ -262,7 +262,7 @@ void CUserInterfaceXp::preparePanel(const std::shared_ptr<const std::vector<tPan
 void CUserInterfaceXp::drawTextPanel(int windowLeft, int windowTop) {
     // Held, not copied: a frame allocates nothing for the panel, and the
     // pieces are measured and coloured once per panel the client publishes.
-    const std::shared_ptr<const std::vector<tPanelText>> panel = panelForFrame();
+    const std::shared_ptr<const std::vector<tPanelText>>& panel = panelForFrame();
     if (panel != m_preparedPanel) {
         preparePanel(panel);
     }
