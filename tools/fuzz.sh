@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets of fuzz/ with clang and runs each one for a
-# while over a scratch copy of its seed corpus; fails when any target finds
+# while over a scratch copy of its seed corpus, as many at once as there are
+# build jobs (QUELBY_JOBS, default 2); fails when any target finds
 # a crash, a hang or a sanitizer report.
 #   tools/fuzz.sh          60 seconds per target
 #   tools/fuzz.sh 600      the longer run
@@ -49,31 +50,51 @@ export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$root/tools/lsan.supp:print_su
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 
 runs="$build/fuzz-runs"
-failed=()
-for name in $targets; do
-  fuzzer="$build/fuzz/${name}_fuzzer"
-  seeds="$root/fuzz/corpus/$name"
-  work="$runs/$name"
+# One target's run; its exit status goes to $work/status. Each fuzzer uses
+# one core, so as many run side by side as the build has jobs.
+run_target() {
+  local name="$1"
+  local fuzzer="$build/fuzz/${name}_fuzzer"
+  local seeds="$root/fuzz/corpus/$name"
+  local work="$runs/$name"
   # Each run starts from the committed seeds; what it learns stays here.
-  rm -rf "$work/corpus" "$work/tmp"
+  rm -rf "$work/corpus" "$work/tmp" "$work/status"
   mkdir -p "$work/corpus" "$work/crashes" "$work/tmp"
   cp -r "$seeds/." "$work/corpus/"
-  dict=()
+  local dict=()
   [ -f "$root/fuzz/$name.dict" ] && dict=(-dict="$root/fuzz/$name.dict")
-  echo "== $name: ${runs_limit:+$runs_limit inputs within }${seconds}s"
   # Inputs of earlier runs stay in crashes/; only this run's are named below.
   touch "$work/started"
   # The client's files of every input go to memory where there is a tmpfs:
   # a file written per input on a disk costs more than the input.
-  scratch="$work/tmp"
+  local scratch="$work/tmp"
   if [ -d /dev/shm ] && [ -w /dev/shm ]; then
     scratch="$(mktemp -d -p /dev/shm "quelby-fuzz-$name.XXXXXX")" || scratch="$work/tmp"
   fi
   TMPDIR="$scratch" "$fuzzer" "${dict[@]}" -max_len="$(max_len_of "$name")" -timeout=10 \
     -max_total_time="$seconds" "${runs_option[@]}" -print_final_stats=1 -artifact_prefix="$work/crashes/" \
     "$work/corpus" >"$work/log.txt" 2>&1
-  status=$?
+  echo "$?" >"$work/status"
   [ "$scratch" != "$work/tmp" ] && rm -rf "$scratch"
+}
+
+running=()
+for name in $targets; do
+  echo "== $name: ${runs_limit:+$runs_limit inputs within }${seconds}s"
+  run_target "$name" &
+  running+=("$!")
+  if [ "${#running[@]}" -ge "$jobs" ]; then
+    wait "${running[0]}"
+    running=("${running[@]:1}")
+  fi
+done
+wait
+
+failed=()
+for name in $targets; do
+  work="$runs/$name"
+  status="$(cat "$work/status" 2>/dev/null || echo 1)"
+  echo "== $name"
   grep -E '^(stat::number_of_executed_units|stat::average_exec_per_sec|#[0-9]+ +DONE)' \
     "$work/log.txt" | sed 's/^/   /'
   if [ "$status" -ne 0 ]; then

@@ -20,6 +20,9 @@
 #   tools/release.sh           build the zip and check the binary's needs
 #   tools/release.sh --prove   also load it in a bare Debian 11 and log in
 #                              (tools/release/prove-bare.sh)
+#   tools/release.sh --prepare only what a first run fetches and builds once:
+#                              the two Debian 11 roots and the libraries built
+#                              in one (CI runs it beside the tests)
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 here="$root/tools/release"
@@ -27,7 +30,11 @@ cache="${QUELBY_CACHE:-$HOME/.cache/quelby}"
 out="$root/build/release"
 mirror="${QUELBY_DEBIAN_MIRROR:-http://deb.debian.org/debian}"
 prove=0
-[ "${1:-}" = "--prove" ] && prove=1
+prepare=0
+case "${1:-}" in
+  --prove) prove=1 ;;
+  --prepare) prepare=1 ;;
+esac
 
 if [ "$(id -u)" -ne 0 ]; then
   # The settings this script and the builds it runs read, passed on.
@@ -63,10 +70,14 @@ source "$here/chroot.sh"
 # At the end, however it ends: chroot.sh's unmounting, then the giving back.
 trap 'chroot_unmount_all; give_back' EXIT
 
+# What a first run makes is made once: another run making it (CI prepares
+# it beside the tests) is waited for.
+mkdir -p "$cache"
+exec 8>"$cache/.build-root.lock"
+flock 8
 if [ ! -f "$buildroot/.debootstrapped" ]; then
   echo "== Debian 11 build root (first run only): $buildroot"
   rm -rf "$buildroot"
-  mkdir -p "$cache"
   debootstrap --variant=minbase --include="$packages" bullseye "$buildroot" "$mirror" \
     >"$cache/debootstrap-build.log" 2>&1 ||
     { tail -20 "$cache/debootstrap-build.log"; exit 1; }
@@ -91,6 +102,14 @@ if [ ! -f "$buildroot/opt/quelby-deps/include/SimpleIni.h" ]; then
   (cd "$fetched" && apt-get download -qq libsimpleini-dev >/dev/null && dpkg-deb -x libsimpleini-dev_*.deb x)
   install -D -m 644 "$fetched/x/usr/include/SimpleIni.h" "$buildroot/opt/quelby-deps/include/SimpleIni.h"
   rm -rf "$fetched"
+fi
+
+exec 8>&-
+
+if [ "$prepare" -eq 1 ]; then
+  make_bare_root "$cache" "$mirror"
+  echo "release.sh: the Debian 11 roots are ready in $cache"
+  exit 0
 fi
 
 echo "== release build in Debian 11"

@@ -30,6 +30,11 @@ if [ "$(id -u)" -ne 0 ]; then sudo_cmd=(sudo); fi
 
 command -v ld64.lld-14 >/dev/null && command -v llvm-lipo-14 >/dev/null ||
   bash "$root/tools/setup.sh" >&2
+# Installed once: another run installing it (CI prepares it beside the
+# tests) is waited for.
+mkdir -p "$cache"
+exec 9>"$cache/.macos-toolchain.lock"
+flock 9
 if ! command -v npm >/dev/null; then
   say "Installing: npm"
   "${sudo_cmd[@]}" apt-get update -qq >&2
@@ -116,6 +121,8 @@ if [ "$(cat "$deps/.built" 2>/dev/null)" != "$recipe" ]; then
   say "== macOS libraries' sources and headers (first run only): $deps"
   bash "$here/build-deps.sh" "$deps" "$recipe" >&2
 fi
+
+exec 9>&-
 
 echo "QUELBY_MACOS_TOOLCHAIN='$toolchain'"
 echo "QUELBY_MACOS_DEPS='$deps'"

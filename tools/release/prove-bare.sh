@@ -21,16 +21,7 @@ if [ ! -x "$website" ]; then
   echo "prove-bare: the stand-in website is not built ($website); run tools/test.sh first" >&2
   exit 1
 fi
-if [ ! -f "$bare/.complete" ]; then
-  echo "== bare Debian 11 (first run only): $bare"
-  rm -rf "$bare.partial"
-  mkdir -p "$cache"
-  debootstrap --variant=minbase bullseye "$bare.partial" "$mirror" \
-    >"$cache/debootstrap-bare.log" 2>&1 ||
-    { tail -20 "$cache/debootstrap-bare.log"; exit 1; }
-  touch "$bare.partial/.complete"
-  mv "$bare.partial" "$bare"
-fi
+make_bare_root "$cache" "$mirror"
 
 # A fresh X-Plane folder and the emulated X-Plane; nothing else is added.
 xplane="$bare/xplane"
