@@ -4,6 +4,7 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <atomic>
 #include <boost/algorithm/hex.hpp>
 #include <boost/algorithm/string/replace.hpp>
@@ -82,6 +83,35 @@ int abortCheck(void*, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
     return g_abortTransfers.load() ? 1 : 0;
 }
 
+// The sockets of every transfer under way. libcurl looks at the abort flag
+// only about once a second while it waits for the website; a stop ends
+// these sockets instead, which ends the wait at once.
+std::mutex g_socketsMutex;
+std::vector<curl_socket_t> g_openSockets;
+
+curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
+    std::lock_guard<std::mutex> lock(g_socketsMutex);
+    // A transfer that gets this far after the stop began ends here.
+    if (g_abortTransfers.load()) {
+        return CURL_SOCKET_BAD;
+    }
+    const curl_socket_t socket =
+        CHttpSystem::openSocket(address->family, address->socktype, address->protocol);
+    if (socket != CURL_SOCKET_BAD) {
+        g_openSockets.push_back(socket);
+    }
+    return socket;
+}
+
+int closeSocket(void*, curl_socket_t socket) {
+    // Forgotten before it is closed, under the same lock as a stop's
+    // shutdown: the stop never meets a number the system has given again.
+    std::lock_guard<std::mutex> lock(g_socketsMutex);
+    g_openSockets.erase(std::remove(g_openSockets.begin(), g_openSockets.end(), socket),
+                        g_openSockets.end());
+    return CHttpSystem::closeSocket(socket);
+}
+
 // How long a request may wait for the website before it fails: a connection
 // not accepted within the connect time-out, or an exchange that stalls (less
 // than a byte a second for the low-speed time) give up long before the
@@ -130,6 +160,8 @@ CURLcode post(CURL* curl, const std::string& url, const char* body, curl_slist* 
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
     curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, abortCheck);
+    curl_easy_setopt(curl, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+    curl_easy_setopt(curl, CURLOPT_CLOSESOCKETFUNCTION, closeSocket);
     return curl_easy_perform(curl);
 }
 
@@ -235,7 +267,15 @@ int CClientInterface::getSystemInfo(char* buffer, std::size_t size) const {
     return 0;
 }
 
-void CClientInterface::abortTransfers(bool abort) { g_abortTransfers = abort; }
+void CClientInterface::abortTransfers(bool abort) {
+    std::lock_guard<std::mutex> lock(g_socketsMutex);
+    g_abortTransfers = abort;
+    if (abort) {
+        for (const curl_socket_t socket : g_openSockets) {
+            CHttpSystem::shutDownSocket(socket);
+        }
+    }
+}
 
 void CClientInterface::setStallLimitsForTests(long connectTimeoutMs, long lowSpeedSeconds) {
     g_connectTimeoutMs = connectTimeoutMs;

@@ -293,15 +293,41 @@ TEST_F(ClientTransportTest, NoSiteOrAbortedTransfer_isCouldNotOpenUrl) {
     EXPECT_EQ(nowhere.readURL("function=getversion&intern_ts=1"), 5);
     EXPECT_STREQ(nowhere.getLastMessage(), "Could not open URL");
 
-    // A site that does not answer: a stop aborts the transfer at once.
+    // A site that takes the request and does not answer: a stop aborts the
+    // transfer at once, not at libcurl's next look at the abort flag, which
+    // comes up to a second into its wait. Three transfers, each aborted a
+    // while into its wait: looking once a second, they would end about
+    // 1.5 s after their aborts in all.
     server.hang(30000);
-    auto pending = std::async(std::launch::async, [&] { return send(); });
-    std::this_thread::sleep_for(200ms);
+    std::chrono::steady_clock::duration endedAfter{};
+    for (int transfer = 1; transfer <= 3; ++transfer) {
+        auto pending = std::async(std::launch::async, [&] { return send(); });
+        const auto sentBy = std::chrono::steady_clock::now() + 5s;
+        while (server.bodies().size() < static_cast<std::size_t>(transfer) &&
+               std::chrono::steady_clock::now() < sentBy) {
+            std::this_thread::sleep_for(5ms);
+        }
+        ASSERT_EQ(server.bodies().size(), static_cast<std::size_t>(transfer))
+            << "request " << transfer << " was not sent";
+        std::this_thread::sleep_for(300ms);
+        const auto abortedAt = std::chrono::steady_clock::now();
+        CClientInterface::abortTransfers(true);
+        const auto status = pending.wait_for(5s);
+        endedAfter += std::chrono::steady_clock::now() - abortedAt;
+        CClientInterface::abortTransfers(false);
+        ASSERT_EQ(status, std::future_status::ready) << "transfer " << transfer << " did not end on abort";
+        EXPECT_EQ(pending.get(), 5);
+    }
+    const auto endedAfterMs = std::chrono::duration_cast<std::chrono::milliseconds>(endedAfter).count();
+    EXPECT_LT(endedAfterMs, 600) << "the transfers ended only at libcurl's own looks at the flag";
+
+    // Once the stop has begun, a transfer that starts gets no connection.
     CClientInterface::abortTransfers(true);
-    const auto status = pending.wait_for(5s);
+    const auto refusedAt = std::chrono::steady_clock::now();
+    EXPECT_EQ(send(), 5);
     CClientInterface::abortTransfers(false);
-    ASSERT_EQ(status, std::future_status::ready) << "the transfer did not end on abort";
-    EXPECT_EQ(pending.get(), 5);
+    EXPECT_LT(std::chrono::steady_clock::now() - refusedAt, 400ms) << "a refused transfer waited";
+    EXPECT_EQ(server.bodies().size(), 3u) << "a request went out after the stop began";
 }
 
 // This process's threads with the name, from /proc.

@@ -1,5 +1,8 @@
 // Linux and macOS: the system's certificate authorities for an HTTPS website.
 // A proxy comes from the environment, which libcurl reads itself.
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -38,5 +41,14 @@ void prepare(CURL* curl, const std::string& url) {
         curl_easy_setopt(curl, CURLOPT_CAINFO, systemCaBundle().c_str());
     }
 }
+
+curl_socket_t openSocket(int family, int type, int protocol) {
+    const int socketFd = ::socket(family, type, protocol);
+    return socketFd < 0 ? CURL_SOCKET_BAD : socketFd;
+}
+
+int closeSocket(curl_socket_t socket) { return ::close(socket); }
+
+void shutDownSocket(curl_socket_t socket) { ::shutdown(socket, SHUT_RDWR); }
 
 }  // namespace CHttpSystem

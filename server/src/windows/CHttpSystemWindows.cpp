@@ -81,4 +81,13 @@ void prepare(CURL* curl, const std::string& url) {
     }
 }
 
+curl_socket_t openSocket(int family, int type, int protocol) {
+    // libcurl started Winsock (curl_global_init) before any transfer.
+    return ::socket(family, type, protocol);  // INVALID_SOCKET is CURL_SOCKET_BAD
+}
+
+int closeSocket(curl_socket_t socket) { return ::closesocket(socket); }
+
+void shutDownSocket(curl_socket_t socket) { ::shutdown(socket, SD_BOTH); }
+
 }  // namespace CHttpSystem
