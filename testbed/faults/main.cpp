@@ -45,7 +45,8 @@ const char* const kUsage =
     "  --out DIR        where each case's X-Plane folder goes (default: faults)\n"
     "  --plugin PATH    plug-in binary (default: the one of this build)\n"
     "  --strict-frames  a frame over 2 ms fails its case (timing needs a quiet machine)\n"
-    "  --only TEXT      only the cases whose name or fault contains TEXT\n";
+    "  --only TEXT      only the cases whose name or fault contains TEXT\n"
+    "  --part K/N       only every N-th case, from the K-th on (N runs side by side)\n";
 
 constexpr const char* kWindow = "Quelby Client";
 constexpr double kFrameLimitMs = 2.0;
@@ -57,6 +58,9 @@ struct Options {
     bool shortRun = false;
     bool strictFrames = false;
     std::string only;
+    // --part K/N: the cases numbered K, K+N, K+2N... (1-based).
+    int part = 1;
+    int parts = 1;
 };
 
 // One line of the table.
@@ -807,15 +811,21 @@ void printTable(const std::vector<Row>& rows) {
 
 bool parseOptions(int argc, char** argv, Options& options) {
     namespace po = boost::program_options;
-    std::string out = options.out.string(), plugin = QUELBY_PLUGIN_PATH;
+    std::string out = options.out.string(), plugin = QUELBY_PLUGIN_PATH, part = "1/1";
     po::options_description known;
     known.add_options()("short", po::bool_switch(&options.shortRun))(
         "strict-frames", po::bool_switch(&options.strictFrames))("only", po::value(&options.only))(
-        "out", po::value(&out))("plugin", po::value(&plugin));
+        "out", po::value(&out))("plugin", po::value(&plugin))("part", po::value(&part));
     po::variables_map given;
     if (!testbed::readCommandLine(argc, argv, known, given)) return false;
     options.out = out;
     options.plugin = plugin;
+    char rest = 0;
+    if (std::sscanf(part.c_str(), "%d/%d%c", &options.part, &options.parts, &rest) != 2 ||
+        options.parts < 1 || options.part < 1 || options.part > options.parts) {
+        std::cerr << "quelby-faults: --part wants K/N with 1 <= K <= N, not \"" << part << "\"\n";
+        return false;
+    }
     return true;
 }
 
@@ -843,6 +853,9 @@ int main(int argc, char** argv) {
     const auto add = [&](const std::string& scenario, const std::string& fault,
                          std::function<void(Case&, Row&)> body) {
         ++number;
+        if ((number - 1) % options.parts != options.part - 1) {
+            return;
+        }
         if (!options.only.empty() && scenario.find(options.only) == std::string::npos &&
             fault.find(options.only) == std::string::npos) {
             return;
