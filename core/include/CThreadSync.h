@@ -85,11 +85,11 @@ private:
     std::condition_variable m_doneCondition;
     static constexpr std::chrono::milliseconds kDonePoll{1};
     // Guarded by the mutex: the jobs waiting, oldest first, each with its
-    // ticket, and the ticket of the last job handed over.
+    // ticket.
     std::deque<std::pair<std::uint64_t, std::function<void()>>> m_jobs;
-    std::uint64_t m_lastTicket = 0;
-    // The same ticket, readable without the lock: a frame that finds it
-    // equal to the last job run has nothing to do and touches no lock.
+    // The ticket of the last job handed over: written under the lock, read
+    // without it. A frame that finds it equal to the last job run has
+    // nothing to do and touches no lock.
     std::atomic<std::uint64_t> m_queuedTicket{0};
     // The ticket of the last job run; written by the simulator's thread
     // without the lock.

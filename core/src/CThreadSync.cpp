@@ -67,9 +67,11 @@ std::uint64_t CThreadSync::enqueue(std::function<void()> job) {
     if (m_bShutDown) {
         return 0;
     }
-    m_jobs.emplace_back(++m_lastTicket, std::move(job));
-    m_queuedTicket.store(m_lastTicket, std::memory_order_release);
-    return m_lastTicket;
+    // Written under the lock, so tickets stay in the queue's order.
+    const std::uint64_t ticket = m_queuedTicket.load(std::memory_order_relaxed) + 1;
+    m_jobs.emplace_back(ticket, std::move(job));
+    m_queuedTicket.store(ticket, std::memory_order_release);
+    return ticket;
 }
 
 bool CThreadSync::runOnSimulator(const std::function<void()>& job) {
