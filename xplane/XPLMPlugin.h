@@ -25,5 +25,8 @@ XPLM_API void XPLMEnableFeature(const char* inFeature, int inEnable);
 #endif
 
 #define XPLM_MSG_PLANE_CRASHED 101
+// Right after X-Plane enters VR, and right before it leaves it.
+#define XPLM_MSG_ENTERED_VR 109
+#define XPLM_MSG_EXITING_VR 110
 
 #endif

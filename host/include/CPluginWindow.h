@@ -30,9 +30,10 @@ public:
     // Into an OS window of its own, shown, or back onto X-Plane's screen.
     // Nothing happens in VR or where the window cannot pop out.
     void togglePopOut();
-    // Once a frame: a shown window goes into the headset while VR is on and
-    // comes back onto the screen when VR ends.
-    void followVr();
+    // X-Plane says when VR begins and before it ends: a shown window goes
+    // into the headset, and one there comes back onto the screen.
+    void enteredVr();
+    void exitingVr();
 
 private:
     void setMode(int mode);

@@ -169,8 +169,7 @@ void XPlaneMenuCallback(void* menuRef, void* itemRef) {
     });
 }
 
-// Every frame, drawn or not: the client thread's simulator work, and the
-// window's place while the pilot puts the headset on or takes it off.
+// Every frame, drawn or not: the client thread's simulator work.
 float XPlaneFlightLoopCallback(float sinceLastCall, float sinceLastLoop, int counter,
                                void* refcon) {
     (void)sinceLastCall;
@@ -180,11 +179,6 @@ float XPlaneFlightLoopCallback(float sinceLastCall, float sinceLastLoop, int cou
     CCallbackGuard::run(g_flightLoopFailed, "XPlaneFlightLoopCallback", [] {
         if (g_pThreadSync != nullptr) {
             g_pThreadSync->trywait();
-        }
-        const bool wasPoppedOut = g_window.isPoppedOut();
-        g_window.followVr();
-        if (wasPoppedOut != g_window.isPoppedOut()) {
-            markPopOutItem();
         }
     });
     // Called again next frame, whatever happened in this one.
@@ -385,6 +379,17 @@ void stop() {
 void receiveMessage(XPLMPluginID fromPlugin, int message, void* param) {
     (void)fromPlugin;
     (void)param;
+    // The window follows the pilot into the headset and back out of it; a
+    // popped-out window that went there is no longer popped out.
+    if (message == XPLM_MSG_ENTERED_VR || message == XPLM_MSG_EXITING_VR) {
+        if (message == XPLM_MSG_ENTERED_VR) {
+            g_window.enteredVr();
+        } else {
+            g_window.exitingVr();
+        }
+        markPopOutItem();
+        return;
+    }
     if (message != XPLM_MSG_PLANE_CRASHED) {
         return;
     }

@@ -58,7 +58,9 @@ void CPluginWindow::show() {
     if (m_window != nullptr) {
         XPShowWidget(m_window);
         // A window shown with the headset on goes there at once.
-        followVr();
+        if (canPopOut() && m_vrEnabled != nullptr && XPLMGetDatai(m_vrEnabled) != 0) {
+            enteredVr();
+        }
     }
 }
 
@@ -90,19 +92,17 @@ void CPluginWindow::togglePopOut() {
     setMode(xplm_WindowPopOut);
 }
 
-void CPluginWindow::followVr() {
-    if (!canPopOut() || m_vrEnabled == nullptr) {
-        return;
-    }
-    // One read a frame; the window's visibility only when it matters.
-    const bool vr = XPLMGetDatai(m_vrEnabled) != 0;
-    if (vr == (m_mode == xplm_WindowVR)) {
-        return;
-    }
-    if (!vr) {
-        setMode(xplm_WindowPositionFree);
-    } else if (isVisible()) {
+// No frame reads the VR dataref: X-Plane's messages come when it matters.
+void CPluginWindow::enteredVr() {
+    if (canPopOut() && m_mode != xplm_WindowVR && isVisible()) {
         setMode(xplm_WindowVR);
+    }
+}
+
+void CPluginWindow::exitingVr() {
+    // The dataref still says VR here: X-Plane leaves it after this message.
+    if (m_mode == xplm_WindowVR) {
+        setMode(xplm_WindowPositionFree);
     }
 }
 

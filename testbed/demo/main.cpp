@@ -413,7 +413,7 @@ private:
     // The pilot puts the headset on, and the window goes with it; takes it
     // off, and the window comes back onto the screen.
     void wearHeadset(bool on) {
-        sim().setInt("sim/graphics/VR/enabled", on ? 1 : 0);
+        sim().setVr(on);
         sim().runFrames(2);
         const int mode = sim().windowPositioningMode(mainWindow());
         if (mode != (on ? xplm_WindowVR : xplm_WindowPositionFree)) {

@@ -14,7 +14,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr const char* kNativeWidgetWindows = "XPLM_USE_NATIVE_WIDGET_WINDOWS";
-constexpr const char* kVrEnabled = "sim/graphics/VR/enabled";
 
 class ModernWindowTest : public quelby_test::PilotAtTheWindow {
 protected:
@@ -104,7 +103,7 @@ TEST_F(ModernWindowTest, AsXPlane11_theWindowIsLegacy_thePopOutItemGreyed_andThe
     EXPECT_FALSE(sim().isMenuItemEnabled("Quelby", "Pop Out Window"));
     EXPECT_FALSE(sim().clickMenuItem("Quelby", "Pop Out Window"));
     // No headset either: the window stays where legacy windows live.
-    sim().setInt(kVrEnabled, 1);
+    sim().setVr(true);
     logIn();
     ASSERT_TRUE(waitForText("Home - News"));
     EXPECT_EQ(mode(), xplm_WindowPositionFree);
@@ -118,8 +117,11 @@ TEST_F(ModernWindowTest, WithVrOn_theShownWindowGoesToTheHeadset_worksThere_andC
     writeSettings();
     loadPlugin();
     ASSERT_TRUE(waitForText("Login"));
-    sim().setInt(kVrEnabled, 1);
-    sim().runFrames(2);
+    // A popped-out window goes too, no longer popped out; X-Plane's message
+    // moves it at once.
+    ASSERT_TRUE(sim().clickMenuItem("Quelby", "Pop Out Window"));
+    ASSERT_TRUE(sim().isMenuItemChecked("Quelby", "Pop Out Window"));
+    sim().setVr(true);
     ASSERT_EQ(mode(), xplm_WindowVR);
     EXPECT_FALSE(sim().isMenuItemChecked("Quelby", "Pop Out Window"));
 
@@ -128,15 +130,15 @@ TEST_F(ModernWindowTest, WithVrOn_theShownWindowGoesToTheHeadset_worksThere_andC
     ASSERT_TRUE(waitForText("Home - News"));
     EXPECT_EQ(placeOf("Home - News")->window, mainWindow());
 
-    sim().setInt(kVrEnabled, 0);
-    sim().runFrames(2);
+    // X-Plane says so while its VR dataref still reads 1.
+    sim().setVr(false);
     EXPECT_EQ(mode(), xplm_WindowPositionFree) << "VR ended: back on the screen";
     ASSERT_TRUE(waitForText("Home - News"));
 
     // Hidden, it stays out of the headset; shown with the headset on, it
     // goes there at once.
     ASSERT_TRUE(sim().clickMenuItem("Quelby", "Hide Client"));
-    sim().setInt(kVrEnabled, 1);
+    sim().setVr(true);
     sim().runFrames(3);
     EXPECT_EQ(mode(), xplm_WindowPositionFree);
     ASSERT_TRUE(sim().runCommand("quelby/toggle_window"));

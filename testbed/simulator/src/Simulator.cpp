@@ -11,6 +11,7 @@
 #include "PluginModule.h"
 #include "SimulatorState.h"
 #include "XPLMDisplay.h"
+#include "XPLMPlugin.h"
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
@@ -567,6 +568,21 @@ void Simulator::sendMessage(int message, void* param) {
     if (receive != nullptr) {
         PluginCodeScope inPluginCode;
         receive(kXPlanePluginId, message, param);
+    }
+}
+
+void Simulator::setVr(bool on) {
+    requireSimulatorThread("setVr");
+    constexpr const char* kVrEnabled = "sim/graphics/VR/enabled";
+    if ((getInt(kVrEnabled) != 0) == on) {
+        return;
+    }
+    if (on) {
+        setInt(kVrEnabled, 1);
+        sendMessage(XPLM_MSG_ENTERED_VR);
+    } else {
+        sendMessage(XPLM_MSG_EXITING_VR);
+        setInt(kVrEnabled, 0);
     }
 }
 

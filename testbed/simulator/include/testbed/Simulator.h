@@ -271,6 +271,11 @@ public:
     // Every message sendMessage was given since reset(), oldest first,
     // whether or not a plug-in was loaded to receive it.
     std::vector<int> messagesSent() const;
+    // The pilot puts the VR headset on or takes it off, told as X-Plane
+    // tells its plug-ins: XPLM_MSG_ENTERED_VR right after
+    // sim/graphics/VR/enabled becomes 1, XPLM_MSG_EXITING_VR while it is
+    // still 1, just before it becomes 0. Nothing is said if nothing changes.
+    void setVr(bool on);
 
     // What the plug-in said and drew.
     std::vector<std::string> spokenTexts() const;
