@@ -62,7 +62,9 @@ protected:
 private:
     // One piece of the panel as it is drawn, from the window's top-left
     // corner: made once for each panel the client publishes, not per frame.
-    // The text stays in the panel, which is held as long as it is drawn.
+    // The texts lie end to end in one buffer, so that a frame reads a few
+    // neighbouring cache lines rather than a string scattered over the heap
+    // for each piece.
     struct tDrawnText {
         int dx = 0;
         int dy = 0;
@@ -87,6 +89,7 @@ private:
     // The simulator's thread's: the panel last prepared and its pieces.
     std::shared_ptr<const std::vector<tPanelText>> m_preparedPanel;
     std::vector<tDrawnText> m_drawnTexts;
+    std::vector<char> m_drawnChars;
     // A report held in memory when the client stopped, for the client made
     // again after a failure; the client thread's.
     std::string m_carriedReport;

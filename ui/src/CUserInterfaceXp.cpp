@@ -242,6 +242,9 @@ void CUserInterfaceXp::preparePanel(const std::shared_ptr<const std::vector<tPan
     m_preparedPanel = panel;
     m_drawnTexts.clear();
     m_drawnTexts.reserve(panel->size());
+    m_drawnChars.clear();
+    std::vector<std::size_t> offsets;
+    offsets.reserve(panel->size());
     for (const tPanelText& piece : *panel) {
         if (piece.text.empty()) {
             continue;  // nothing to see, nothing to draw
@@ -254,8 +257,14 @@ void CUserInterfaceXp::preparePanel(const std::shared_ptr<const std::vector<tPan
                                                            static_cast<int>(piece.text.size())));
         }
         drawn.dy = piece.y + m_charHeight;
-        drawn.text = piece.text.c_str();
+        offsets.push_back(m_drawnChars.size());
+        m_drawnChars.insert(m_drawnChars.end(), piece.text.begin(), piece.text.end());
+        m_drawnChars.push_back('\0');
         m_drawnTexts.push_back(drawn);
+    }
+    // Pointed into only now that the buffer has stopped growing.
+    for (std::size_t i = 0; i < m_drawnTexts.size(); ++i) {
+        m_drawnTexts[i].text = m_drawnChars.data() + offsets[i];
     }
 }
 
