@@ -381,12 +381,13 @@ void receiveMessage(XPLMPluginID fromPlugin, int message, void* param) {
     (void)param;
     // The window follows the pilot into the headset and back out of it; a
     // popped-out window that went there is no longer popped out.
-    if (message == XPLM_MSG_ENTERED_VR || message == XPLM_MSG_EXITING_VR) {
-        if (message == XPLM_MSG_ENTERED_VR) {
-            g_window.enteredVr();
-        } else {
-            g_window.exitingVr();
-        }
+    if (message == XPLM_MSG_ENTERED_VR) {
+        g_window.enteredVr();
+        markPopOutItem();
+        return;
+    }
+    if (message == XPLM_MSG_EXITING_VR) {
+        g_window.exitingVr();
         markPopOutItem();
         return;
     }

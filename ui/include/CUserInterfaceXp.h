@@ -6,6 +6,7 @@
 // drawing run on the simulator's thread; the rest as in CUserInterface.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -69,7 +70,8 @@ private:
         int dx = 0;
         int dy = 0;
         float rgb[3] = {1.0f, 1.0f, 1.0f};
-        const char* text = "";
+        // Where the text begins in m_drawnChars, ended by a NUL.
+        std::size_t textAt = 0;
     };
     void preparePanel(const std::shared_ptr<const std::vector<tPanelText>>& panel);
 

@@ -243,8 +243,6 @@ void CUserInterfaceXp::preparePanel(const std::shared_ptr<const std::vector<tPan
     m_drawnTexts.clear();
     m_drawnTexts.reserve(panel->size());
     m_drawnChars.clear();
-    std::vector<std::size_t> offsets;
-    offsets.reserve(panel->size());
     for (const tPanelText& piece : *panel) {
         if (piece.text.empty()) {
             continue;  // nothing to see, nothing to draw
@@ -257,14 +255,10 @@ void CUserInterfaceXp::preparePanel(const std::shared_ptr<const std::vector<tPan
                                                            static_cast<int>(piece.text.size())));
         }
         drawn.dy = piece.y + m_charHeight;
-        offsets.push_back(m_drawnChars.size());
+        drawn.textAt = m_drawnChars.size();
         m_drawnChars.insert(m_drawnChars.end(), piece.text.begin(), piece.text.end());
         m_drawnChars.push_back('\0');
         m_drawnTexts.push_back(drawn);
-    }
-    // Pointed into only now that the buffer has stopped growing.
-    for (std::size_t i = 0; i < m_drawnTexts.size(); ++i) {
-        m_drawnTexts[i].text = m_drawnChars.data() + offsets[i];
     }
 }
 
@@ -276,8 +270,8 @@ void CUserInterfaceXp::drawTextPanel(int windowLeft, int windowTop) {
         preparePanel(panel);
     }
     for (tDrawnText& drawn : m_drawnTexts) {
-        XPLMDrawString(drawn.rgb, windowLeft + drawn.dx, windowTop - drawn.dy, drawn.text, nullptr,
-                       kTextFont);
+        XPLMDrawString(drawn.rgb, windowLeft + drawn.dx, windowTop - drawn.dy,
+                       m_drawnChars.data() + drawn.textAt, nullptr, kTextFont);
     }
 }
 
